@@ -1,0 +1,27 @@
+# What every source of this project is compiled with.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# Assertions are part of the library's contract and stay on in every build type.
+foreach(type RELEASE RELWITHDEBINFO MINSIZEREL)
+  string(REPLACE "-DNDEBUG" "" CMAKE_CXX_FLAGS_${type} "${CMAKE_CXX_FLAGS_${type}}")
+endforeach()
+
+# A fused multiply-add rounds once where the definition rounds twice, and which sums the compiler
+# would fuse changes with the machine: never let it.
+add_compile_options(-ffp-contract=off)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Werror)
+
+if(VEXA_SANITIZE)
+  add_compile_options(-fsanitize=${VEXA_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${VEXA_SANITIZE})
+  if(VEXA_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
