@@ -1,0 +1,9 @@
+#pragma once
+
+/// The whole interface of the library in one include.
+
+#define VEXA_VERSION "0.1.0"
+
+#include "databatch.h"
+#include "kernels.h"
+#include "matrixlistwise.h"

@@ -1,0 +1,75 @@
+#include "vexa/databatch.h"
+
+#include <algorithm>
+#include <cassert>
+#include <memory>
+
+namespace vexa {
+
+DataBatch::DataBatch(unsigned int nColumns, unsigned int nRows, const double* pWeight,
+                     const double* pRegWeight, const unsigned int* pGroup)
+    : _weights(nullptr),
+      _regWeights(nullptr),
+      _columns(nullptr),
+      _pWeight(pWeight),
+      _pRegWeight(pRegWeight),
+      _pGroup(pGroup),
+      _groups(nullptr),
+      _maxRows(nRows),
+      _nColumns(nColumns),
+      _nRows(0),
+      _maxGroupSeen(0) {
+  assert(0 < nColumns);
+  assert(0 < nRows);
+  std::unique_ptr<double[]> columns(new double[nRows * nColumns]);
+  std::unique_ptr<double[]> weights(pWeight ? new double[nRows] : nullptr);
+  std::unique_ptr<double[]> regWeights(pRegWeight ? new double[nRows] : nullptr);
+  _groups = pGroup ? new unsigned int[nRows] : nullptr;
+  _columns = columns.release();
+  _weights = weights.release();
+  _regWeights = regWeights.release();
+}
+
+DataBatch::~DataBatch() {
+  delete[] _columns;
+  delete[] _weights;
+  delete[] _regWeights;
+  delete[] _groups;
+}
+
+std::uint64_t DataBatch::RowSize(unsigned int nColumns, bool withWeights, bool withRegWeights,
+                                 bool withGroups) {
+  const std::uint64_t doubles = std::uint64_t{nColumns} + withWeights + withRegWeights;
+  return doubles * sizeof(double) + withGroups * sizeof(unsigned int);
+}
+
+void DataBatch::AddRow(const double* row) {
+  assert(_nRows < _maxRows);
+  if (_pWeight) _weights[_nRows] = *_pWeight;
+  if (_pRegWeight) _regWeights[_nRows] = *_pRegWeight;
+  if (_pGroup) {
+    const unsigned int group = *_pGroup;
+    _groups[_nRows] = group;
+    if (group > _maxGroupSeen) _maxGroupSeen = group;
+  }
+  double* cell = _columns + _nRows;
+  for (unsigned int col = 0; col < _nColumns; ++col) {
+    *cell = row[col];
+    cell += _maxRows;
+  }
+  assert(cell < _columns+(_nColumns+1)*_maxRows);
+  ++_nRows;
+}
+
+unsigned int RecommendedRows(std::uint64_t cacheSize, std::uint64_t rowSize) {
+  constexpr std::uint64_t kLineRows = 64 / sizeof(double);
+  // One column more than the row holds, because AddRow's write cursor ends one stride past the last column.
+  const std::uint64_t columns = rowSize / sizeof(double) + 1;
+  const std::uint64_t mostLines = ((std::uint64_t{1} << 32) - 1) / columns / kLineRows;
+  const std::uint64_t wantedLines = cacheSize / 2 / std::max<std::uint64_t>(rowSize, 1) / kLineRows;
+  const std::uint64_t lines = std::min(wantedLines, mostLines);
+  if (lines == 0) return mostLines == 0 ? 1 : static_cast<unsigned int>(kLineRows);
+  return static_cast<unsigned int>((lines % 2 == 1 ? lines : lines - 1) * kLineRows);
+}
+
+}  // namespace vexa
