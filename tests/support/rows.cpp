@@ -1,0 +1,161 @@
+#include "support/rows.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+double Uniform(Random& random) { return std::uniform_real_distribution<>(-0.5, 0.5)(random); }
+
+std::size_t Below(Random& random, std::size_t limit) {
+  return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
+}
+
+bool Chance(Random& random, double share) { return std::bernoulli_distribution(share)(random); }
+
+double WildValue(Random& random) {
+  constexpr double kSpecial[] = {std::numeric_limits<double>::quiet_NaN(),
+                                 std::numeric_limits<double>::infinity(),
+                                 -std::numeric_limits<double>::infinity(),
+                                 std::numeric_limits<double>::denorm_min(),
+                                 -0.0,
+                                 0.0,
+                                 1e300,
+                                 -1e300};
+  return Chance(random, 0.05) ? kSpecial[Below(random, std::size(kSpecial))] : Uniform(random);
+}
+
+std::vector<double> MakeColumn(Random& random, Family family, std::size_t rows) {
+  std::vector<double> column(rows);
+  const double fixed = Uniform(random) * 1000;
+  const std::size_t run = rows == 0 ? 0 : Below(random, rows + 1);
+  for (std::size_t row = 0; row < rows; ++row) {
+    switch (family) {
+      case Family::kUniform:
+        column[row] = Uniform(random);
+        break;
+      case Family::kOffset:
+        column[row] = 1e9 + Uniform(random);
+        break;
+      case Family::kConstant:
+        column[row] = fixed;
+        break;
+      case Family::kLeadingRun:
+        column[row] = row < run ? fixed : Uniform(random);
+        break;
+      case Family::kFewValues:
+        column[row] = static_cast<double>(Below(random, 4)) - 1;
+        break;
+      case Family::kWild:
+        column[row] = WildValue(random);
+        break;
+    }
+  }
+  return column;
+}
+
+std::vector<double> MakeWeights(Random& random, const RowsSpec& spec) {
+  std::vector<double> weights(spec.rows);
+  for (double& weight : weights) {
+    weight = Uniform(random) + 1.0;
+    if (spec.oddWeights && Chance(random, 0.2)) weight = Chance(random, 0.5) ? 0.0 : -weight;
+  }
+  if (spec.oddWeights && Chance(random, 0.1)) std::fill(weights.begin(), weights.end(), 0.0);
+  return weights;
+}
+
+}  // namespace
+
+Rows Rows::Slice(std::size_t first, std::size_t size) const {
+  const auto cut = [&](const auto& all) {
+    using Vector = std::decay_t<decltype(all)>;
+    if (all.empty()) return Vector{};
+    const auto begin = all.begin() + static_cast<std::ptrdiff_t>(first);
+    return Vector(begin, begin + static_cast<std::ptrdiff_t>(size));
+  };
+  Rows part;
+  for (const auto& column : columns) part.columns.push_back(cut(column));
+  part.weights = cut(weights);
+  part.regWeights = cut(regWeights);
+  part.groups = cut(groups);
+  part.hasWeights = hasWeights;
+  part.hasRegWeights = hasRegWeights;
+  part.count = size;
+  return part;
+}
+
+FilledBatch::FilledBatch(const Rows& rows, unsigned int spare)
+    : _batch(std::make_unique<vexa::DataBatch>(
+          static_cast<unsigned int>(rows.columns.size()),
+          std::max(static_cast<unsigned int>(rows.count) + spare, 1U), rows.hasWeights ? &_weight : nullptr,
+          rows.hasRegWeights ? &_regWeight : nullptr, rows.groups.empty() ? nullptr : &_group)) {
+  std::vector<double> row(rows.columns.size());
+  for (unsigned int col = 0; col < _batch->NColumns(); ++col) {
+    std::fill_n(_batch->Column(col), _batch->MaxRows(), std::numeric_limits<double>::quiet_NaN());
+  }
+  for (std::size_t i = 0; i < rows.count; ++i) {
+    for (std::size_t col = 0; col < row.size(); ++col) row[col] = rows.columns[col][i];
+    if (rows.hasWeights) _weight = rows.weights[i];
+    if (rows.hasRegWeights) _regWeight = rows.regWeights[i];
+    if (!rows.groups.empty()) _group = rows.groups[i];
+    _batch->AddRow(row.data());
+  }
+}
+
+std::vector<double> Contents(vexa::DataBatch& batch) {
+  std::vector<double> contents;
+  const auto append = [&](const double* x) {
+    if (x) contents.insert(contents.end(), x, x + batch.NRows());
+  };
+  for (unsigned int col = 0; col < batch.NColumns(); ++col) append(batch.Column(col));
+  append(batch.Weights());
+  append(batch.RegWeights());
+  return contents;
+}
+
+Rows MakeRows(Random& random, const RowsSpec& spec) {
+  Rows rows;
+  rows.count = spec.rows;
+  rows.hasWeights = spec.weights;
+  rows.hasRegWeights = spec.regWeights;
+  for (std::size_t col = 0; col < spec.columns; ++col) {
+    const auto family = static_cast<Family>(Below(random, spec.wild ? 6 : 5));
+    rows.columns.push_back(MakeColumn(random, family, spec.rows));
+    for (double& value : rows.columns.back()) {
+      if (spec.missingRate > 0 && Chance(random, spec.missingRate)) value = spec.missingCode;
+    }
+  }
+  if (spec.weights) rows.weights = MakeWeights(random, spec);
+  if (spec.regWeights) rows.regWeights = MakeWeights(random, spec);
+  if (spec.groups > 0) {
+    const std::size_t used = 1 + Below(random, spec.groups);
+    for (std::size_t row = 0; row < spec.rows; ++row) {
+      rows.groups.push_back(static_cast<unsigned int>(Below(random, used)));
+    }
+  }
+  return rows;
+}
+
+RowsSpec RandomSpec(Random& random, std::size_t maxRows, std::size_t maxColumns) {
+  RowsSpec spec;
+  spec.rows = Chance(random, 0.3) ? Below(random, 8) : Below(random, maxRows + 1);
+  spec.columns = 1 + Below(random, Chance(random, 0.5) ? std::min<std::size_t>(maxColumns, 8) : maxColumns);
+  spec.weights = Chance(random, 0.5);
+  spec.regWeights = Chance(random, 0.5);
+  spec.oddWeights = Chance(random, 0.3);
+  spec.wild = Chance(random, 0.2);
+  return spec;
+}
+
+std::vector<std::size_t> RandomSplit(Random& random, std::size_t rows) {
+  std::vector<std::size_t> parts;
+  while (rows > 0) {
+    parts.push_back(Chance(random, 0.1) ? 0 : Below(random, rows + 1));
+    rows -= parts.back();
+    if (parts.size() == 6) {
+      parts.push_back(rows);
+      break;
+    }
+  }
+  return parts;
+}

@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+
+#include "support/bits.h"
+#include "support/rows.h"
+#include "vexa/matrixlistwise.h"
+
+namespace {
+
+/// What the laws need to know of an accumulator: how to make an empty one over `columns` columns, how to feed
+/// and merge it, and all its statistics as one list.
+struct ListwiseLaws {
+  using Accumulator = vexa::MatrixListwise;
+  static std::unique_ptr<Accumulator> Make(unsigned int /*columns*/) {
+    return std::make_unique<Accumulator>();
+  }
+  static Accumulator& Add(Accumulator& accumulator, const Rows& rows) {
+    FilledBatch batch(rows);
+    return accumulator += *batch;
+  }
+  static std::vector<double> Statistics(const Accumulator& accumulator) {
+    std::vector<double> values = {static_cast<double>(accumulator.NRows()), accumulator.WeightSum(),
+                                  accumulator.RegWeightSum()};
+    for (unsigned int col = 0; col < accumulator.NColumns(); ++col) {
+      values.push_back(accumulator.Mean(col));
+      for (unsigned int other = 0; other < accumulator.NColumns(); ++other) {
+        values.push_back(accumulator.CCP(col, other));
+      }
+    }
+    return values;
+  }
+};
+
+template <class Laws>
+class AccumulatorLaws : public testing::Test {
+ protected:
+  static constexpr unsigned int kColumns = 6;
+
+  /// Ordinary rows, so that only rounding separates one order of merging from another.
+  static Rows SomeRows(unsigned int seed, std::size_t count) {
+    Random random(seed);
+    RowsSpec spec;
+    spec.rows = count;
+    spec.columns = kColumns;
+    spec.weights = true;
+    spec.regWeights = true;
+    Rows rows = MakeRows(random, spec);
+    for (auto& column : rows.columns) {
+      for (double& value : column)
+        value = std::fmod(value, 1.0) + std::uniform_real_distribution<>(0, 1)(random);
+    }
+    std::uniform_int_distribution<unsigned int> group(0, 2);
+    for (std::size_t row = 0; row < count; ++row) rows.groups.push_back(group(random));
+    return rows;
+  }
+
+  static std::unique_ptr<typename Laws::Accumulator> From(const Rows& rows) {
+    auto accumulator = Laws::Make(kColumns);
+    Laws::Add(*accumulator, rows);
+    return accumulator;
+  }
+
+  static void ExpectClose(const std::vector<double>& a, const std::vector<double>& b) {
+    ASSERT_EQ(a.size(), b.size());
+    for (std::size_t k = 0; k < a.size(); ++k) ASSERT_NEAR(a[k], b[k], 1e-9 * (1.0 + std::fabs(b[k])));
+  }
+};
+
+using Accumulators = testing::Types<ListwiseLaws>;
+TYPED_TEST_SUITE(AccumulatorLaws, Accumulators);
+
+TYPED_TEST(AccumulatorLaws, AStreamOfBatchesEqualsOneBatchUpToRounding) {
+  const Rows rows = this->SomeRows(1, 90);
+  const auto whole = this->From(rows);
+  const auto stream = this->From(rows.Slice(0, 1));
+  TypeParam::Add(*stream, rows.Slice(1, 50));
+  TypeParam::Add(*stream, rows.Slice(51, 39));
+  this->ExpectClose(TypeParam::Statistics(*stream), TypeParam::Statistics(*whole));
+}
+
+TYPED_TEST(AccumulatorLaws, MergeOrderOnlyRounds) {
+  const Rows rows = this->SomeRows(2, 60);
+  auto ab = this->From(rows.Slice(0, 20));
+  auto ba = this->From(rows.Slice(20, 40));
+  const auto a = this->From(rows.Slice(0, 20));
+  const auto b = this->From(rows.Slice(20, 40));
+  *ab += *b;
+  *ba += *a;
+  this->ExpectClose(TypeParam::Statistics(*ab), TypeParam::Statistics(*ba));
+}
+
+TYPED_TEST(AccumulatorLaws, EmptyIsNeutralAndMergingReturnsTheLeftObject) {
+  const Rows rows = this->SomeRows(3, 30);
+  auto full = this->From(rows);
+  auto empty = TypeParam::Make(this->kColumns);
+  auto alsoEmpty = TypeParam::Make(this->kColumns);
+  const std::vector<double> before = TypeParam::Statistics(*full);
+  EXPECT_EQ(&(*full += *empty), full.get());
+  EXPECT_EQ(&TypeParam::Add(*full, rows.Slice(0, 0)), full.get());
+  EXPECT_TRUE(SameBits(TypeParam::Statistics(*full), before));
+  *empty += *alsoEmpty;
+  EXPECT_EQ(empty->NRows(), 0U);
+  *empty += *full;
+  EXPECT_TRUE(SameBits(TypeParam::Statistics(*empty), before));
+}
+
+TYPED_TEST(AccumulatorLaws, CopiesAreIndependent) {
+  const Rows rows = this->SomeRows(4, 30);
+  auto original = this->From(rows);
+  const std::vector<double> before = TypeParam::Statistics(*original);
+  auto copy = TypeParam::Make(this->kColumns);
+  *copy += *original;
+  TypeParam::Add(*original, this->SomeRows(5, 10));
+  EXPECT_TRUE(SameBits(TypeParam::Statistics(*copy), before));
+  original.reset();
+  EXPECT_TRUE(SameBits(TypeParam::Statistics(*copy), before));
+}
+
+TYPED_TEST(AccumulatorLaws, AddingItselfDoubles) {
+  const Rows rows = this->SomeRows(6, 30);
+  auto itself = this->From(rows);
+  auto doubled = this->From(rows);
+  const auto other = this->From(rows);
+  *itself += *itself;
+  *doubled += *other;
+  EXPECT_TRUE(SameBits(TypeParam::Statistics(*itself), TypeParam::Statistics(*doubled)));
+}
+
+TYPED_TEST(AccumulatorLaws, APartOfZeroWeightChangesNothing) {
+  auto full = this->From(this->SomeRows(7, 30));
+  const std::vector<double> before = TypeParam::Statistics(*full);
+  Rows weightless = this->SomeRows(8, 10);
+  weightless.weights.assign(10, 0.0);
+  TypeParam::Add(*full, weightless);
+  EXPECT_TRUE(SameBits(TypeParam::Statistics(*full), before));
+}
+
+}  // namespace
