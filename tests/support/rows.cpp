@@ -102,6 +102,29 @@ FilledBatch::FilledBatch(const Rows& rows, unsigned int spare)
   }
 }
 
+FilledGroupedBatch::FilledGroupedBatch(const Rows& rows, unsigned int maxGroup, unsigned int spare)
+    : _batch(std::make_unique<vexa::DataBatchByGroup>(
+          static_cast<unsigned int>(rows.columns.size()),
+          std::max(static_cast<unsigned int>(rows.count) + spare, 1U), rows.hasWeights ? &_weight : nullptr,
+          rows.hasRegWeights ? &_regWeight : nullptr, rows.groups.empty() ? nullptr : &_group, maxGroup)) {
+  for (unsigned int col = 0; col < _batch->NColumns(); ++col) {
+    std::fill_n(_batch->Column(col), _batch->MaxRows(), std::numeric_limits<double>::quiet_NaN());
+  }
+  Append(rows);
+}
+
+void FilledGroupedBatch::Append(const Rows& rows) {
+  for (std::size_t i = 0; i < rows.count; ++i) {
+    double* row = _batch->NextRow();
+    for (const auto& column : rows.columns) *row++ = column[i];
+    if (rows.hasWeights) _weight = rows.weights[i];
+    if (rows.hasRegWeights) _regWeight = rows.regWeights[i];
+    if (!rows.groups.empty()) _group = rows.groups[i];
+    _batch->AddRow();
+  }
+  if (!rows.groups.empty()) _batch->SortByGroup();
+}
+
 std::vector<double> Contents(vexa::DataBatch& batch) {
   std::vector<double> contents;
   const auto append = [&](const double* x) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "vexa/databatch.h"
+#include "vexa/databatchbygroup.h"
 
 /// Rows of a test, kept column by column apart from the library's batches.
 struct Rows {
@@ -32,6 +33,23 @@ class FilledBatch {
   double _regWeight = 0.0;
   unsigned int _group = 0;
   std::unique_ptr<vexa::DataBatch> _batch;
+};
+
+/// The same for a grouped batch, which is left sorted when the rows have groups.
+class FilledGroupedBatch {
+ public:
+  FilledGroupedBatch(const Rows& rows, unsigned int maxGroup, unsigned int spare = 0);
+  vexa::DataBatchByGroup& operator*() { return *_batch; }
+  vexa::DataBatchByGroup* operator->() { return _batch.get(); }
+
+  /// Appends rows of the same shape and sorts again.
+  void Append(const Rows& rows);
+
+ private:
+  double _weight = 0.0;
+  double _regWeight = 0.0;
+  unsigned int _group = 0;
+  std::unique_ptr<vexa::DataBatchByGroup> _batch;
 };
 
 /// What a batch holds now, column after column, then case weights, then regression weights.

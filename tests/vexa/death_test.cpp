@@ -4,6 +4,7 @@
 
 #include "support/rows.h"
 #include "vexa/databatch.h"
+#include "vexa/databatchbygroup.h"
 #include "vexa/matrixlistwise.h"
 
 namespace {
@@ -33,6 +34,36 @@ TEST(Death, Batch) {
        }},
       {"colNum < _nColumns", "double* vexa::DataBatch::Column(unsigned int)",
        [] { FilledBatch(Sample(3, 2))->Column(2); }},
+  });
+}
+
+TEST(Death, GroupedBatch) {
+  using vexa::DataBatchByGroup;
+  const char* constructor =
+      "vexa::DataBatchByGroup::DataBatchByGroup(unsigned int, unsigned int, const double*, const double*, "
+      "const unsigned int*, unsigned int)";
+  const char* addRow = "void vexa::DataBatchByGroup::AddRow()";
+  const char* groupCount = "unsigned int vexa::DataBatchByGroup::groupCount(unsigned int)";
+  unsigned int group = 0;
+  DataBatchByGroup one(2, 1, nullptr, nullptr, &group, 3);
+  DataBatchByGroup ungrouped(2, 1, nullptr, nullptr, nullptr, 3);
+  ExpectEachStops({
+      {"0 < nColumns", constructor, [] { DataBatchByGroup(0, 0, nullptr, nullptr, nullptr, 0); }},
+      {"0 < nRows", constructor, [] { DataBatchByGroup(1, 0, nullptr, nullptr, nullptr, 0); }},
+      {"_nRows < _maxRows", addRow,
+       [&] {
+         one.AddRow();
+         one.AddRow();
+       }},
+      {"tmpGroupVal<_maxGroup", addRow,
+       [&] {
+         group = 3;
+         one.AddRow();
+       }},
+      {"_pGroup!=0", "void vexa::DataBatchByGroup::SortByGroup()", [&] { ungrouped.SortByGroup(); }},
+      {"group < _maxGroup", groupCount, [&] { one.groupCount(3); }},
+      {"_pGroup!=0", groupCount, [&] { ungrouped.groupCount(0); }},
+      {"colNum < _nColumns", "double* vexa::DataBatchByGroup::Column(unsigned int)", [&] { one.Column(2); }},
   });
 }
 

@@ -5,5 +5,7 @@
 #define VEXA_VERSION "0.1.0"
 
 #include "databatch.h"
+#include "databatchbygroup.h"
 #include "kernels.h"
+#include "matrixbase.h"
 #include "matrixlistwise.h"
