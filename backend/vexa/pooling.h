@@ -6,9 +6,10 @@
 #include <vector>
 
 /// Pooling of two disjoint sets of rows, A and B, each summarised about its own means (Chan, Golub and
-/// LeVeque 1979): with M = (wA·mA + wB·mB) / (wA + wB), C = C_A + C_B + wA (mA − M)(mA − M)ᵀ + wB (mB − M)(mB
-/// − M)ᵀ. The increment form below keeps the digits that the raw sums would lose; its order of operations is
-/// fixed, because the same rows must give the same bits.
+/// LeVeque 1979): with M = (wA·mA + wB·mB) / (wA + wB),
+/// C = C_A + C_B + wA (mA − M)(mA − M)ᵀ + wB (mB − M)(mB − M)ᵀ.
+/// The increment form below keeps the digits that the raw sums would lose; its order of operations is fixed,
+/// because the same rows must give the same bits.
 
 namespace vexa {
 

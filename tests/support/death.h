@@ -22,11 +22,9 @@ inline void ExpectEachStops(const std::vector<BrokenPrecondition>& table) {
   GTEST_FLAG_SET(death_test_style, "fast");
   for (const BrokenPrecondition& broken : table) {
     SCOPED_TRACE(broken.signature + " with " + broken.text);
-    const std::string assertion = "Assertion `" + broken.text + "' failed";
-#ifdef __clang__
-    const std::string expected = assertion;
-#else
-    const std::string expected = broken.signature + ": " + assertion;
+    std::string expected = "Assertion `" + broken.text + "' failed";
+#ifndef __clang__
+    expected.insert(0, broken.signature + ": ");
 #endif
     EXPECT_EXIT(broken.provoke(), testing::KilledBySignal(SIGABRT), testing::HasSubstr(expected));
   }

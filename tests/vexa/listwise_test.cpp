@@ -115,10 +115,11 @@ TEST(Listwise, SplitsAndMergeTreesEqualPlainLoops) {
         if (size == 0) continue;
         vexa::MatrixListwise::Data temporary;
         temporary.Init(*batch);
-        if (parts.back()._xp)
+        if (parts.back()._xp) {
           parts.back().Update(temporary);
-        else
+        } else {
           parts.back().Init(temporary);
+        }
         plainParts.back().Merge(PlainListwise::Reduce(part));
       } else {
         parts.emplace_back().Init(*batch);
@@ -129,10 +130,11 @@ TEST(Listwise, SplitsAndMergeTreesEqualPlainLoops) {
       const std::size_t left = std::uniform_int_distribution<std::size_t>(0, parts.size() - 2)(random);
       const std::size_t right = left + 1;
       if (parts[right]._nRows != 0) {
-        if (parts[left]._xp)
+        if (parts[left]._xp) {
           parts[left].Update(parts[right]);
-        else
+        } else {
           parts[left].Init(parts[right]);
+        }
       }
       plainParts[left].Merge(plainParts[right]);
       ASSERT_TRUE(SameBits(Values(parts[left]), plainParts[left].Values()));

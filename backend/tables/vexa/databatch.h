@@ -23,11 +23,10 @@ class VEXA_EXPORT DataBatch {
  public:
   /// @param nColumns values per row, at least 1
   /// @param nRows    capacity in rows, at least 1; nColumns × nRows must stay below 2^32. The capacity is
-  /// also the
-  ///                 distance between two columns: see RecommendedRows.
-  /// @param pWeight, pRegWeight, pGroup  the host's current case weight, regression weight and group code, or
-  /// null
-  ///                 when its rows carry none; they must outlive the last AddRow
+  ///                 also the distance between two columns: see RecommendedRows.
+  /// @param pWeight, pRegWeight, pGroup
+  ///                 the host's current case weight, regression weight and group code, or null when its rows
+  ///                 carry none; they must outlive the last AddRow
   /// @throws std::bad_alloc
   DataBatch(unsigned int nColumns, unsigned int nRows, const double* pWeight, const double* pRegWeight,
             const unsigned int* pGroup);
@@ -58,8 +57,7 @@ class VEXA_EXPORT DataBatch {
   unsigned int NRows() const { return _nRows; }
   unsigned int MaxRows() const { return _maxRows; }
 
-  /// Case weights, regression weights and group codes of the rows, writable; null when the batch carries
-  /// none.
+  /// Case weights, regression weights and group codes of the rows, writable; null where there are none.
   double* Weights() { return _weights; }
   double* RegWeights() { return _regWeights; }
   unsigned int* Groups() { return _groups; }
