@@ -27,6 +27,20 @@ struct Chunk {
   std::uint64_t LineAt(std::size_t offset) const;
 };
 
+/// The lines of ascending offsets in a chunk, at the cost of one pass over it.
+class LineCounter {
+ public:
+  explicit LineCounter(const Chunk& chunk) : _chunk(chunk), _line(chunk.firstLine) {}
+  /// The line in which `bytes[offset]` stands; `offset` must not be smaller than the one before.
+  std::uint64_t LineAt(std::size_t offset);
+
+ private:
+  const Chunk& _chunk;
+  std::uint64_t _line;
+  std::size_t _offset = 0;
+  std::size_t _gap = 0;
+};
+
 }  // namespace table
 
 #endif

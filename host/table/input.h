@@ -24,7 +24,7 @@ class Input {
  public:
   /// Opens the files (`-`, or no path at all, is standard input) and reads the head of the first ones.
   /// `stopped`, if given, is asked while waiting for bytes: once it says true, the input ends with the last
-  /// whole chunk.
+  /// whole row.
   ///
   /// Throws InputError for what cannot be read, is empty, or has a header with an empty or repeated name. Bad
   /// rows behind the header are left to Next and RowParser, so that the first one in file order is reported.
