@@ -106,13 +106,15 @@ class Input::Reader {
   std::exception_ptr _pending;  // the failure, while rows before it are on their way
   bool _recording = true;
   RowScanner _scanner{""};
-  std::vector<char> _block;
+  std::unique_ptr<char[]> _block;
   std::atomic<std::uint64_t> _bytesRead = 0;
   std::atomic<std::uint64_t> _blankLines = 0;
 };
 
 Input::Reader::Reader(std::vector<std::string> paths, Format format, std::function<bool()> stopped)
-    : _format(std::move(format)), _stopped(std::move(stopped)), _block(kBlockBytes) {
+    : _format(std::move(format)),
+      _stopped(std::move(stopped)),
+      _block(std::make_unique_for_overwrite<char[]>(kBlockBytes)) {
   CheckFormat(_format);
   AddFiles(std::move(paths));
   ReadLayout();
@@ -328,7 +330,7 @@ std::string_view Input::Reader::ReadBlock() {
   if (!_recording) file.recorded = std::string();
   if (file.ended) return {};
 
-  std::string_view block(_block.data(), ReadSource(file, 0));
+  std::string_view block(_block.get(), ReadSource(file, 0));
   if (!file.begun) {
     file.begun = true;
     block = WithoutMark(file, block);
@@ -348,7 +350,7 @@ std::string_view Input::Reader::ReadBlock() {
 std::size_t Input::Reader::ReadSource(File& file, std::size_t filled) {
   if (!file.source) file.source = OpenFile(file.path, file.name, _stopped);
   const std::uint64_t before = file.source->Taken();
-  const std::size_t count = file.source->Read(_block.data() + filled, _block.size() - filled);
+  const std::size_t count = file.source->Read(_block.get() + filled, kBlockBytes - filled);
   _bytesRead.fetch_add(file.source->Taken() - before, std::memory_order_relaxed);
   return count;
 }
@@ -365,7 +367,7 @@ std::string_view Input::Reader::WithoutMark(File& file, std::string_view block) 
   if (!block.starts_with(kByteOrderMark)) return block;
   block.remove_prefix(kByteOrderMark.size());
   // Nothing left of this block does not mean the end of the file.
-  return block.empty() ? std::string_view(_block.data(), ReadSource(file, 0)) : block;
+  return block.empty() ? std::string_view(_block.get(), ReadSource(file, 0)) : block;
 }
 
 Place Input::Reader::QuotePlace() const {
@@ -374,9 +376,10 @@ Place Input::Reader::QuotePlace() const {
 
 InputError Input::Reader::TooLong() const {
   constexpr std::size_t kMebibytes = kMaxRowBytes >> 20;
-  if (_scanner.InQuotes())
+  if (_scanner.InQuotes()) {
     return InputError(fmt::format("quote is not closed before the row reaches {} MiB", kMebibytes),
                       QuotePlace());
+  }
   return InputError(fmt::format("row is longer than {} MiB", kMebibytes),
                     {.file = _files[_file].name, .line = _line});
 }

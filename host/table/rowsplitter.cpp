@@ -38,6 +38,9 @@ const std::vector<std::string_view>& RowSplitter::Split(std::string_view row) {
   _text.clear();
   _ends.clear();
   _cells.clear();
+  // The library's buffer grows by this much at a time: its own 128 bytes would move a long cell over and
+  // over.
+  csv_set_blk_size(&_parser, row.size() + 1);
   Cells cells{_text, _ends};
   const bool parsed = csv_parse(&_parser, row.data(), row.size(), EndCell, EndRow, &cells) == row.size() &&
                       csv_fini(&_parser, EndCell, EndRow, &cells) == 0;
