@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -11,15 +10,16 @@
 namespace table {
 namespace {
 
+bool IsBlank(char byte) { return byte == ' ' || byte == '\t'; }
+
 char Lower(char byte) { return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte; }
 
 }  // namespace
 
 std::string_view Trim(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 CellReader::CellReader(const Format& format) {
@@ -27,7 +27,7 @@ CellReader::CellReader(const Format& format) {
   for (const std::string& given : format.missing) {
     std::string token(Trim(given));
     double value = 0.0;
-    if (ReadNumber(token, value) == CellKind::kNumber) _codes.push_back(value);
+    if (ReadNumber(token, token.data() + token.size(), value) == CellKind::kNumber) _codes.push_back(value);
     std::transform(token.begin(), token.end(), token.begin(), Lower);
     _longestToken = std::max(_longestToken, token.size());
     _tokens.push_back(std::move(token));
@@ -42,30 +42,33 @@ bool CellReader::IsZero(const char* from, const char* to) {
   return true;
 }
 
-/// ReadPlain for what is no short decimal.
-const char* CellReader::ReadLong(const char* at, const char* stop, double& value) const {
+/// ReadPlain for all but a short decimal that fills the cell.
+const char* CellReader::ReadUnusual(const char* at, const char* stop, const char* end, double& value) const {
   if (stop != at && *stop == '\n' && stop[-1] == '\r') --stop;
+  const std::string_view cell(at, static_cast<std::size_t>(stop - at));
+  std::string_view content = cell;
+  // Quotes around nothing but a number are the cell's own.
+  if (content.size() >= 2 && content.front() == '"' && content.back() == '"')
+    content = content.substr(1, content.size() - 2);
+  content = Trim(content);
+  // As a whole it is known to be no short decimal.
+  const char* readableEnd = content.size() < cell.size() ? end : stop;
   double parsed = 0.0;
-  const auto [numberEnd, error] = fast_float::from_chars_advanced(at, stop, parsed, _options);
-  if (error != std::errc() || numberEnd != stop) return nullptr;
-  // Infinities, what overflowed to one, the code for missing, and NaN all fail this.
-  if (!(std::fabs(parsed) < std::numeric_limits<double>::max())) return nullptr;
-  if (parsed == 0.0 && !IsZero(at, stop)) return nullptr;
-  if (IsCode(parsed)) return nullptr;
+  if (ReadNumber(content, readableEnd, parsed) != CellKind::kNumber || IsCode(parsed)) return nullptr;
   value = parsed;
   return stop;
 }
 
 CellKind CellReader::Read(std::string_view content, double& value) const {
   if (IsToken(content)) return CellKind::kAbsent;
-  const CellKind kind = ReadNumber(content, value);
+  const CellKind kind = ReadNumber(content, content.data() + content.size(), value);
   return kind == CellKind::kNumber && IsCode(value) ? CellKind::kAbsent : kind;
 }
 
 bool CellReader::IsMissing(std::string_view content) const {
   if (IsToken(content)) return true;
   double value = 0.0;
-  return !_codes.empty() && ReadNumber(content, value) == CellKind::kNumber && IsCode(value);
+  return !_codes.empty() && Read(content, value) == CellKind::kAbsent;
 }
 
 bool CellReader::IsToken(std::string_view content) const {
@@ -76,23 +79,32 @@ bool CellReader::IsToken(std::string_view content) const {
   });
 }
 
-CellKind CellReader::ReadNumber(std::string_view content, double& value) const {
+/// The number that fills `content`, in bytes that are readable up to `end`.
+CellKind CellReader::ReadNumber(std::string_view content, const char* end, double& value) const {
   if (!content.empty() && content[0] == '+') {
     content.remove_prefix(1);
     if (!content.empty() && content[0] == '-') return CellKind::kText;
   }
+  if (content.empty()) return CellKind::kText;
   const char* begin = content.data();
-  const char* end = begin + content.size();
+  const char* contentEnd = begin + content.size();
+  if (end - begin >= kShortDecimalReach) {
+    const ShortDecimal number = ReadShortDecimal(begin, _options.decimal_point);
+    if (number.length == contentEnd - begin) {
+      value = number.value;
+      return CellKind::kNumber;
+    }
+  }
   double parsed = 0.0;
-  const auto [stop, error] = fast_float::from_chars_advanced(begin, end, parsed, _options);
-  if (error != std::errc() || stop != end) return CellKind::kText;
+  const auto [stop, error] = fast_float::from_chars_advanced(begin, contentEnd, parsed, _options);
+  if (error != std::errc() || stop != contentEnd) return CellKind::kText;
   if (std::isnan(parsed)) return CellKind::kNotFinite;
   if (std::isinf(parsed)) {
     // Written out, or the overflow of a number?
     const char first = content[content[0] == '-' ? 1 : 0];
     return first == 'i' || first == 'I' ? CellKind::kNotFinite : CellKind::kOutOfRange;
   }
-  if (parsed == kMissing || (parsed == 0.0 && !IsZero(begin, end))) return CellKind::kOutOfRange;
+  if (parsed == kMissing || (parsed == 0.0 && !IsZero(begin, contentEnd))) return CellKind::kOutOfRange;
   value = parsed;
   return CellKind::kNumber;
 }

@@ -4,11 +4,8 @@
 #include <fast_float/fast_float.h>
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <vector>
 
 #include "table/format.h"
@@ -45,8 +42,8 @@ class CellReader {
 
  private:
   bool IsToken(std::string_view content) const;
-  CellKind ReadNumber(std::string_view content, double& value) const;
-  const char* ReadLong(const char* at, const char* stop, double& value) const;
+  CellKind ReadNumber(std::string_view content, const char* end, double& value) const;
+  const char* ReadUnusual(const char* at, const char* stop, const char* end, double& value) const;
   static bool IsZero(const char* from, const char* to);
   bool IsCode(double value) const { return std::find(_codes.begin(), _codes.end(), value) != _codes.end(); }
 
@@ -61,9 +58,13 @@ inline const char* CellReader::ReadPlain(const char* at, const char* end, char d
   // The stop is found apart from the number, so that the next cell does not wait for this one's digits. It is
   // the lengths that are compared: of two equal pointers the compiler would go on with either.
   const char* stop = FindEither(at, end, delimiter, '\n');
-  if (end - at < kShortDecimalReach) return ReadLong(at, stop, value);
+  if (end - at < kShortDecimalReach || !_codes.empty()) return ReadUnusual(at, stop, end, value);
   const ShortDecimal number = ReadShortDecimal(at, _options.decimal_point);
-  if (number.length != stop - at || !_codes.empty()) return ReadLong(at, stop, value);
+  const std::ptrdiff_t rest = stop - at - number.length;
+  if (rest != 0) {
+    if (rest != 1 || !AtRowEnd(stop - 1)) return ReadUnusual(at, stop, end, value);
+    --stop;
+  }
   value = number.value;
   return stop;
 }

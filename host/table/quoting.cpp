@@ -1,6 +1,5 @@
 #include "table/quoting.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace table {
@@ -18,20 +17,25 @@ void RowScanner::StartRow() {
 }
 
 const char* RowScanner::Find(char needle) const {
-  const void* found = std::memchr(_at, needle, static_cast<std::size_t>(_end - _at));
-  return found != nullptr ? static_cast<const char*>(found) : _end;
+  // Most are near, and then the call of memchr would cost more than its work.
+  const char* near = _end - _at < 16 ? _end : _at + 16;
+  const char* found = FindEither(_at, near, needle, needle);
+  if (found != near) return found;
+  const void* far = std::memchr(near, needle, static_cast<std::size_t>(_end - near));
+  return far != nullptr ? static_cast<const char*>(far) : _end;
 }
 
 const char* RowScanner::NextEnd() {
   while (_at != _end) {
-    if (_quote < _at) _quote = Find('"');
     switch (_state) {
       case State::kQuoted:
-        _quotedNewlines += static_cast<std::uint64_t>(std::count(_at, _quote, '\n'));
-        _at = _quote;
+        _at = FindEither(_at, _end, '"', '\n');
         if (_at == _end) return nullptr;
-        ++_at;
-        _state = State::kQuoteInQuoted;
+        if (*_at++ == '\n') {
+          ++_quotedNewlines;
+        } else {
+          _state = State::kQuoteInQuoted;
+        }
         break;
       case State::kQuoteInQuoted:
         if (*_at == '"') {
@@ -44,6 +48,7 @@ const char* RowScanner::NextEnd() {
         break;
       case State::kPlain:
         if (_newline < _at) _newline = Find('\n');
+        if (_quote < _at) _quote = Find('"');
         if (_quote < _newline) {
           const bool opens = _quote == _at ? _cellStart : IsDelimiter(_quote[-1]);
           _at = _quote + 1;

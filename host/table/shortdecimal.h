@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 namespace table {
 
@@ -51,9 +52,12 @@ constexpr std::array<T, 17> PowersOfTen() {
 inline constexpr auto kPowers = PowersOfTen<std::uint64_t>();
 inline constexpr auto kExactPowers = PowersOfTen<double>();
 
+/// Not within reach of the length of any cell.
+inline constexpr std::ptrdiff_t kNoShortDecimal = std::numeric_limits<std::ptrdiff_t>::min() / 2;
+
 struct ShortDecimal {
   double value;
-  std::ptrdiff_t length;  ///< in bytes; -1 if there is no such number, or one too long to be exact
+  std::ptrdiff_t length;  ///< in bytes; kNoShortDecimal if there is none, or one too long to be exact
 };
 
 /// Reads [-]digits[.digits] with up to 8 and 16 digits.
@@ -63,7 +67,7 @@ struct ShortDecimal {
 /// 1990). Digits are taken eight at a time instead of in a loop, because the length of a number is what a
 /// processor cannot foresee.
 inline ShortDecimal ReadShortDecimal(const char* from, char decimal) {
-  constexpr ShortDecimal kNone{0.0, -1};
+  constexpr ShortDecimal kNone{0.0, kNoShortDecimal};
   if constexpr (std::endian::native != std::endian::little) return kNone;
 
   const std::uint64_t negative = *from == '-' ? 1 : 0;

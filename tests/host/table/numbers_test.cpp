@@ -35,6 +35,8 @@ TEST(Numbers, EveryShapeIsRoundedLikeTheLibraryDoes) {
     return text;
   };
   std::vector<std::string> texts = {"9007199254740992",
+                                    "18446744.073709551617",
+                                    "0E5",
                                     "9007199254740993",
                                     "90071992.54740993",
                                     "0.9007199254740993",

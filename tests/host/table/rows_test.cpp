@@ -219,6 +219,9 @@ class Generator {
                                                   "inf",
                                                   "-Infinity",
                                                   "+-1",
+                                                  "1:2",
+                                                  "1/2",
+                                                  "0E0",
                                                   "+",
                                                   "-",
                                                   "1.2.3",
@@ -282,6 +285,18 @@ TEST(Rows, GeneratedTablesReadLikeByteByByte) {
     SCOPED_TRACE(fmt::format("round {}", round));
     CheckText(body, {names.begin(), names.begin() + static_cast<std::ptrdiff_t>(width)}, delimiter, choice,
               piece);
+  }
+}
+
+TEST(Rows, EveryByteInANumber) {
+  const Choice choice{.numeric = {0}, .text = 1};
+  for (int byte = 0; byte < 256; ++byte) {
+    for (const char* number : {"?12", "1?2", "12345678?", "1.?2", "0.12345678?9"}) {
+      std::string row = number;
+      std::replace(row.begin(), row.end(), '?', static_cast<char>(byte));
+      CheckText(row + ",a text long enough to read the number eight bytes at a time\n", {"a", "b"}, ',',
+                choice, 0);
+    }
   }
 }
 
