@@ -84,7 +84,7 @@ class VEXA_EXPORT DataBatch {
 /// fills about half of a cache of cacheSize bytes.
 ///
 /// The distance between two columns is the capacity. When it is a multiple of 4 KiB, all the writes of one
-/// AddRow and all the reads of one row fall on the same cache sets and AddRow becomes ten times slower. The
+/// AddRow and all the reads of one row fall on the same cache sets and AddRow becomes several times slower. The
 /// recommended capacity is an odd number of cache lines, never 0, and never above what a batch can hold.
 VEXA_EXPORT unsigned int RecommendedRows(std::uint64_t cacheSize, std::uint64_t rowSize);
 
