@@ -1,33 +1,66 @@
 #pragma once
 
-#include "batchweights.h"
-#include "vexa/databatch.h"
+#include <cstddef>
 
-/// The reduction of a batch about its own means, which the listwise accumulators share.
+#include "batchweights.h"
+
+/// The phases in which the listwise and discriminant accumulators reduce a batch. Every cell is a sum of its
+/// own over the rows in ascending order, so the order in which cells are visited changes no value.
 
 namespace vexa {
 
-/// A run of columns of one batch.
+/// A run of columns of one batch, over all its rows or some consecutive ones: column after column with
+/// `stride` doubles from one to the next.
 struct ColumnRun {
-  DataBatch& batch;
-  unsigned int first;
+  double* base;
+  std::size_t stride;
   unsigned int columns;
+  unsigned int rows;
 
-  double* Column(unsigned int col) const { return batch.Column(first + col); }
+  double* Column(unsigned int col) const { return base + col * stride; }
+  ColumnRun Columns(unsigned int first, unsigned int count) const {
+    return {Column(first), stride, count, rows};
+  }
+  ColumnRun Rows(unsigned int first, unsigned int count) const {
+    return {base + first, stride, columns, count};
+  }
 };
 
-/// Writes the weighted mean of each column of the run to means, and its extremes to mins and maxs when these
-/// are not null; leaves the columns centred on their means.
+/// The run of `columns` columns, at least one, that begins at column `first`. Every one of them is asked of
+/// the batch, so that one that it does not have stops the process.
+template <class Batch>
+ColumnRun RunOf(Batch& batch, unsigned int first, unsigned int columns) {
+  double* const base = batch.Column(first);
+  for (unsigned int col = 1; col < columns; ++col) batch.Column(first + col);
+  return {base, batch.MaxRows(), columns, batch.NRows()};
+}
+
+/// Writes the weighted mean of each column to means, and its extremes to mins and maxs when these are not
+/// null; leaves the columns centred on their means.
 void CenterColumns(const ColumnRun& run, const BatchWeights& weights, double* means, double* mins,
                    double* maxs);
 
-/// Cross-products of every two columns of the run, diagonal included, into a packed lower triangle: the later
-/// column is the first factor. Returns the number of cells written.
-unsigned int FillTriangle(const ColumnRun& run, const double* weights, double* cells);
+enum class Diagonal { kWith, kWithout };
+
+/// Cross-products of every two columns of the run into a packed lower triangle: the later column is the first
+/// factor. Packed cell k goes to cells[k × cellStride]. Returns the number of cells written.
+unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double* weights, double* cells,
+                          std::size_t cellStride = 1);
 
 /// Cross-products of every left with every right column, row by row; the left column is the first factor.
 /// Returns the number of cells written.
 unsigned int FillRectangle(const ColumnRun& left, const ColumnRun& right, const double* weights,
                            double* cells);
+
+/// The sum of squares of each column.
+void FillSquares(const ColumnRun& run, const double* weights, double* squares);
+
+/// The sum of each column; that of column k goes to sums[k × stride].
+void FillSums(const ColumnRun& run, const double* weights, double* sums, std::size_t stride);
+
+/// Adds to the sum and the sum of squares of each column within each group; those of column k and group g are
+/// cell k × nGroup + g.
+void AddGroupSums(const ColumnRun& run, const unsigned int* groups, const double* weights, std::size_t nGroup,
+                  double* sums, double* squares);
 
 }  // namespace vexa

@@ -44,9 +44,9 @@ void MatrixListwise::Data::Init(DataBatch& batch) {
   _weightSum = weights.weightSum;
   _regWeightSum = weights.regWeightSum;
 
-  const ColumnRun run{batch, 0, nCols};
+  const ColumnRun run = RunOf(batch, 0, nCols);
   CenterColumns(run, weights, _means.data(), nullptr, nullptr);
-  const double* xprow = _xp + FillTriangle(run, weights.weights, _xp) - nCols;
+  const double* xprow = _xp + FillTriangle(run, Diagonal::kWith, weights.weights, _xp) - nCols;
   assert(xprow+nCols == _xp+nCells);
 }
 
@@ -56,26 +56,14 @@ void MatrixListwise::Data::Update(const Data& d) {
   if (d._weightSum == 0.0) return;
 
   const auto nCols = static_cast<unsigned int>(_means.size());
-  const double weight1 = _regWeightSum;
-  const double weight2 = d._regWeightSum;
-  NewMeans means(nCols);
-  unsigned int xpindex = 0;
-  for (unsigned int col = 0; col < nCols; ++col) {
-    const double increment = MeanIncrement(_means[col], d._means[col], weight1, weight2);
-    means[col] = _means[col] + increment;
-    const double a = increment * weight1;
-    const double b = (means[col] - d._means[col]) * weight2;
-    for (unsigned int j = 0; j <= col; ++j, ++xpindex) {
-      _xp[xpindex] =
-          PooledCell(_xp[xpindex], d._xp[xpindex], means[j] - _means[j], a, means[j] - d._means[j], b);
-    }
-  }
+  const PooledMeans means(_means, _regWeightSum, d._means, d._regWeightSum);
+  const unsigned int xpindex = PoolTriangle(_xp, d._xp, means, nCols);
   assert(xpindex == MatrixRow(nCols));
 
   means.CopyTo(_means);
   _nRows += d._nRows;
   _weightSum += d._weightSum;
-  _regWeightSum = weight1 + weight2;
+  _regWeightSum = means.Weight();
 }
 
 void MatrixListwise::Data::Init(const Data& d) {

@@ -27,12 +27,23 @@ constexpr Index TriangleCell(Index row, Index col) {
   return row < col ? TriangleRow(col) + row : TriangleRow(row) + col;
 }
 
+/// The same for two distinct columns in a triangle without its diagonal.
+template <class Index>
+constexpr Index StrictTriangleCell(Index row, Index col) {
+  return row < col ? StrictTriangleRow(col) + row : StrictTriangleRow(row) + col;
+}
+
 /// A fresh array with a copy of the cells, owned by the caller; null for null.
 inline double* CopyCells(const double* cells, std::size_t count) {
   if (!cells) return nullptr;
   double* copy = new double[count];
   std::copy_n(cells, count, copy);
   return copy;
+}
+
+/// Adds the cells of b to those of a, which may be the same ones.
+inline void AddCells(double* a, const double* b, std::size_t count) {
+  for (std::size_t cell = 0; cell < count; ++cell) a[cell] += b[cell];
 }
 
 }  // namespace vexa

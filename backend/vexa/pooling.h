@@ -25,22 +25,76 @@ inline double PooledCell(double cellA, double cellB, double fromA, double a, dou
   return ((fromA * a + cellB) + fromB * b) + cellA;
 }
 
-/// The means that a merge is forming, apart from the old ones, which it needs to the end. One column needs no
-/// allocation.
-class NewMeans {
- public:
-  explicit NewMeans(std::size_t columns)
-      : _many(columns > 1 ? new double[columns] : nullptr), _columns(columns) {}
+/// One pooled sum of squares. Not PooledCell of a column with itself: here the difference is squared before
+/// the weight comes in.
+inline double PooledSquare(double squareA, double squareB, double fromA, double weightA, double fromB,
+                           double weightB) {
+  return (((fromA * fromA) * weightA + squareB) + (fromB * fromB) * weightB) + squareA;
+}
 
-  double& operator[](std::size_t col) { return _many ? _many[col] : _one; }
-  void CopyTo(std::vector<double>& means) const {
-    std::copy_n(_many ? _many.get() : &_one, _columns, means.begin());
+/// The means of two parts and the pooled ones, which stay apart until all cells are pooled, because every
+/// cell needs the old ones too. One column needs no allocation.
+class PooledMeans {
+ public:
+  PooledMeans(const std::vector<double>& meansA, double weightA, const std::vector<double>& meansB,
+              double weightB)
+      : _meansA(meansA),
+        _meansB(meansB),
+        _weightA(weightA),
+        _weightB(weightB),
+        _many(meansA.size() > 1 ? new double[meansA.size()] : nullptr),
+        _means(_many ? _many.get() : &_one) {
+    for (std::size_t col = 0; col < meansA.size(); ++col) _means[col] = meansA[col] + Increment(col);
   }
+  PooledMeans(const PooledMeans&) = delete;
+  PooledMeans& operator=(const PooledMeans&) = delete;
+
+  double WeightA() const { return _weightA; }
+  double WeightB() const { return _weightB; }
+  double Weight() const { return _weightA + _weightB; }
+
+  /// What was added to a column's mean in A: before rounding the same as FromA.
+  double Increment(std::size_t col) const {
+    return MeanIncrement(_meansA[col], _meansB[col], _weightA, _weightB);
+  }
+  /// A column's pooled mean minus its mean in A and in B.
+  double FromA(std::size_t col) const { return _means[col] - _meansA[col]; }
+  double FromB(std::size_t col) const { return _means[col] - _meansB[col]; }
+
+  void CopyTo(std::vector<double>& means) const { std::copy_n(_means, means.size(), means.begin()); }
 
  private:
-  std::unique_ptr<double[]> _many;
+  const std::vector<double>& _meansA;
+  const std::vector<double>& _meansB;
+  double _weightA;
+  double _weightB;
   double _one = 0.0;
-  std::size_t _columns;
+  std::unique_ptr<double[]> _many;
+  double* _means;
 };
+
+/// Pools a packed triangle of cross-products with its diagonal. Returns the number of cells visited.
+template <class Index>
+Index PoolTriangle(double* cellsA, const double* cellsB, const PooledMeans& means, Index columns) {
+  Index cell = 0;
+  for (Index col = 0; col < columns; ++col) {
+    const auto row = static_cast<std::size_t>(col);
+    const double a = means.Increment(row) * means.WeightA();
+    const double b = means.FromB(row) * means.WeightB();
+    for (std::size_t j = 0; j <= row; ++j, ++cell) {
+      cellsA[cell] = PooledCell(cellsA[cell], cellsB[cell], means.FromA(j), a, means.FromB(j), b);
+    }
+  }
+  return cell;
+}
+
+/// The extremes of A become those of both parts. A tie or a NaN on either side keeps A's.
+inline void PoolExtremes(std::vector<double>& minsA, std::vector<double>& maxsA,
+                         const std::vector<double>& minsB, const std::vector<double>& maxsB) {
+  for (std::size_t col = 0; col < minsA.size(); ++col) {
+    if (maxsB[col] > maxsA[col]) maxsA[col] = maxsB[col];
+    if (minsA[col] > minsB[col]) minsA[col] = minsB[col];
+  }
+}
 
 }  // namespace vexa

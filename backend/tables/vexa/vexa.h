@@ -4,8 +4,12 @@
 
 #define VEXA_VERSION "0.1.0"
 
+#include "DiscriminantMatrix.h"
+#include "DscIndividualMatrix.h"
 #include "databatch.h"
 #include "databatchbygroup.h"
 #include "kernels.h"
 #include "matrixbase.h"
 #include "matrixlistwise.h"
+#include "nsmatrixlistwise.h"
+#include "smatrixlistwise.h"

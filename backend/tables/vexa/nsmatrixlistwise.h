@@ -1,0 +1,95 @@
+#pragma once
+
+#include <vector>
+
+#include "export.h"
+#include "matrixbase.h"
+
+namespace vexa {
+
+/// Means, extremes and sums of squares of two adjacent runs of columns of the batches, and the centred
+/// cross-products of every column of the left run [col0, col1) with every one of the right run [col1, col2),
+/// over complete rows. Cross-products within a run are not kept.
+///
+/// Every row of every batch is used for every statistic, so the host puts only complete rows into its
+/// batches. Means, squares and cross-products are weighted by the combined weights (case weight × regression
+/// weight), extremes by nothing; nothing is divided by a count or a weight. Weights are not tested: negative
+/// and zero ones are used as they come. The columns' numbers are those of the batches.
+///
+/// Every batch is reduced about its own means and pooled with what is there (Chan, Golub and LeVeque 1979),
+/// as are the partial results of several threads, so any split of the rows gives the same statistics up to
+/// rounding. The first batch with rows decides whether there are regression weights; all others must agree.
+///
+/// The cells must number less than 2^31. One thread at a time; reading needs no lock.
+class VEXA_EXPORT NSMatrixListwise : public MatrixBase {
+ public:
+  /// The block's state, or the result of one batch.
+  struct VEXA_EXPORT Data {
+    double _weightSum = 0.0;     ///< case weights of all rows; the row count without case weights
+    double _regWeightSum = 0.0;  ///< combined weights of all rows; _weightSum without regression weights
+    unsigned int _nRows = 0;
+    std::vector<double> _ss;  ///< sum of squares of column col0 + k at k, as the means and extremes
+    std::vector<double> _means;
+    std::vector<double> _mins;
+    std::vector<double> _maxs;
+    int _col0;
+    int _col1;
+    int _col2;
+    /// Columns col0 + r and col1 + q at r·(col2 − col1) + q; owned; null while there is no data.
+    double* _xp = nullptr;
+    bool _hasRegWeights = false;
+
+    Data(int col0, int col1, int col2);
+    ~Data();
+    Data(const Data&) = delete;
+    Data& operator=(const Data&) = delete;
+
+    /// Makes this empty state the result of one batch, whose columns in both runs are left centred and whose
+    /// case weights are left multiplied by the regression weights. Both runs must have columns and lie in the
+    /// batch. O(rows × left columns × right columns).
+    void Init(DataBatch& data);
+    /// Merges a result over other rows and the same runs. A result whose case weights sum to exactly 0 is
+    /// passed over, rows and extremes included. O(left columns × right columns), one allocation of a double
+    /// per column, before which nothing changes.
+    void Update(const Data& d);
+    /// Makes this state a deep copy of another, its runs included.
+    void Init(const Data& d);
+  };
+
+  /// The runs [col0, col1) and [col1, col2), which are tested against the first batch.
+  NSMatrixListwise(int col0, int col1, int col2);
+  ~NSMatrixListwise() override;
+
+  unsigned int NRows() const override;
+
+  using MatrixBase::operator+=;
+  /// Adds a batch and consumes it (see Data::Init). A batch without rows changes nothing. When the block
+  /// already holds data, neither does one whose case weights sum to exactly 0. Throws std::bad_alloc.
+  MatrixBase& operator+=(DataBatch& batch) override;
+  MatrixBase& operator+=(MatrixBase& other) override;
+
+  /// The number of columns of both runs, 0 while the block holds no data.
+  unsigned int NColumns() const;
+  double WeightSum() const;
+  double RegWeightSum() const;
+  bool HasRegWeights() const;
+  int Col0() const;
+  int Col1() const;
+  int Col2() const;
+
+  /// The mean of a column. Requires c in [Col0(), Col2()) and WeightSum() > 0.
+  double Mean(int c) const;
+  /// The smallest value of a column. Requires the same.
+  double Min(int c) const;
+  /// The largest value of a column. Requires c in [Col0(), Col2()) and data, whatever their weight.
+  double Max(int c) const;
+  /// Σ w (x − mean x)(y − mean y) of a column of each run, in either order, or the sum of squares of any one
+  /// column. Requires both in [Col0(), Col2()), in different runs unless they are the same, and
+  /// WeightSum() > 0.
+  double CCP(int row, int col) const;
+
+ private:
+  Data* _my;
+};
+
+}  // namespace vexa

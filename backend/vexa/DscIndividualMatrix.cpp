@@ -1,0 +1,124 @@
+#include "vexa/DscIndividualMatrix.h"
+
+#include <cassert>
+#include <utility>
+
+#include "accumulate.h"
+#include "batchcolumns.h"
+#include "packed.h"
+#include "vexa/kernels.h"
+
+namespace vexa {
+
+namespace {
+
+/// Cells of one group: the triangle over the variables and the constant.
+int CountMatrix(int nVar) { return TriangleRow(nVar + 1); }
+
+std::size_t AllCells(int nGroup, int nVar) { return static_cast<std::size_t>(CountMatrix(nVar) * nGroup); }
+
+}  // namespace
+
+DiscIndividualMatrix::Data::Data(int nGroup, int nVar) : _nGroup(nGroup), _nVar(nVar) {}
+
+DiscIndividualMatrix::Data::~Data() { delete[] _TSSP; }
+
+void DiscIndividualMatrix::Data::Init(DataBatchByGroup& batch) {
+  assert(!_TSSP);
+  const int nCols = static_cast<int>(batch.NColumns());
+  assert(nCols == _nVar);
+  const unsigned int nRows = batch.NRows();
+  if (nRows == 0) {
+    _nRows = 0;
+    return;
+  }
+  assert(std::cmp_less_equal(batch.MaxGroup(), _nGroup));
+
+  _TSSP = new double[AllCells(_nGroup, _nVar)]();
+  _nRows = nRows;
+  const ColumnRun run = RunOf(batch, 0, batch.NColumns());
+  const auto stride = static_cast<std::size_t>(_nGroup);
+  const auto nCellsCrossProduct = static_cast<unsigned int>(TriangleRow(_nVar));
+  unsigned int tsspIndex = 0;
+  unsigned int first = 0;
+  for (unsigned int group = 0; group < batch.MaxGroup(); ++group) {
+    const ColumnRun rows = run.Rows(first, batch.groupCount(group));
+    const double* weights = batch.HasWeights() ? batch.Weights() + first : nullptr;
+    double* cells = _TSSP + group;
+    tsspIndex = FillTriangle(rows, Diagonal::kWith, weights, cells, stride);
+    double* constant = cells + tsspIndex * stride;
+    FillSums(rows, weights, constant, stride);
+    constant[rows.columns * stride] = WeightedSum(weights, static_cast<int>(rows.rows));
+    first += rows.rows;
+  }
+  _weightSum = WeightedSum(batch.Weights(), static_cast<int>(nRows));
+  assert(tsspIndex == nCellsCrossProduct);
+}
+
+void DiscIndividualMatrix::Data::Update(const Data& d) {
+  assert(_nVar == d._nVar && _nGroup == d._nGroup);
+  if (d._weightSum == 0.0) return;
+
+  AddCells(_TSSP, d._TSSP, AllCells(_nGroup, _nVar));
+  _nRows += d._nRows;
+  _weightSum += d._weightSum;
+}
+
+void DiscIndividualMatrix::Data::Init(const Data& d) {
+  if (&d == this) return;
+  double* tssp = CopyCells(d._TSSP, AllCells(d._nGroup, d._nVar));
+
+  delete[] _TSSP;
+  _TSSP = tssp;
+  _nGroup = d._nGroup;
+  _nVar = d._nVar;
+  _weightSum = d._weightSum;
+  _nRows = d._nRows;
+}
+
+DiscIndividualMatrix::DiscIndividualMatrix(int nGroup, int nVar) : _my(new Data(nGroup, nVar)) {}
+
+DiscIndividualMatrix::DiscIndividualMatrix() : DiscIndividualMatrix(0, 0) {}
+
+DiscIndividualMatrix::~DiscIndividualMatrix() { delete _my; }
+
+unsigned int DiscIndividualMatrix::NRows() const { return _my->_nRows; }
+
+MatrixBase& DiscIndividualMatrix::operator+=(DataBatch& /*batch*/) {
+  assert(false);
+  return *this;
+}
+
+MatrixBase& DiscIndividualMatrix::operator+=(DataBatchByGroup& batch) {
+  AddBatch(*_my, !_my->_TSSP, batch, _my->_nGroup, _my->_nVar);
+  return *this;
+}
+
+MatrixBase& DiscIndividualMatrix::operator+=(MatrixBase& other) {
+  if (other.NRows() != 0) {
+    MergeState(*_my, !_my->_TSSP, *dynamic_cast<const DiscIndividualMatrix&>(other)._my);
+  }
+  return *this;
+}
+
+double DiscIndividualMatrix::WeightSum() const { return _my->_weightSum; }
+int DiscIndividualMatrix::NVar() const { return _my->_nVar; }
+int DiscIndividualMatrix::NGroup() const { return _my->_nGroup; }
+
+double DiscIndividualMatrix::TSSP(int row, int col, int groupVal) const {
+  assert(row <= NVar() && row >= 0);
+  assert(col <= NVar() && col >= 0);
+  assert(groupVal < NGroup() && groupVal >= 0);
+  assert(0. < WeightSum());
+  return _my->_TSSP[TriangleCell(row, col) * NGroup() + groupVal];
+}
+
+double DiscIndividualMatrix::TSSP(int tsspIndex, int groupVal) const {
+  const int countMatrix = CountMatrix(NVar());
+  assert(0 <= tsspIndex && tsspIndex < countMatrix);
+  assert(groupVal < NGroup() && groupVal >= 0);
+  assert(0. < WeightSum());
+  return _my->_TSSP[NGroup() * tsspIndex + groupVal];
+}
+
+}  // namespace vexa
