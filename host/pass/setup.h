@@ -1,0 +1,57 @@
+#ifndef HOST_PASS_SETUP_H
+#define HOST_PASS_SETUP_H
+
+#include <optional>
+#include <vector>
+
+#include "pass/cases.h"
+#include "pass/levels.h"
+#include "pass/mergetree.h"
+#include "pass/options.h"
+#include "pass/shape.h"
+#include "pass/tally.h"
+#include "table/table.h"
+
+namespace pass {
+
+/// What the workers of a reduction share, all of it constant.
+struct Setup {
+  /// Throws InputError for a shape beyond the library's limits.
+  Setup(const table::Input& input, const Columns& columns, const Options& options, const Levels* levels,
+        Kind kind, bool sortsByGroup);
+
+  Cases MakeCases() const { return {input, columns, options, origin, levels}; }
+
+  const table::Input& input;
+  const Columns& columns;
+  const Options& options;
+  const Levels* levels;
+  Shape shape;
+  unsigned int variables;
+  unsigned int groups;
+  std::vector<double> origin;
+  unsigned int chunkRows;
+  unsigned int workers;
+};
+
+/// The part of a partial result that does not depend on the accumulator.
+class PartialCounts : public Partial {
+ public:
+  PartialCounts(Kind kind, Tally tally, std::vector<Extremes> extremes);
+
+  std::optional<table::InputError> Fault() const override;
+
+  Tally tally;
+  std::vector<Extremes> extremes;
+
+ protected:
+  /// False when the rows have become more than the accumulator can count.
+  bool AppendCounts(const PartialCounts& next);
+
+ private:
+  Kind _kind;
+};
+
+}  // namespace pass
+
+#endif
