@@ -1,5 +1,7 @@
 #include "batchcolumns.h"
 
+#include "engine/engine.h"
+#include "scratch.h"
 #include "vexa/kernels.h"
 
 namespace vexa {
@@ -8,10 +10,31 @@ namespace {
 
 int RowCount(const ColumnRun& run) { return static_cast<int>(run.rows); }
 
+engine::Columns EngineColumns(const ColumnRun& run) { return {run.base, run.stride, run.columns, run.rows}; }
+
+/// The engine's kernels if it takes the run, null if the plain kernels have to.
+const engine::Kernels* EngineFor(const ColumnRun& run) {
+  return engine::Worthwhile(EngineColumns(run)) ? engine::Active() : nullptr;
+}
+
+/// Returns the number of cells written, or 0 when the plain kernels have to.
+unsigned int FillByEngine(const ColumnRun& left, const ColumnRun& right, engine::Shape shape,
+                          const double* weights, double* cells, std::size_t cellStride) {
+  const engine::Kernels* kernels = EngineFor(left);
+  if (!kernels || !EngineFor(right)) return 0;
+  const engine::CrossProducts job{EngineColumns(left), EngineColumns(right), shape, weights, cells, cellStride};
+  double* scratch = Scratch(kernels->crossProductScratch(job));
+  return scratch ? static_cast<unsigned int>(kernels->crossProducts(job, scratch)) : 0;
+}
+
 }  // namespace
 
 void CenterColumns(const ColumnRun& run, const BatchWeights& weights, double* means, double* mins,
                    double* maxs) {
+  if (const engine::Kernels* kernels = EngineFor(run)) {
+    kernels->summarise({EngineColumns(run), weights.weights, weights.regWeightSum, means, mins, maxs});
+    return;
+  }
   const int rows = RowCount(run);
   for (unsigned int col = 0; col < run.columns; ++col) {
     double* x = run.Column(col);
@@ -24,8 +47,10 @@ void CenterColumns(const ColumnRun& run, const BatchWeights& weights, double* me
 
 unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double* weights, double* cells,
                           std::size_t cellStride) {
+  const auto shape = diagonal == Diagonal::kWith ? engine::Shape::kTriangle : engine::Shape::kStrictTriangle;
+  unsigned int written = FillByEngine(run, run, shape, weights, cells, cellStride);
+  if (written != 0) return written;
   const int rows = RowCount(run);
-  unsigned int written = 0;
   for (unsigned int row = 0; row < run.columns; ++row) {
     const double* x = run.Column(row);
     const unsigned int width = diagonal == Diagonal::kWith ? row + 1 : row;
@@ -42,8 +67,9 @@ unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double*
 
 unsigned int FillRectangle(const ColumnRun& left, const ColumnRun& right, const double* weights,
                            double* cells) {
+  unsigned int written = FillByEngine(left, right, engine::Shape::kRectangle, weights, cells, 1);
+  if (written != 0) return written;
   const int rows = RowCount(left);
-  unsigned int written = 0;
   for (unsigned int row = 0; row < left.columns; ++row) {
     const double* x = left.Column(row);
     for (unsigned int col = 0; col < right.columns; ++col) {
@@ -54,12 +80,20 @@ unsigned int FillRectangle(const ColumnRun& left, const ColumnRun& right, const 
 }
 
 void FillSquares(const ColumnRun& run, const double* weights, double* squares) {
+  if (const engine::Kernels* kernels = EngineFor(run)) {
+    kernels->squares(EngineColumns(run), weights, squares);
+    return;
+  }
   for (unsigned int col = 0; col < run.columns; ++col) {
     squares[col] = CrossProduct(run.Column(col), run.Column(col), weights, RowCount(run));
   }
 }
 
 void FillSums(const ColumnRun& run, const double* weights, double* sums, std::size_t stride) {
+  if (const engine::Kernels* kernels = EngineFor(run)) {
+    kernels->sums(EngineColumns(run), weights, sums, stride);
+    return;
+  }
   for (unsigned int col = 0; col < run.columns; ++col) {
     const double* x = run.Column(col);
     sums[col * stride] = weights ? ProductSum(x, weights, RowCount(run)) : Sum(x, RowCount(run));
@@ -68,6 +102,13 @@ void FillSums(const ColumnRun& run, const double* weights, double* sums, std::si
 
 void AddGroupSums(const ColumnRun& run, const unsigned int* groups, const double* weights, std::size_t nGroup,
                   double* sums, double* squares) {
+  if (const engine::Kernels* kernels = EngineFor(run)) {
+    const engine::GroupSums job{EngineColumns(run), groups, nGroup, weights, sums, squares};
+    if (double* scratch = Scratch(kernels->groupSumScratch(job))) {
+      kernels->groupSums(job, scratch);
+      return;
+    }
+  }
   for (unsigned int col = 0; col < run.columns; ++col) {
     GroupWeightedSumX(run.Column(col), groups, weights, sums + col * nGroup, squares + col * nGroup,
                       RowCount(run));

@@ -1,0 +1,183 @@
+#pragma once
+
+#include "engine.h"
+#include "vectors.h"
+
+/// What is summed or compared within one column at a time: the lanes are columns.
+
+namespace vexa::engine {
+namespace VEXA_ENGINE_LEVEL {
+
+/// Copies the lanes that stand for columns of their own.
+inline void StoreColumns(Vector x, double* to, std::size_t columns, std::size_t stride = 1) {
+  for (std::size_t lane = 0; lane < kLanes && lane < columns; ++lane) to[lane * stride] = x[lane];
+}
+
+/// The mean of each column: the leading run of equal values v counts as v times the sum of its weights, and a
+/// column of nothing else has the mean v exactly.
+template <bool kWeighted>
+class GroupMean {
+ public:
+  GroupMean(const ColumnGroup& group, const Summaries& job)
+      : _group(group), _job(job), _first(group.Row(0)), _min(_first), _max(_first) {}
+
+  void Run() {
+    Mask leading = _first == _first;
+    Vector runWeight{};
+    std::size_t row = 0;
+    for (; row < _job.run.rows && Any(leading); ++row) {
+      const Vector x = _group.Row(row);
+      leading &= x == _first;
+      if (!Any(leading)) break;
+      runWeight = leading ? runWeight + Weight(row) : runWeight;
+      _rest = leading ? _rest : _rest + Weighted(row, x);
+      Compare(x);
+    }
+    if (_job.mins || _job.maxs) {
+      ForEachRow(_group, row, _job.run.rows, [this](std::size_t k, Vector x) {
+        _rest += Weighted(k, x);
+        Compare(x);
+      });
+    } else {
+      ForEachRow(_group, row, _job.run.rows, [this](std::size_t k, Vector x) { _rest += Weighted(k, x); });
+    }
+    _mean = leading ? _first : (_rest + _first * runWeight) / Broadcast(_job.weightTotal);
+  }
+
+  Vector Mean() const { return _mean; }
+  Vector Min() const { return _min; }
+  Vector Max() const { return _max; }
+
+ private:
+  Vector Weight(std::size_t row) const { return Broadcast(kWeighted ? _job.weights[row] : 1.0); }
+  Vector Weighted(std::size_t row, Vector x) const { return kWeighted ? Weight(row) * x : x; }
+  /// A NaN replaces nothing, and one that comes first stays.
+  void Compare(Vector x) {
+    _max = x > _max ? x : _max;
+    _min = x < _min ? x : _min;
+  }
+
+  const ColumnGroup& _group;
+  const Summaries& _job;
+  Vector _first;
+  Vector _min;
+  Vector _max;
+  Vector _rest{};
+  Vector _mean{};
+};
+
+inline void Centre(double* x, std::size_t rows, double mean) {
+  const Vector shift = Broadcast(mean);
+  std::size_t row = 0;
+  for (; row + kLanes <= rows; row += kLanes) Store(x + row, Load(x + row) - shift);
+  for (; row < rows; ++row) x[row] -= mean;
+}
+
+template <bool kWeighted>
+void SummariseGroups(const Summaries& job) {
+  for (std::size_t first = 0; first < job.run.columns; first += kLanes) {
+    const std::size_t columns = job.run.columns - first;
+    const ColumnGroup group(job.run, first);
+    GroupMean<kWeighted> mean(group, job);
+    mean.Run();
+    StoreColumns(mean.Mean(), job.means + first, columns);
+    if (job.mins) StoreColumns(mean.Min(), job.mins + first, columns);
+    if (job.maxs) StoreColumns(mean.Max(), job.maxs + first, columns);
+    for (std::size_t col = first; col < first + kLanes && col < job.run.columns; ++col) {
+      Centre(job.run.base + col * job.run.stride, job.run.rows, job.means[col]);
+    }
+  }
+}
+
+void Summarise(const Summaries& job) {
+  job.weights ? SummariseGroups<true>(job) : SummariseGroups<false>(job);
+}
+
+/// One running sum per column of the terms that term(row, values) forms.
+template <class Term>
+inline void SumColumns(const Columns& run, double* sums, std::size_t stride, Term term) {
+  for (std::size_t first = 0; first < run.columns; first += kLanes) {
+    Vector sum{};
+    ForEachRow(ColumnGroup(run, first), 0, run.rows,
+               [&](std::size_t row, Vector x) { sum += term(row, x); });
+    StoreColumns(sum, sums + first * stride, run.columns - first, stride);
+  }
+}
+
+void Sums(const Columns& run, const double* weights, double* sums, std::size_t stride) {
+  if (weights) {
+    SumColumns(run, sums, stride, [=](std::size_t row, Vector x) { return Broadcast(weights[row]) * x; });
+  } else {
+    SumColumns(run, sums, stride, [](std::size_t, Vector x) { return x; });
+  }
+}
+
+void Squares(const Columns& run, const double* weights, double* squares) {
+  if (weights) {
+    SumColumns(run, squares, 1, [=](std::size_t row, Vector x) { return (Broadcast(weights[row]) * x) * x; });
+  } else {
+    SumColumns(run, squares, 1, [](std::size_t, Vector x) { return x * x; });
+  }
+}
+
+/// Sums within groups go to a table in cache, group after group: two vectors of sums and two of squares for two
+/// groups of columns at a time, because two rows of the same group must wait for each other.
+constexpr std::size_t kTableWidth = 4 * kLanes;
+
+std::size_t GroupSumScratch(const GroupSums& job) { return job.groupCount * kTableWidth; }
+
+template <bool kWeighted>
+inline void AddToGroup(double* entry, const GroupSums& job, std::size_t row, Vector x) {
+  const Vector weighted = kWeighted ? x * Broadcast(job.weights[row]) : x;
+  Store(entry, Load(entry) + weighted);
+  Store(entry + 2 * kLanes, Load(entry + 2 * kLanes) + weighted * x);
+}
+
+template <bool kWeighted>
+void AddGroupSums(const GroupSums& job, double* table) {
+  const Columns& run = job.run;
+  for (std::size_t first = 0; first < run.columns; first += 2 * kLanes) {
+    const std::size_t columns = run.columns - first < 2 * kLanes ? run.columns - first : 2 * kLanes;
+    for (std::size_t group = 0; group < job.groupCount; ++group) {
+      double* entry = table + group * kTableWidth;
+      for (std::size_t lane = 0; lane < 2 * kLanes; ++lane) {
+        const std::size_t cell = (first + (lane < columns ? lane : 0)) * job.groupCount + group;
+        entry[lane] = job.sums[cell];
+        entry[lane + 2 * kLanes] = job.squares[cell];
+      }
+    }
+    const ColumnGroup one(run, first);
+    const ColumnGroup two(run, first + kLanes);
+    std::size_t row = 0;
+    for (; row + kLanes <= run.rows; row += kLanes) {
+      Vector x[kLanes];
+      Vector y[kLanes];
+      one.Rows(row, x);
+      two.Rows(row, y);
+      for (std::size_t k = 0; k < kLanes; ++k) {
+        double* entry = table + job.groups[row + k] * kTableWidth;
+        AddToGroup<kWeighted>(entry, job, row + k, x[k]);
+        AddToGroup<kWeighted>(entry + kLanes, job, row + k, y[k]);
+      }
+    }
+    for (; row < run.rows; ++row) {
+      double* entry = table + job.groups[row] * kTableWidth;
+      AddToGroup<kWeighted>(entry, job, row, one.Row(row));
+      AddToGroup<kWeighted>(entry + kLanes, job, row, two.Row(row));
+    }
+    for (std::size_t group = 0; group < job.groupCount; ++group) {
+      const double* entry = table + group * kTableWidth;
+      for (std::size_t lane = 0; lane < columns; ++lane) {
+        job.sums[(first + lane) * job.groupCount + group] = entry[lane];
+        job.squares[(first + lane) * job.groupCount + group] = entry[lane + 2 * kLanes];
+      }
+    }
+  }
+}
+
+void GroupSumsOf(const GroupSums& job, double* scratch) {
+  job.weights ? AddGroupSums<true>(job, scratch) : AddGroupSums<false>(job, scratch);
+}
+
+}  // namespace VEXA_ENGINE_LEVEL
+}  // namespace vexa::engine

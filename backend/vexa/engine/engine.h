@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// The fast paths under the accumulators. Every sum that leaves here is one running double over the rows in
+/// ascending order, exactly as the kernels of vexa/kernels.h form it: the lanes of a vector are different
+/// sums, never parts of one. Where nothing is active, or a run is not Worthwhile, the caller uses those kernels.
+
+namespace vexa::engine {
+
+/// A run of columns in memory, `stride` doubles from one to the next.
+struct Columns {
+  double* base;
+  std::size_t stride;
+  std::size_t columns;
+  std::size_t rows;
+};
+
+/// Which cells of left × right exist. In a triangle both sides are the same run and the left column is the
+/// later one.
+enum class Shape { kTriangle, kStrictTriangle, kRectangle };
+
+/// Σ (w·left)·right over the rows for every cell, packed row by row; cell k is written to cells[k × cellStride].
+struct CrossProducts {
+  Columns left;
+  Columns right;
+  Shape shape;
+  const double* weights;  ///< null: every row weighs 1
+  double* cells;
+  std::size_t cellStride;
+};
+
+/// Mean and extremes of every column, which is left centred on its mean.
+struct Summaries {
+  Columns run;
+  const double* weights;  ///< null: every row weighs 1
+  double weightTotal;     ///< what the means are divided by
+  double* means;
+  double* mins;  ///< null: not wanted
+  double* maxs;  ///< null: not wanted
+};
+
+/// Sums that begin at what the cells hold, for column k and group g at k × groupCount + g.
+struct GroupSums {
+  Columns run;
+  const unsigned int* groups;
+  std::size_t groupCount;
+  const double* weights;  ///< null: every row weighs 1
+  double* sums;
+  double* squares;
+};
+
+/// The kernels of one instruction set. Functions with a `scratch` need as many doubles as the function before
+/// them says, aligned to kScratchAlignment.
+struct Kernels {
+  const char* name;
+
+  void (*summarise)(const Summaries& job);
+
+  /// Returns the number of cells written.
+  std::size_t (*crossProductScratch)(const CrossProducts& job);
+  std::size_t (*crossProducts)(const CrossProducts& job, double* scratch);
+
+  /// sums[k × stride] = Σ w·x of column k; squares[k] = Σ (w·x)·x.
+  void (*sums)(const Columns& run, const double* weights, double* sums, std::size_t stride);
+  void (*squares)(const Columns& run, const double* weights, double* squares);
+
+  std::size_t (*groupSumScratch)(const GroupSums& job);
+  void (*groupSums)(const GroupSums& job, double* scratch);
+};
+
+constexpr std::size_t kScratchAlignment = 64;
+
+/// The best kernels of this machine, or those that Force chose; null when the plain loops were chosen.
+const Kernels* Active();
+
+/// Whether a run fills enough lanes for long enough to pay for its way into them.
+bool Worthwhile(const Columns& run);
+
+/// Makes the named kernels the active ones for the whole process: "v4", "v3", "baseline", or "plain" for none.
+/// False, and no change, when this machine lacks their instructions. For tests and benchmarks.
+bool Force(const char* name);
+
+}  // namespace vexa::engine

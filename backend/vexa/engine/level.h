@@ -1,0 +1,24 @@
+// One translation unit per instruction set defines VEXA_ENGINE_LEVEL, _LANES, _TILE_ROWS and _TILE_VECTORS and
+// includes this, which makes every kernel a symbol of its own for the level.
+#pragma once
+
+#include "columns.h"
+#include "tiles.h"
+
+namespace vexa::engine {
+namespace VEXA_ENGINE_LEVEL {
+
+extern const Kernels kKernels;
+const Kernels kKernels = {
+    .name = VEXA_ENGINE_NAME,
+    .summarise = Summarise,
+    .crossProductScratch = CrossProductScratch,
+    .crossProducts = CrossProductsOf,
+    .sums = Sums,
+    .squares = Squares,
+    .groupSumScratch = GroupSumScratch,
+    .groupSums = GroupSumsOf,
+};
+
+}  // namespace VEXA_ENGINE_LEVEL
+}  // namespace vexa::engine

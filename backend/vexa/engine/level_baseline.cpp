@@ -1,0 +1,6 @@
+#define VEXA_ENGINE_LEVEL baseline
+#define VEXA_ENGINE_NAME "baseline"
+#define VEXA_ENGINE_LANES 2
+#define VEXA_ENGINE_TILE_ROWS 4
+#define VEXA_ENGINE_TILE_VECTORS 3
+#include "level.h"

@@ -1,0 +1,275 @@
+#pragma once
+
+#include "engine.h"
+#include "vectors.h"
+
+/// Cross-products of many pairs of columns. A chunk of rows is packed row by row into panels, the left columns
+/// already multiplied by the weights; a register tile then keeps kTileRows × kTileLanes sums running, each lane
+/// and row of it a cell of its own. Between two chunks the sums rest in the result, which is exact.
+
+namespace vexa::engine {
+namespace VEXA_ENGINE_LEVEL {
+
+constexpr std::size_t kTileRows = VEXA_ENGINE_TILE_ROWS;
+constexpr std::size_t kTileVectors = VEXA_ENGINE_TILE_VECTORS;
+constexpr std::size_t kTileLanes = kTileVectors * kLanes;
+static_assert(kTileRows % kLanes == 0 && kTileRows % 2 == 0);
+
+/// A right panel of this many rows fills half of a first-level cache; the packed blocks stay in the second.
+constexpr std::size_t kChunkRows = 128;
+constexpr std::size_t kLeftBlock = 96;
+constexpr std::size_t kRightBlock = 480;
+static_assert(kLeftBlock % kTileRows == 0 && kRightBlock % kTileLanes == 0);
+static_assert(kRightBlock % kTileRows == 0);
+
+inline std::size_t Min(std::size_t a, std::size_t b) { return a < b ? a : b; }
+inline std::size_t RoundUp(std::size_t x, std::size_t unit) { return (x + unit - 1) / unit * unit; }
+
+/// Where the cells of a left column are and how many there are.
+struct Destination {
+  const CrossProducts& job;
+
+  double* Row(std::size_t left) const {
+    std::size_t cell = left * job.right.columns;
+    if (job.shape == Shape::kTriangle) cell = left * (left + 1) / 2;
+    if (job.shape == Shape::kStrictTriangle) cell = (left * left - left) / 2;
+    return job.cells + cell * job.cellStride;
+  }
+  std::size_t Width(std::size_t left) const {
+    if (job.shape == Shape::kTriangle) return left + 1;
+    if (job.shape == Shape::kStrictTriangle) return left;
+    return job.right.columns;
+  }
+};
+
+/// Rows `row` to row + rows − 1 of a block of columns, in panels of up to kTileLanes columns.
+class RightBlock {
+ public:
+  RightBlock(double* packed, const Columns& run, std::size_t first, std::size_t columns)
+      : _packed(packed), _run(run), _first(first), _columns(columns) {}
+
+  void Pack(std::size_t row, std::size_t rows) {
+    for (std::size_t panel = 0; panel < _columns; panel += kTileLanes) {
+      for (std::size_t v = 0; v < Vectors(panel); ++v) {
+        double* to = Panel(panel) + v * kLanes;
+        const std::size_t step = Step(panel);
+        ForEachRow(ColumnGroup(_run, _first + panel + v * kLanes), row, row + rows,
+                   [=](std::size_t k, Vector x) { Store(to + (k - row) * step, x); });
+      }
+    }
+  }
+
+  /// Panels are named by their first column within the block.
+  double* Panel(std::size_t panel) const { return _packed + panel * kChunkRows; }
+  std::size_t Vectors(std::size_t panel) const {
+    return Min(kTileVectors, (_columns - panel + kLanes - 1) / kLanes);
+  }
+  /// From one row of a panel to the next.
+  std::size_t Step(std::size_t panel) const { return Vectors(panel) * kLanes; }
+
+  std::size_t First() const { return _first; }
+  std::size_t Columns() const { return _columns; }
+
+ private:
+  double* _packed;
+  const engine::Columns& _run;
+  std::size_t _first;
+  std::size_t _columns;
+};
+
+/// The same for left columns, in panels of kTileRows, each value already multiplied by its row's weight.
+class LeftBlock {
+ public:
+  LeftBlock(double* packed, const CrossProducts& job, std::size_t first, std::size_t columns)
+      : _packed(packed), _job(job), _first(first), _columns(columns) {}
+
+  void Pack(const RightBlock& right, std::size_t row, std::size_t rows) {
+    const bool packedAlready = _job.shape != Shape::kRectangle && _first >= right.First() &&
+                               _first + _columns <= right.First() + right.Columns();
+    for (std::size_t col = 0; col < _columns; col += kLanes) {
+      double* to = Panel(col / kTileRows * kTileRows) + col % kTileRows;
+      if (packedAlready) {
+        const std::size_t at = _first - right.First() + col;
+        const std::size_t panel = at / kTileLanes * kTileLanes;
+        const double* from = right.Panel(panel) + at % kTileLanes;
+        for (std::size_t k = 0; k < rows; ++k) {
+          Store(to + k * kTileRows, Weighted(row + k, Load(from + k * right.Step(panel))));
+        }
+      } else {
+        ForEachRow(ColumnGroup(_job.left, _first + col), row, row + rows, [=, this](std::size_t k, Vector x) {
+          Store(to + (k - row) * kTileRows, Weighted(k, x));
+        });
+      }
+    }
+  }
+
+  double* Panel(std::size_t panel) const { return _packed + panel * kChunkRows; }
+  std::size_t First() const { return _first; }
+  std::size_t Columns() const { return _columns; }
+
+ private:
+  Vector Weighted(std::size_t row, Vector x) const {
+    return _job.weights ? Broadcast(_job.weights[row]) * x : x;
+  }
+
+  double* _packed;
+  const CrossProducts& _job;
+  std::size_t _first;
+  std::size_t _columns;
+};
+
+/// sums[m][lane] += left[row][m] × right[row][lane] for every row of a chunk; `step` doubles lie between two
+/// rows of right.
+template <std::size_t kRows, std::size_t kVectors>
+void MultiplyTile(const double* left, const double* right, std::size_t step, std::size_t rows,
+                  double* sums) {
+  Vector sum[kRows][kVectors];
+  for (std::size_t m = 0; m < kRows; ++m) {
+    for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] = Load(sums + m * kTileLanes + v * kLanes);
+  }
+  for (std::size_t row = 0; row < rows; ++row) {
+    const double* factor[kVectors];
+    Vector x[kVectors];
+    for (std::size_t v = 0; v < kVectors; ++v) {
+      factor[v] = left;
+#if VEXA_ENGINE_LANES == 8
+      // A pointer that the compiler cannot tell from the others makes it broadcast within each multiplication,
+      // which costs no instruction; one shared broadcast would take one and a register.
+      asm("" : "+r"(factor[v]));
+#endif
+      x[v] = Load(right + v * kLanes);
+    }
+    for (std::size_t m = 0; m < kRows; ++m) {
+      for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] += Broadcast(factor[v][m]) * x[v];
+    }
+    left += kTileRows;
+    right += step;
+  }
+  for (std::size_t m = 0; m < kRows; ++m) {
+    for (std::size_t v = 0; v < kVectors; ++v) Store(sums + m * kTileLanes + v * kLanes, sum[m][v]);
+  }
+}
+
+template <std::size_t kRows>
+inline void MultiplyTile(std::size_t vectors, const double* left, const double* right, std::size_t step,
+                         std::size_t rows, double* sums) {
+  static_assert(kTileVectors == 3);
+  switch (vectors) {
+    case 1: return MultiplyTile<kRows, 1>(left, right, step, rows, sums);
+    case 2: return MultiplyTile<kRows, 2>(left, right, step, rows, sums);
+    default: return MultiplyTile<kRows, 3>(left, right, step, rows, sums);
+  }
+}
+
+/// The part of a tile's sums that are cells of the result, row m of them at `cells` for `width` columns.
+struct TileRow {
+  double* cells;
+  std::size_t width;
+};
+
+class CrossProductRun {
+ public:
+  CrossProductRun(const CrossProducts& job, double* scratch)
+      : _job(job), _to{job}, _right(scratch), _left(scratch + RightColumns(job) * kChunkRows) {}
+
+  static std::size_t Scratch(const CrossProducts& job) {
+    return (RightColumns(job) + RoundUp(Min(job.left.columns, kLeftBlock), kTileRows)) * kChunkRows;
+  }
+
+  /// Returns the number of cells written.
+  std::size_t Run() {
+    const std::size_t rows = _job.left.rows;
+    for (std::size_t first = 0; first < _job.right.columns; first += kRightBlock) {
+      RightBlock right(_right, _job.right, first, Min(kRightBlock, _job.right.columns - first));
+      const std::size_t firstLeft = _job.shape == Shape::kRectangle ? 0 : first;
+      for (std::size_t row = 0; row < rows; row += kChunkRows) {
+        _first = row == 0;
+        _last = rows - row <= kChunkRows;
+        const std::size_t chunk = Min(kChunkRows, rows - row);
+        right.Pack(row, chunk);
+        for (std::size_t col = firstLeft; col < _job.left.columns; col += kLeftBlock) {
+          LeftBlock left(_left, _job, col, Min(kLeftBlock, _job.left.columns - col));
+          left.Pack(right, row, chunk);
+          Multiply(left, right, chunk);
+        }
+      }
+    }
+    return _written;
+  }
+
+ private:
+  static std::size_t RightColumns(const CrossProducts& job) {
+    return RoundUp(Min(job.right.columns, kRightBlock), kTileLanes);
+  }
+
+  void Multiply(const LeftBlock& left, const RightBlock& right, std::size_t chunk) {
+    for (std::size_t panel = 0; panel < right.Columns(); panel += kTileLanes) {
+      for (std::size_t m = 0; m < left.Columns(); m += kTileRows) MultiplyTile(left, m, right, panel, chunk);
+    }
+  }
+
+  void MultiplyTile(const LeftBlock& left, std::size_t m, const RightBlock& right, std::size_t panel,
+                    std::size_t chunk) {
+    const std::size_t firstRow = left.First() + m;
+    const std::size_t tileRows = Min(kTileRows, left.Columns() - m);
+    const std::size_t firstCol = right.First() + panel;
+    // In a triangle the last row of the tile is the one that reaches furthest to the right.
+    const std::size_t reach = _to.Width(firstRow + tileRows - 1);
+    if (reach <= firstCol) return;
+    const std::size_t vectors = Min(right.Vectors(panel), (reach - firstCol + kLanes - 1) / kLanes);
+    const std::size_t end = Min(firstCol + vectors * kLanes, right.First() + right.Columns());
+
+    TileRow tile[kTileRows];
+    for (std::size_t k = 0; k < tileRows; ++k) {
+      const std::size_t width = Min(_to.Width(firstRow + k), end);
+      tile[k] = {_to.Row(firstRow + k) + firstCol * _job.cellStride, width > firstCol ? width - firstCol : 0};
+    }
+    alignas(kScratchAlignment) double sums[kTileRows * kTileLanes] = {};
+    if (!_first) {
+      for (std::size_t k = 0; k < tileRows; ++k) Resume(tile[k], sums + k * kTileLanes);
+    }
+    const double* factors = left.Panel(m);
+    const double* values = right.Panel(panel);
+    if (tileRows <= kTileRows / 2) {
+      VEXA_ENGINE_LEVEL::MultiplyTile<kTileRows / 2>(vectors, factors, values, right.Step(panel), chunk, sums);
+    } else {
+      VEXA_ENGINE_LEVEL::MultiplyTile<kTileRows>(vectors, factors, values, right.Step(panel), chunk, sums);
+    }
+    for (std::size_t k = 0; k < tileRows; ++k) {
+      Rest(tile[k], sums + k * kTileLanes);
+      if (_last) _written += tile[k].width;
+    }
+  }
+
+  void Resume(const TileRow& row, double* sums) const {
+    if (_job.cellStride == 1) {
+      for (std::size_t lane = 0; lane < row.width; ++lane) sums[lane] = row.cells[lane];
+    } else {
+      for (std::size_t lane = 0; lane < row.width; ++lane) sums[lane] = row.cells[lane * _job.cellStride];
+    }
+  }
+  void Rest(const TileRow& row, const double* sums) const {
+    if (_job.cellStride == 1) {
+      for (std::size_t lane = 0; lane < row.width; ++lane) row.cells[lane] = sums[lane];
+    } else {
+      for (std::size_t lane = 0; lane < row.width; ++lane) row.cells[lane * _job.cellStride] = sums[lane];
+    }
+  }
+
+  const CrossProducts& _job;
+  Destination _to;
+  double* _right;
+  double* _left;
+  bool _first = true;
+  bool _last = true;
+  std::size_t _written = 0;
+};
+
+std::size_t CrossProductScratch(const CrossProducts& job) { return CrossProductRun::Scratch(job); }
+
+std::size_t CrossProductsOf(const CrossProducts& job, double* scratch) {
+  return CrossProductRun(job, scratch).Run();
+}
+
+}  // namespace VEXA_ENGINE_LEVEL
+}  // namespace vexa::engine

@@ -1,0 +1,105 @@
+// No include guard of its own kind: one translation unit per instruction set includes this once, after level.h
+// has named the level.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// Vectors of doubles as wide as the level's registers, in the compiler's own notation.
+
+namespace vexa::engine {
+namespace VEXA_ENGINE_LEVEL {
+
+constexpr std::size_t kLanes = VEXA_ENGINE_LANES;
+
+typedef double Vector __attribute__((vector_size(kLanes * sizeof(double))));
+typedef std::int64_t Mask __attribute__((vector_size(kLanes * sizeof(double))));
+typedef double Unaligned __attribute__((vector_size(kLanes * sizeof(double)), aligned(sizeof(double)), may_alias));
+
+inline Vector Load(const double* from) { return *reinterpret_cast<const Unaligned*>(from); }
+inline void Store(double* to, Vector x) { *reinterpret_cast<Unaligned*>(to) = x; }
+
+template <std::size_t... kLane>
+struct Lanes {};
+template <std::size_t kCount, std::size_t... kLane>
+struct MakeLanes : MakeLanes<kCount - 1, kCount - 1, kLane...> {};
+template <std::size_t... kLane>
+struct MakeLanes<0, kLane...> {
+  using Type = Lanes<kLane...>;
+};
+
+template <std::size_t... kLane>
+inline Vector Repeat(double x, Lanes<kLane...> /*lanes*/) {
+  return Vector{(static_cast<void>(kLane), x)...};
+}
+
+/// The same value in every lane. (Adding it to a zero vector would not do: an addition is no copy of −0.0.)
+inline Vector Broadcast(double x) { return Repeat(x, typename MakeLanes<kLanes>::Type{}); }
+
+inline bool Any(Mask mask) {
+  std::int64_t any = 0;
+  for (std::size_t lane = 0; lane < kLanes; ++lane) any |= mask[lane];
+  return any != 0;
+}
+
+/// Exchanges, in vectors `Distance` apart, the halves of every block of 2 × Distance lanes: one of the log2 steps
+/// of a transposition.
+template <std::size_t Distance, std::size_t... kLane>
+inline void ExchangeHalves(Vector& a, Vector& b, Lanes<kLane...> /*lanes*/) {
+  const Vector low = __builtin_shufflevector(
+      a, b, (kLane & Distance ? kLane - Distance + kLanes : kLane)...);
+  const Vector high = __builtin_shufflevector(
+      a, b, (kLane & Distance ? kLane + kLanes : kLane + Distance)...);
+  a = low;
+  b = high;
+}
+
+template <std::size_t Distance>
+inline void TransposeStep(Vector* x) {
+  for (std::size_t k = 0; k < kLanes; ++k) {
+    if ((k & Distance) == 0) ExchangeHalves<Distance>(x[k], x[k + Distance], typename MakeLanes<kLanes>::Type{});
+  }
+  if constexpr (Distance > 1) TransposeStep<Distance / 2>(x);
+}
+
+/// Lane j of vector i becomes lane i of vector j.
+inline void Transpose(Vector* x) { TransposeStep<kLanes / 2>(x); }
+
+/// kLanes columns, row by row. Where there are fewer, the last one stands in for the rest.
+struct ColumnGroup {
+  const double* column[kLanes];
+
+  ColumnGroup(const Columns& run, std::size_t first) {
+    const std::size_t last = run.columns - 1;
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      const std::size_t col = first + lane < last ? first + lane : last;
+      column[lane] = run.base + col * run.stride;
+    }
+  }
+
+  Vector Row(std::size_t row) const {
+    Vector x;
+    for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] = column[lane][row];
+    return x;
+  }
+  /// Rows `row` to `row` + kLanes − 1.
+  void Rows(std::size_t row, Vector* x) const {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] = Load(column[lane] + row);
+    Transpose(x);
+  }
+};
+
+/// Calls visit(row, values of the group in that row) for rows first to last − 1 in ascending order.
+template <class Visit>
+inline void ForEachRow(const ColumnGroup& group, std::size_t first, std::size_t last, Visit visit) {
+  std::size_t row = first;
+  for (; row + kLanes <= last; row += kLanes) {
+    Vector x[kLanes];
+    group.Rows(row, x);
+    for (std::size_t k = 0; k < kLanes; ++k) visit(row + k, x[k]);
+  }
+  for (; row < last; ++row) visit(row, group.Row(row));
+}
+
+}  // namespace VEXA_ENGINE_LEVEL
+}  // namespace vexa::engine

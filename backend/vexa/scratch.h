@@ -1,0 +1,12 @@
+#pragma once
+
+#include <cstddef>
+
+namespace vexa {
+
+/// Room for `count` doubles, at least 64-byte aligned, for the engine to work in until the next call from the
+/// same thread; null when there is no memory. A thread keeps its largest room up to a bound, so that batch after
+/// batch allocates nothing.
+double* Scratch(std::size_t count);
+
+}  // namespace vexa
