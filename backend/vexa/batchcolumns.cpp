@@ -22,7 +22,8 @@ unsigned int FillByEngine(const ColumnRun& left, const ColumnRun& right, engine:
                           const double* weights, double* cells, std::size_t cellStride) {
   const engine::Kernels* kernels = EngineFor(left);
   if (!kernels || !EngineFor(right)) return 0;
-  const engine::CrossProducts job{EngineColumns(left), EngineColumns(right), shape, weights, cells, cellStride};
+  const engine::CrossProducts job{EngineColumns(left), EngineColumns(right), shape, weights, cells,
+                                  cellStride};
   double* scratch = Scratch(kernels->crossProductScratch(job));
   return scratch ? static_cast<unsigned int>(kernels->crossProducts(job, scratch)) : 0;
 }

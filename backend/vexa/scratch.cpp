@@ -26,8 +26,8 @@ double* Scratch(std::size_t count) {
   thread_local Room kept;
   if (kept.count < count) {
     kept.count = 0;
-    kept.room.reset(static_cast<double*>(::operator new[](
-        count * sizeof(double), std::align_val_t{engine::kScratchAlignment}, std::nothrow)));
+    kept.room.reset(static_cast<double*>(
+        ::operator new[](count * sizeof(double), std::align_val_t{engine::kScratchAlignment}, std::nothrow)));
     if (!kept.room) return nullptr;
     kept.count = count;
   }

@@ -98,8 +98,7 @@ template <class Term>
 inline void SumColumns(const Columns& run, double* sums, std::size_t stride, Term term) {
   for (std::size_t first = 0; first < run.columns; first += kLanes) {
     Vector sum{};
-    ForEachRow(ColumnGroup(run, first), 0, run.rows,
-               [&](std::size_t row, Vector x) { sum += term(row, x); });
+    ForEachRow(ColumnGroup(run, first), 0, run.rows, [&](std::size_t row, Vector x) { sum += term(row, x); });
     StoreColumns(sum, sums + first * stride, run.columns - first, stride);
   }
 }

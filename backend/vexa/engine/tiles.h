@@ -96,9 +96,8 @@ class LeftBlock {
           Store(to + k * kTileRows, Weighted(row + k, Load(from + k * right.Step(panel))));
         }
       } else {
-        ForEachRow(ColumnGroup(_job.left, _first + col), row, row + rows, [=, this](std::size_t k, Vector x) {
-          Store(to + (k - row) * kTileRows, Weighted(k, x));
-        });
+        ForEachRow(ColumnGroup(_job.left, _first + col), row, row + rows,
+                   [=, this](std::size_t k, Vector x) { Store(to + (k - row) * kTileRows, Weighted(k, x)); });
       }
     }
   }
@@ -121,8 +120,7 @@ class LeftBlock {
 /// sums[m][lane] += left[row][m] × right[row][lane] for every row of a chunk; `step` doubles lie between two
 /// rows of right.
 template <std::size_t kRows, std::size_t kVectors>
-void MultiplyTile(const double* left, const double* right, std::size_t step, std::size_t rows,
-                  double* sums) {
+void MultiplyTile(const double* left, const double* right, std::size_t step, std::size_t rows, double* sums) {
   Vector sum[kRows][kVectors];
   for (std::size_t m = 0; m < kRows; ++m) {
     for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] = Load(sums + m * kTileLanes + v * kLanes);
@@ -155,9 +153,12 @@ inline void MultiplyTile(std::size_t vectors, const double* left, const double* 
                          std::size_t rows, double* sums) {
   static_assert(kTileVectors == 3);
   switch (vectors) {
-    case 1: return MultiplyTile<kRows, 1>(left, right, step, rows, sums);
-    case 2: return MultiplyTile<kRows, 2>(left, right, step, rows, sums);
-    default: return MultiplyTile<kRows, 3>(left, right, step, rows, sums);
+    case 1:
+      return MultiplyTile<kRows, 1>(left, right, step, rows, sums);
+    case 2:
+      return MultiplyTile<kRows, 2>(left, right, step, rows, sums);
+    default:
+      return MultiplyTile<kRows, 3>(left, right, step, rows, sums);
   }
 }
 
@@ -231,7 +232,8 @@ class CrossProductRun {
     const double* factors = left.Panel(m);
     const double* values = right.Panel(panel);
     if (tileRows <= kTileRows / 2) {
-      VEXA_ENGINE_LEVEL::MultiplyTile<kTileRows / 2>(vectors, factors, values, right.Step(panel), chunk, sums);
+      VEXA_ENGINE_LEVEL::MultiplyTile<kTileRows / 2>(vectors, factors, values, right.Step(panel), chunk,
+                                                     sums);
     } else {
       VEXA_ENGINE_LEVEL::MultiplyTile<kTileRows>(vectors, factors, values, right.Step(panel), chunk, sums);
     }

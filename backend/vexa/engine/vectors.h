@@ -14,7 +14,8 @@ constexpr std::size_t kLanes = VEXA_ENGINE_LANES;
 
 typedef double Vector __attribute__((vector_size(kLanes * sizeof(double))));
 typedef std::int64_t Mask __attribute__((vector_size(kLanes * sizeof(double))));
-typedef double Unaligned __attribute__((vector_size(kLanes * sizeof(double)), aligned(sizeof(double)), may_alias));
+typedef double Unaligned
+    __attribute__((vector_size(kLanes * sizeof(double)), aligned(sizeof(double)), may_alias));
 
 inline Vector Load(const double* from) { return *reinterpret_cast<const Unaligned*>(from); }
 inline void Store(double* to, Vector x) { *reinterpret_cast<Unaligned*>(to) = x; }
@@ -46,10 +47,9 @@ inline bool Any(Mask mask) {
 /// of a transposition.
 template <std::size_t Distance, std::size_t... kLane>
 inline void ExchangeHalves(Vector& a, Vector& b, Lanes<kLane...> /*lanes*/) {
-  const Vector low = __builtin_shufflevector(
-      a, b, (kLane & Distance ? kLane - Distance + kLanes : kLane)...);
-  const Vector high = __builtin_shufflevector(
-      a, b, (kLane & Distance ? kLane + kLanes : kLane + Distance)...);
+  const Vector low = __builtin_shufflevector(a, b, (kLane & Distance ? kLane - Distance + kLanes : kLane)...);
+  const Vector high =
+      __builtin_shufflevector(a, b, (kLane & Distance ? kLane + kLanes : kLane + Distance)...);
   a = low;
   b = high;
 }
@@ -57,7 +57,8 @@ inline void ExchangeHalves(Vector& a, Vector& b, Lanes<kLane...> /*lanes*/) {
 template <std::size_t Distance>
 inline void TransposeStep(Vector* x) {
   for (std::size_t k = 0; k < kLanes; ++k) {
-    if ((k & Distance) == 0) ExchangeHalves<Distance>(x[k], x[k + Distance], typename MakeLanes<kLanes>::Type{});
+    if ((k & Distance) == 0)
+      ExchangeHalves<Distance>(x[k], x[k + Distance], typename MakeLanes<kLanes>::Type{});
   }
   if constexpr (Distance > 1) TransposeStep<Distance / 2>(x);
 }

@@ -1,0 +1,173 @@
+#include "vexa/engine/engine.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "support/bits.h"
+#include "support/rows.h"
+#include "vexa/batchcolumns.h"
+
+// The instruction set under test against the plain kernels, phase by phase, on shapes that fill, just miss or
+// just exceed what the engine works in: vectors, tiles, chunks of rows, blocks of columns.
+
+namespace {
+
+/// Makes the plain kernels the active ones for as long as it lives.
+class PlainKernels {
+ public:
+  PlainKernels() : _before(vexa::engine::Active()) { vexa::engine::Force("plain"); }
+  ~PlainKernels() {
+    if (_before) vexa::engine::Force(_before->name);
+  }
+  PlainKernels(const PlainKernels&) = delete;
+  PlainKernels& operator=(const PlainKernels&) = delete;
+
+ private:
+  const vexa::engine::Kernels* _before;
+};
+
+/// A run that begins at an odd address, whose columns lie further apart than they are long, with NaN between.
+class Memory {
+ public:
+  explicit Memory(const Rows& rows) : _rows(rows), _stride(rows.count + 5) {
+    _cells.assign(1 + _stride * rows.columns.size(), std::numeric_limits<double>::quiet_NaN());
+    for (std::size_t col = 0; col < rows.columns.size(); ++col) {
+      std::copy(rows.columns[col].begin(), rows.columns[col].end(), _cells.data() + 1 + col * _stride);
+    }
+  }
+  vexa::ColumnRun Run() {
+    return {_cells.data() + 1, _stride, static_cast<unsigned int>(_rows.columns.size()),
+            static_cast<unsigned int>(_rows.count)};
+  }
+  const double* Weights() const { return _rows.hasWeights ? _rows.weights.data() : nullptr; }
+  const std::vector<double>& Cells() const { return _cells; }
+
+ private:
+  const Rows& _rows;
+  std::size_t _stride;
+  std::vector<double> _cells;
+};
+
+using Values = std::vector<double>;
+
+/// Everything that the phases compute of the rows, one after the other, and what they leave in the columns.
+Values AllPhases(const Rows& rows) {
+  constexpr unsigned int kStride = 3;
+  constexpr unsigned int kGroups = 5;
+  const auto columns = static_cast<unsigned int>(rows.columns.size());
+  Memory memory(rows);
+  const vexa::ColumnRun run = memory.Run();
+  const double* weights = memory.Weights();
+  Values all;
+  const auto append = [&all](const Values& values) { all.insert(all.end(), values.begin(), values.end()); };
+
+  Values sums(columns * kStride, -1.0);
+  vexa::FillSums(run, weights, sums.data(), kStride);
+  append(sums);
+  Values squares(columns, -1.0);
+  vexa::FillSquares(run, weights, squares.data());
+  append(squares);
+  // Group sums add to what is there.
+  Values groupSums(columns * kGroups, 0.5);
+  Values groupSquares(columns * kGroups, 0.25);
+  vexa::AddGroupSums(run, rows.groups.data(), weights, kGroups, groupSums.data(), groupSquares.data());
+  append(groupSums);
+  append(groupSquares);
+
+  Values means(columns, -1.0);
+  Values mins(columns, -1.0);
+  Values maxs(columns, -1.0);
+  const vexa::BatchWeights batchWeights{1.0, weights, 0.75 * static_cast<double>(rows.count)};
+  vexa::CenterColumns(run, batchWeights, means.data(), mins.data(), maxs.data());
+  append(means);
+  append(mins);
+  append(maxs);
+  append(memory.Cells());
+  vexa::CenterColumns(run, batchWeights, means.data(), nullptr, nullptr);
+  append(means);
+
+  const unsigned int cells = columns * (columns + 1) / 2;
+  for (const std::size_t stride : {std::size_t{1}, std::size_t{kStride}}) {
+    for (const auto diagonal : {vexa::Diagonal::kWith, vexa::Diagonal::kWithout}) {
+      Values triangle(cells * stride, -1.0);
+      const unsigned int written = vexa::FillTriangle(run, diagonal, weights, triangle.data(), stride);
+      all.push_back(written);
+      append(triangle);
+    }
+  }
+  const unsigned int left = columns / 3;
+  Values rectangle((columns - left) * left + 1, -1.0);
+  all.push_back(vexa::FillRectangle(run.Columns(0, left), run.Columns(left, columns - left), weights,
+                                    rectangle.data()));
+  append(rectangle);
+  return all;
+}
+
+void ExpectPlainBits(Random& random, std::size_t rows, std::size_t columns, bool weights, bool wild) {
+  SCOPED_TRACE(std::to_string(rows) + " rows, " + std::to_string(columns) + " columns");
+  RowsSpec spec;
+  spec.rows = rows;
+  spec.columns = columns;
+  spec.weights = weights;
+  spec.oddWeights = wild;
+  spec.wild = wild;
+  spec.groups = 5;
+  const Rows data = MakeRows(random, spec);
+  const Values actual = AllPhases(data);
+  const PlainKernels plain;
+  ASSERT_TRUE(SameBits(actual, AllPhases(data)));
+}
+
+TEST(Engine, EveryWidthGivesThePlainBits) {
+  Random random(1);
+  for (std::size_t columns = 1; columns <= 70; ++columns) {
+    for (const std::size_t rows : {std::size_t{24}, 25 + columns, std::size_t{150}}) {
+      ExpectPlainBits(random, rows, columns, rows % 2 == 0, columns % 3 == 0);
+    }
+  }
+}
+
+TEST(Engine, EveryHeightGivesThePlainBits) {
+  Random random(2);
+  for (std::size_t rows = 0; rows <= 600; rows += rows < 40 || rows % 128 < 3 || rows % 128 > 125 ? 1 : 7) {
+    ExpectPlainBits(random, rows, 4 + rows % 29, rows % 3 != 0, rows % 4 == 0);
+  }
+}
+
+TEST(Engine, BlocksOfColumnsGiveThePlainBits) {
+  Random random(3);
+  for (const std::size_t columns : {95, 96, 97, 191, 193, 479, 480, 481, 577, 961}) {
+    ExpectPlainBits(random, columns < 200 ? 260 : 27, columns, columns % 2 == 0, false);
+  }
+}
+
+// The leading run of equal values is summed apart from the rest of a column, so where it ends matters.
+TEST(Engine, RunsOfEqualValuesGiveThePlainBits) {
+  Random random(4);
+  for (const std::size_t run : {1, 2, 7, 8, 9, 63, 127, 128, 129, 255, 256, 257, 300}) {
+    RowsSpec spec;
+    spec.rows = 300;
+    spec.columns = 21;
+    spec.weights = run % 2 == 0;
+    spec.groups = 5;
+    Rows rows = MakeRows(random, spec);
+    for (std::size_t col = 0; col < rows.columns.size(); col += 2) {
+      std::fill_n(rows.columns[col].begin(), run, col == 4 ? std::numeric_limits<double>::infinity() : 0.1);
+    }
+    const Values actual = AllPhases(rows);
+    const PlainKernels plain;
+    ASSERT_TRUE(SameBits(actual, AllPhases(rows))) << run;
+  }
+}
+
+TEST(Engine, UnknownInstructionSetsAreRefused) {
+  const vexa::engine::Kernels* before = vexa::engine::Active();
+  EXPECT_FALSE(vexa::engine::Force("v5"));
+  EXPECT_FALSE(vexa::engine::Force(""));
+  EXPECT_EQ(vexa::engine::Active(), before);
+}
+
+}  // namespace
