@@ -9,6 +9,7 @@
 #include "table/inputerror.h"
 #include "table/quoting.h"
 #include "table/rowsplitter.h"
+#include "text/printable.h"
 
 namespace table {
 namespace {
@@ -86,7 +87,7 @@ void CheckSameHeader(const std::vector<std::string>& found, const Chunk& header,
   const auto [own, other] = std::mismatch(found.begin(), found.end(), expected.begin(), expected.end());
   if (own != found.end() && other != expected.end()) {
     throw InputError(fmt::format("column {} of the header is {}, but {} in {}", own - found.begin() + 1,
-                                 Quoted(*own), Quoted(*other), firstFile),
+                                 text::Quoted(*own), text::Quoted(*other), firstFile),
                      place);
   }
   if (found.size() != expected.size()) {

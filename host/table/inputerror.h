@@ -37,10 +37,6 @@ class InputError : public std::runtime_error {
   std::string _text;
 };
 
-/// `text` in double quotes, fit for one line on a terminal: escapes for control characters and bytes that are
-/// no UTF-8, and an ellipsis after about 60 bytes.
-std::string Quoted(std::string_view text);
-
 }  // namespace table
 
 #endif

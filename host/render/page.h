@@ -1,0 +1,93 @@
+#ifndef HOST_RENDER_PAGE_H
+#define HOST_RENDER_PAGE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+/// What a command has to say, and the forms in which it can be said.
+///
+/// A command builds one Page of accounts and tables; Text, Csv and Json write it out. No form knows of a command,
+/// no command of a form.
+namespace render {
+
+/// Takes the next piece of the output. What it throws passes through.
+using Sink = std::function<void(std::string_view)>;
+
+/// A name, a count, or a measured number; one that is not finite means undefined.
+using Value = std::variant<std::string, std::uint64_t, double>;
+
+struct Column {
+  std::string name;
+  /// The cell of a row; called once or twice per row, so that a large table is never held as text.
+  std::function<Value(std::size_t row)> cell;
+};
+
+enum class Audience { kEverybody, kPeople, kPrograms };
+
+struct Table {
+  std::string name = {};     ///< its key in JSON
+  std::string caption = {};  ///< its heading in text
+  std::size_t rows = 0;
+  /// The first columns, that tell what a row is about; a folded table repeats them.
+  std::size_t keys = 1;
+  std::vector<Column> columns = {};
+  /// Each row's single key is unique, as in a matrix: JSON gives an object of rows instead of a list.
+  bool isKeyed = false;
+  /// Numbers between −1 and 1: text shows them with one number of decimals.
+  bool isBounded = false;
+  Audience audience = Audience::kEverybody;
+};
+
+/// Rows that were not used, for one reason.
+struct LeftOut {
+  std::string name;    ///< in JSON
+  std::string phrase;  ///< behind their count: "with a missing value"
+  std::uint64_t rows = 0;
+};
+
+/// What became of the rows.
+struct Account {
+  bool isComplete = true;  ///< false: interrupted, and the page is about the rows read until then
+  std::string missing;     ///< how missing values were handled: "listwise"
+  std::uint64_t read = 0;
+  std::uint64_t used = 0;
+  std::vector<LeftOut> leftOut = {};
+  std::optional<std::string> weight = {};  ///< the column, if any
+  std::optional<std::string> regWeight = {};
+  double weightSum = 0.0;
+  double regWeightSum = 0.0;
+};
+
+struct Page {
+  std::string command;
+  std::string title;
+  Account account;
+  std::vector<std::string> variables = {};
+  std::vector<Table> tables = {};
+  std::vector<std::string> notes = {};  ///< under the tables, in text
+};
+
+/// The account's rows as one sentence: "153 rows read, 111 used, 42 left out: 42 with a missing value".
+std::string RowsSentence(const Account& account);
+
+struct TextStyle {
+  std::size_t width = 80;  ///< columns of the terminal; a wider table is folded
+  int digits = 6;          ///< significant ones, 1 to 17
+};
+
+/// For a person at a terminal.
+void Text(const Page& page, const TextStyle& style, const Sink& sink);
+/// The tables for programs, each with its header, with an empty line between two.
+void Csv(const Page& page, const Sink& sink);
+/// One object: the account, the variables, and every table for programs under its name.
+void Json(const Page& page, const Sink& sink);
+
+}  // namespace render
+
+#endif

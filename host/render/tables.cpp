@@ -1,0 +1,94 @@
+#include "render/tables.h"
+
+#include <cmath>
+#include <utility>
+
+namespace render {
+namespace {
+
+std::function<Value(std::size_t)> NameOf(const std::vector<std::string>& names) {
+  return [&names](std::size_t row) { return names[row]; };
+}
+
+Table Square(const std::string& name, const std::vector<std::string>& rows,
+             const std::vector<std::string>& cols,
+             const std::function<double(std::size_t, std::size_t)>& cell) {
+  Table table{.name = name, .rows = rows.size(), .isKeyed = true};
+  table.columns.push_back({"variable", NameOf(rows)});
+  for (std::size_t col = 0; col < cols.size(); ++col)
+    table.columns.push_back({cols[col], [cell, col](std::size_t row) { return cell(row, col); }});
+  return table;
+}
+
+struct Pair {
+  std::size_t row;
+  std::size_t col;
+};
+
+/// The pair at a place of the lower triangle with its diagonal, row by row.
+Pair TrianglePair(std::size_t index) {
+  auto row = static_cast<std::size_t>((std::sqrt(8.0 * static_cast<double>(index) + 1.0) - 1.0) / 2.0);
+  // The root is rounded, and may be so across a row's end.
+  while (row * (row + 1) / 2 > index) --row;
+  while ((row + 1) * (row + 2) / 2 <= index) ++row;
+  return {row, index - row * (row + 1) / 2};
+}
+
+Table PairTable(const derive::Sums& sums, const std::vector<std::string>& rows,
+                const std::vector<std::string>& cols) {
+  const std::size_t width = sums.Cols();
+  const bool isTriangle = sums.IsSymmetric();
+  const auto pairAt = [isTriangle, width](std::size_t index) {
+    return isTriangle ? TrianglePair(index) : Pair{index / width, index % width};
+  };
+  const auto sum = [&sums, pairAt](auto member) {
+    return [&sums, pairAt, member](std::size_t index) -> Value {
+      const Pair pair = pairAt(index);
+      return sums.At(pair.row, pair.col).*member;
+    };
+  };
+  Table table{.name = "sums", .keys = 2};
+  table.rows = isTriangle ? sums.Rows() * (sums.Rows() + 1) / 2 : sums.Rows() * width;
+  table.columns = {{"row", [&rows, pairAt](std::size_t index) { return rows[pairAt(index).row]; }},
+                   {"column", [&cols, pairAt](std::size_t index) { return cols[pairAt(index).col]; }},
+                   {"n", sum(&derive::Cell::n)},
+                   {"weight_sum", sum(&derive::Cell::weightSum)},
+                   {"reg_weight_sum", sum(&derive::Cell::regWeightSum)},
+                   {"mean_row", sum(&derive::Cell::meanRow)},
+                   {"mean_column", sum(&derive::Cell::meanCol)},
+                   {"css_row", sum(&derive::Cell::cssRow)},
+                   {"css_column", sum(&derive::Cell::cssCol)},
+                   {"cscp", sum(&derive::Cell::cscp)}};
+  return table;
+}
+
+}  // namespace
+
+Table MatrixTable(const std::string& name, const derive::Matrix& matrix, const std::vector<std::string>& rows,
+                  const std::vector<std::string>& cols) {
+  return Square(name, rows, cols,
+                [&matrix](std::size_t row, std::size_t col) { return matrix.At(row, col); });
+}
+
+std::vector<Table> SumsTables(const derive::Sums& sums, const std::vector<std::string>& rows,
+                              const std::vector<std::string>& cols) {
+  std::vector<Table> tables = {PairTable(sums, rows, cols)};
+  if (!sums.IsListwise() || !sums.IsSymmetric()) return tables;
+  tables[0].audience = Audience::kPrograms;
+
+  Table variables{.name = "variables", .caption = "Means and centred sums of squares", .rows = rows.size()};
+  variables.columns = {{"variable", NameOf(rows)},
+                       {"mean", [&sums](std::size_t row) { return sums.At(row, row).meanRow; }},
+                       {"css", [&sums](std::size_t row) { return sums.At(row, row).cssRow; }}};
+  variables.audience = Audience::kPeople;
+  tables.push_back(std::move(variables));
+
+  Table products = Square("cscp", rows, cols,
+                          [&sums](std::size_t row, std::size_t col) { return sums.At(row, col).cscp; });
+  products.caption = "Centred sums of squares and cross-products";
+  products.audience = Audience::kPeople;
+  tables.push_back(std::move(products));
+  return tables;
+}
+
+}  // namespace render

@@ -1,0 +1,28 @@
+#ifndef HOST_TEXT_PRINTABLE_H
+#define HOST_TEXT_PRINTABLE_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// Text from elsewhere (names, cells, paths), made fit for one line of a terminal.
+namespace text {
+
+/// `text` with everything that would break a line or a terminal written as an escape: control characters and
+/// bytes that are no UTF-8.
+std::string Escaped(std::string_view text);
+
+/// `text` escaped and in double quotes, with an ellipsis after about 60 bytes.
+std::string Quoted(std::string_view text);
+
+/// Columns that escaped text takes on a terminal: two for the wide characters of East Asia and emoji, none
+/// for combining marks.
+std::size_t Width(std::string_view text);
+
+/// `text` as UTF-8: itself, or, if it is none, each of its bytes taken as a Latin-1 character, so that names
+/// which differ stay different.
+std::string AsUtf8(std::string_view text);
+
+}  // namespace text
+
+#endif

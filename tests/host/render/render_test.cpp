@@ -1,0 +1,242 @@
+// Pages as text, CSV and JSON: layouts to the byte, numbers that read back, names from hostile files.
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <random>
+
+#include "derive/matrix.h"
+#include "render/number.h"
+#include "render/page.h"
+#include "render/tables.h"
+
+namespace render_test {
+namespace {
+
+using render::Account;
+using render::Page;
+using render::Table;
+using render::Value;
+
+std::string Written(const std::function<void(const render::Sink&)>& write) {
+  std::string all;
+  write([&](std::string_view piece) { all += piece; });
+  return all;
+}
+std::string AsText(const Page& page, std::size_t width = 80, int digits = 6) {
+  return Written([&](const render::Sink& sink) { render::Text(page, {width, digits}, sink); });
+}
+std::string AsCsv(const Page& page) {
+  return Written([&](const render::Sink& sink) { render::Csv(page, sink); });
+}
+std::string AsJson(const Page& page) {
+  return Written([&](const render::Sink& sink) { render::Json(page, sink); });
+}
+
+/// A table of the given columns, each cell in its place.
+Table TableOf(const std::vector<std::string>& names, const std::vector<std::vector<Value>>& columns) {
+  Table table{.name = "table", .rows = columns[0].size()};
+  for (std::size_t col = 0; col < names.size(); ++col)
+    table.columns.push_back({names[col], [cells = columns[col]](std::size_t row) { return cells[row]; }});
+  return table;
+}
+
+Page PageOf(Table table) {
+  return {.command = "test",
+          .title = "Title",
+          .account = {.missing = "listwise", .read = 3, .used = 3},
+          .tables = {std::move(table)}};
+}
+
+std::string TextOf(const Table& table, std::size_t width = 80, int digits = 6) {
+  const std::string all = AsText(PageOf(table), width, digits);
+  return all.substr(all.find("\n\n") + 1);
+}
+
+TEST(Numbers, ShortestReadsBack) {
+  std::mt19937_64 random(11);
+  for (int count = 0; count < 100000; ++count) {
+    const auto value = std::bit_cast<double>(random());
+    if (!std::isfinite(value)) continue;
+    const std::string shown = render::Shortest(value);
+    ASSERT_EQ(std::strtod(shown.c_str(), nullptr), value) << shown;
+    ASSERT_TRUE(nlohmann::json::parse(shown).is_number()) << shown;
+  }
+  // One digit more is what the library for JSON would have written.
+  EXPECT_EQ(render::Shortest(4.1752050594835e78), "4.1752050594835e+78");
+  EXPECT_EQ(render::Shortest(0.1), "0.1");
+  EXPECT_EQ(render::Shortest(-0.0), "-0");
+}
+
+TEST(Numbers, ForPeople) {
+  EXPECT_EQ(render::Significant(123456.7, 6), "123457");
+  EXPECT_EQ(render::Significant(1e9, 1), "1e+09");
+  EXPECT_EQ(render::Significant(1234567890, 6), "1.23457e+09");
+  EXPECT_EQ(render::Significant(-5, 1) + ' ' + render::Significant(-5, 2) + ' ' + render::Significant(0, 1),
+            "-5 -5.0 0");
+  EXPECT_EQ(render::Significant(0.1, 3), "0.100");
+  EXPECT_EQ(render::Significant(-0.0, 3), "0.00");
+  EXPECT_EQ(render::Significant(0.1, 17), "0.10000000000000001");
+  EXPECT_EQ(render::Fixed(-0.0000004, 6), "0.000000");
+  EXPECT_EQ(render::Fixed(-0.04, 1), "0.0");
+  EXPECT_EQ(render::Fixed(-1, 0), "-1");
+  EXPECT_EQ(render::Grouped(0) + ' ' + render::Grouped(999) + ' ' + render::Grouped(1234567),
+            "0 999 1,234,567");
+  EXPECT_EQ(render::WeightSum(300000, 6) + ' ' + render::WeightSum(1234.25, 6), "300,000 1234.25");
+  EXPECT_EQ(render::WeightSum(1e300, 6), "1.00000e+300");
+}
+
+TEST(Text, AlignsAtThePoint) {
+  EXPECT_EQ(TextOf(TableOf({"name", "mixed", "whole", "n"},
+                           {{"a", "längeres", "漢字"},
+                            {1234.5, -0.001234567, NAN},
+                            {1947.0, 12.0, -3.0},
+                            {std::uint64_t{1234567}, std::uint64_t{0}, INFINITY}})),
+            "\n"
+            "name              mixed  whole          n\n"
+            "a         1234.50         1947  1,234,567\n"
+            "längeres    -0.00123457     12          0\n"
+            "漢字        NA              -3         NA\n");
+  Table bounded = TableOf({"r", "wide heading"}, {{"x", "y"}, {1.0, -0.1234}});
+  bounded.isBounded = true;
+  EXPECT_EQ(TextOf(bounded, 80, 3), "\nr  wide heading\nx         1.000\ny        -0.123\n");
+}
+
+TEST(Text, FoldsWideTables) {
+  Table table = TableOf({"k", "aaaa", "bbbb", "cccc"}, {{"x"}, {1.0}, {2.0}, {3.0}});
+  EXPECT_EQ(TextOf(table, 13), "\nk  aaaa  bbbb\nx     1     2\n\nk  cccc\nx     3\n");
+  EXPECT_EQ(TextOf(table, 1), "\nk  aaaa\nx     1\n\nk  bbbb\nx     2\n\nk  cccc\nx     3\n")
+      << "no narrower";
+  table.keys = 2;
+  EXPECT_EQ(TextOf(table, 13), "\nk  aaaa  bbbb\nx     1     2\n\nk  aaaa  cccc\nx     1     3\n");
+}
+
+TEST(Text, TellsWhatBecameOfTheRows) {
+  Page page = PageOf(TableOf({"k", "v"}, {{"x"}, {1.5}}));
+  EXPECT_EQ(AsText(page), "Title\n3 rows read, all used\n\nk        v\nx  1.50000\n");
+  page.account = {
+      .isComplete = false,
+      .missing = "listwise",
+      .read = 12345,
+      .used = 1,
+      .leftOut = {{"zero_weight", "of weight 0", 0}, {"missing_value", "with a missing value", 12344}},
+      .weight = "w",
+      .regWeight = "\x1b[31mr",
+      .weightSum = 2,
+      .regWeightSum = 0.25};
+  page.notes = {"A note."};
+  EXPECT_EQ(AsText(page, 80, 3),
+            "Title\nINTERRUPTED: this is the result of the first rows only\n"
+            "12,345 rows read, 1 used, 12,344 left out: 12,344 with a missing value\n"
+            "Case weight w: the rows used weigh 2\n"
+            "Regression weight \\x1b[31mr: with it they weigh 0.250\n"
+            "\nk     v\nx  1.50\n\nA note.\n");
+}
+
+const std::vector<std::string> kHostile = {"plain",  "a,b", "say \"x\"", "line\nbreak",
+                                           " blank", "",    "\xf6\xdf",  "é"};
+
+TEST(Csv, QuotesWhatWouldNotComeBack) {
+  derive::Matrix matrix{.rows = 8, .cols = 8, .cells = std::vector<double>(64, 0.1)};
+  matrix.At(0, 1) = NAN;
+  matrix.At(0, 2) = -INFINITY;
+  matrix.At(0, 3) = 1e300;
+  Page page = PageOf(render::MatrixTable("cov", matrix, kHostile, kHostile));
+  const std::string csv = AsCsv(page);
+  EXPECT_TRUE(
+      csv.starts_with("variable,plain,\"a,b\",\"say \"\"x\"\"\",\"line\nbreak\",\" "
+                      "blank\",\"\",\xf6\xdf,é\nplain,0.1,,,1e+300,0.1,"))
+      << csv;
+  Table people = TableOf({"k"}, {{"x"}});
+  people.audience = render::Audience::kPeople;
+  page.tables = {people, TableOf({"a"}, {{std::uint64_t{1}}}), TableOf({"b"}, {{"y"}})};
+  EXPECT_EQ(AsCsv(page), "a\n1\n\nb\ny\n");
+}
+
+TEST(Json, HoldsEverythingUnderItsName) {
+  derive::Matrix matrix{.rows = 8, .cols = 8, .cells = std::vector<double>(64, 0.1)};
+  matrix.At(0, 1) = NAN;
+  Page page = PageOf(render::MatrixTable("cov", matrix, kHostile, kHostile));
+  page.account.leftOut = {{"missing_value", "with a missing value", 7}};
+  page.account.weight = "w\"";
+  page.variables = kHostile;
+  page.tables.push_back(
+      TableOf({"row", "n", "x"}, {{"a", "b"}, {std::uint64_t{1}, std::uint64_t{2}}, {0.5, INFINITY}}));
+  const nlohmann::json json = nlohmann::json::parse(AsJson(page));
+  EXPECT_EQ(json["cov"].size(), 8U) << "names that are no UTF-8 stay apart";
+  EXPECT_EQ(json["cov"]["say \"x\""]["line\nbreak"], 0.1);
+  EXPECT_EQ(json["cov"]["öß"]["é"], 0.1);
+  EXPECT_TRUE(json["cov"]["plain"]["a,b"].is_null());
+  EXPECT_EQ(json["table"],
+            nlohmann::json::parse(R"([{"row":"a","n":1,"x":0.5},{"row":"b","n":2,"x":null}])"));
+  EXPECT_EQ(json["variables"][6], "öß");
+  EXPECT_EQ(json["rows_left_out"]["missing_value"], 7);
+  EXPECT_EQ(json["weight"], "w\"");
+  EXPECT_TRUE(json["reg_weight"].is_null());
+  EXPECT_EQ(json["complete"], true);
+}
+
+class NumberedSums : public derive::Sums {
+ public:
+  explicit NumberedSums(std::size_t rows, std::size_t cols, bool isSymmetric, bool isListwise)
+      : _rows(rows), _cols(cols), _isSymmetric(isSymmetric), _isListwise(isListwise) {}
+  std::size_t Rows() const override { return _rows; }
+  std::size_t Cols() const override { return _cols; }
+  bool IsSymmetric() const override { return _isSymmetric; }
+  bool IsListwise() const override { return _isListwise; }
+  derive::Cell At(std::size_t row, std::size_t col) const override {
+    const auto r = static_cast<double>(row);
+    const auto c = static_cast<double>(col);
+    return {9, 10, 11, r + 0.5, c + 0.25, r, c, 100 * r + c};
+  }
+
+ private:
+  std::size_t _rows, _cols;
+  bool _isSymmetric, _isListwise;
+};
+
+TEST(Sums, OneRowPerPair) {
+  const std::vector<std::string> names = {"a", "b", "c"};
+  const NumberedSums listwise(3, 3, true, true);
+  Page page = PageOf({});
+  page.tables = render::SumsTables(listwise, names, names);
+  EXPECT_EQ(AsCsv(page),
+            "row,column,n,weight_sum,reg_weight_sum,mean_row,mean_column,css_row,css_column,cscp\n"
+            "a,a,9,10,11,0.5,0.25,0,0,0\n"
+            "b,a,9,10,11,1.5,0.25,1,0,100\n"
+            "b,b,9,10,11,1.5,1.25,1,1,101\n"
+            "c,a,9,10,11,2.5,0.25,2,0,200\n"
+            "c,b,9,10,11,2.5,1.25,2,1,201\n"
+            "c,c,9,10,11,2.5,2.25,2,2,202\n");
+  EXPECT_EQ(AsText(page).find("weight_sum"), std::string::npos);
+
+  const NumberedSums rectangle(1, 2, false, true);
+  page.tables = render::SumsTables(rectangle, names, names);
+  EXPECT_EQ(AsCsv(page).substr(84), "a,a,9,10,11,0.5,0.25,0,0,0\na,b,9,10,11,0.5,1.25,0,1,1\n");
+  const NumberedSums pairwise(2, 2, true, false);
+  page.tables = render::SumsTables(pairwise, names, names);
+  EXPECT_NE(AsText(page).find("weight_sum"), std::string::npos)
+      << "pairs over different rows have their own counts";
+}
+
+TEST(Sums, EveryPairOnceInWideTriangles) {
+  const std::size_t variables = 3000;
+  const NumberedSums sums(variables, variables, true, true);
+  const std::vector<std::string> names(variables, "x");
+  const Table table = render::SumsTables(sums, names, names)[0];
+  ASSERT_EQ(table.rows, variables * (variables + 1) / 2);
+  std::size_t index = 0;
+  for (std::size_t row = 0; row < variables; row += row < 10 ? 1 : 331)
+    for (const std::size_t col : {std::size_t{0}, row}) {
+      index = row * (row + 1) / 2 + col;
+      EXPECT_EQ(std::get<double>(table.columns[9].cell(index)), static_cast<double>(100 * row + col));
+    }
+}
+
+}  // namespace
+}  // namespace render_test
