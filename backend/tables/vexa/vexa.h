@@ -8,6 +8,7 @@
 #include "DscIndividualMatrix.h"
 #include "databatch.h"
 #include "databatchbygroup.h"
+#include "driver.h"
 #include "kernels.h"
 #include "matrixbase.h"
 #include "matrixlistwise.h"

@@ -1,0 +1,117 @@
+#include "vexa/driver.h"
+
+#include <algorithm>
+#include <exception>
+#include <memory>
+
+#include "quorwlib/quorwlib.h"
+#include "sfthread/sfthread.h"
+
+namespace vexa {
+
+namespace {
+
+/// Ends a run's reading when an exception passes through, so that no worker reads an endless source on for a run that
+/// has failed.
+class ReadingGuard {
+ public:
+  explicit ReadingGuard(DriverShared& shared) : _shared(shared) {}
+  ~ReadingGuard() {
+    if (std::uncaught_exceptions() > _uncaught) _shared._endOfData = true;
+  }
+  ReadingGuard(const ReadingGuard&) = delete;
+  ReadingGuard& operator=(const ReadingGuard&) = delete;
+
+ private:
+  DriverShared& _shared;
+  const int _uncaught = std::uncaught_exceptions();
+};
+
+void RunOnThisThread(ProblemBase& problem) {
+  const std::unique_ptr<ProblemWorker> worker(problem.CreateWorker());
+  while (worker->ReadBatch()) worker->ProcessBatch();
+  worker->MergeResult();
+}
+
+void RunOnPool(ProblemBase& problem, int nThreads) {
+  DriverShared shared;
+  shared._done.set(nThreads);
+  // After the state that its tasks use and the counter that hears of their failures: it is destroyed before them.
+  sfThreadPool pool(nThreads, 0);
+  pool.init();
+  pool.startAll();
+  {
+    std::unique_ptr<ProblemTask> task;
+    // After the task, whose destructor waits for the lock that the readers hold.
+    const ReadingGuard guard(shared);
+    for (int index = 0; index < nThreads; ++index) {
+      task = std::make_unique<ProblemTask>();
+      task->Init(&shared, &problem, index);
+      pool.invoke(task.get(), nullptr, ThreadScope::kPool);
+      static_cast<void>(task.release());
+    }
+  }
+  shared._done.waitAll();
+  if (shared._interrupted) atnnxt_();
+}
+
+}  // namespace
+
+ProblemWorker::~ProblemWorker() = default;
+ProblemBase::~ProblemBase() = default;
+
+void Driver(ProblemBase* problem, int nThreads) {
+  problem->_cacheSize = static_cast<std::uint64_t>(std::max(getmcache_(), 0)) * 1024;
+  const int n = nThreads < 1 ? getthreads_() : nThreads;
+  if (n == 1) {
+    RunOnThisThread(*problem);
+  } else {
+    RunOnPool(*problem, n);
+  }
+}
+
+DriverShared::DriverShared() : _done(0) {}
+DriverShared::~DriverShared() = default;
+
+ProblemTask::ProblemTask() : CallBackObject(nullptr), _worker(nullptr), _shared(nullptr), _index(0) {}
+
+ProblemTask::~ProblemTask() {
+  if (_shared == nullptr) return;
+  const sfGuard guard(_shared->_readMutex, sfMutex::kExclusive);
+  delete _worker;
+}
+
+void ProblemTask::Init(DriverShared* shared, ProblemBase* problem, int index) {
+  _shared = shared;
+  _worker = problem->CreateWorker();
+  _index = index;
+}
+
+int ProblemTask::callback(void* /*data*/) {
+  const ReadingGuard guard(*_shared);
+  try {
+    ReadAndProcess();
+    const sfGuard merging(_shared->_mergeMutex, sfMutex::kExclusive);
+    _worker->MergeResult();
+  } catch (QuorGoToCaller) {
+    _shared->_interrupted = true;
+  }
+  _shared->_done.completeOperation();
+  return 0;
+}
+
+void ProblemTask::ReadAndProcess() {
+  while (!_shared->_interrupted && !_shared->_endOfData) {
+    {
+      const sfGuard reading(_shared->_readMutex, sfMutex::kExclusive);
+      if (_shared->_interrupted || _shared->_endOfData) return;
+      if (!_worker->ReadBatch()) {
+        _shared->_endOfData = true;
+        return;
+      }
+    }
+    _worker->ProcessBatch();
+  }
+}
+
+}  // namespace vexa
