@@ -51,6 +51,38 @@ struct GroupSums {
   double* squares;
 };
 
+/// Pairs of each first column with each of up to pairLanes second columns, over the rows in which both are
+/// present. Presence is one bit per row, row r of a column at bit r % 64 of word r / 64, bits behind the last row
+/// being 0.
+struct Pairs {
+  const double* const* first;  ///< null: there are no pairs, only the second columns in the rows of firstPresent
+  const std::uint64_t* const* firstPresent;
+  std::size_t firstCount;
+  const double* const* second;
+  const std::uint64_t* const* secondPresent;
+  std::size_t secondCount;  ///< at least 1
+  std::size_t rows;
+  double missing;
+  const double* weights;   ///< case weights; null: every row weighs 1
+  const double* combined;  ///< case weight × regression weight; null: every row weighs 1
+  bool sumCombined;        ///< the combined weights have a sum of their own, because there are regression weights
+};
+
+constexpr std::size_t kMaxPairLanes = 16;
+
+/// What a first column has in common with second column k of a Pairs job. Lanes behind the last second column hold
+/// nothing of meaning.
+struct alignas(64) PairSums {
+  double weightSum[kMaxPairLanes];
+  double combinedSum[kMaxPairLanes];
+  double mean0[kMaxPairLanes];
+  double mean1[kMaxPairLanes];
+  double css0[kMaxPairLanes];
+  double css1[kMaxPairLanes];
+  double cscp[kMaxPairLanes];
+  unsigned int count[kMaxPairLanes];
+};
+
 /// The kernels of one instruction set. Functions with a `scratch` need as many doubles as the function before
 /// them says, aligned to kScratchAlignment.
 struct Kernels {
@@ -68,6 +100,13 @@ struct Kernels {
 
   std::size_t (*groupSumScratch)(const GroupSums& job);
   void (*groupSums)(const GroupSums& job, double* scratch);
+
+  /// Writes the presence bits of a column: its values that do not equal `missing`.
+  void (*presence)(const double* x, std::size_t rows, double missing, std::uint64_t* present);
+
+  std::size_t pairLanes;
+  std::size_t (*pairScratch)(const Pairs& job);
+  void (*pairs)(const Pairs& job, PairSums* results, double* scratch);
 };
 
 constexpr std::size_t kScratchAlignment = 64;

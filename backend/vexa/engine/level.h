@@ -3,6 +3,7 @@
 #pragma once
 
 #include "columns.h"
+#include "pairs.h"
 #include "tiles.h"
 
 namespace vexa::engine {
@@ -18,6 +19,10 @@ const Kernels kKernels = {
     .squares = Squares,
     .groupSumScratch = GroupSumScratch,
     .groupSums = GroupSumsOf,
+    .presence = Presence,
+    .pairLanes = kPairLanes,
+    .pairScratch = PairScratch,
+    .pairs = PairsOf,
 };
 
 }  // namespace VEXA_ENGINE_LEVEL

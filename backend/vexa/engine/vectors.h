@@ -78,6 +78,12 @@ struct ColumnGroup {
     }
   }
 
+  ColumnGroup(const double* const* columns, std::size_t count, std::size_t first) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      column[lane] = columns[first + lane < count ? first + lane : count - 1];
+    }
+  }
+
   Vector Row(std::size_t row) const {
     Vector x;
     for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] = column[lane][row];
