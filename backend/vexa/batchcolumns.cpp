@@ -19,11 +19,17 @@ const engine::Kernels* EngineFor(const ColumnRun& run) {
 
 /// Returns the number of cells written, or 0 when the plain kernels have to.
 unsigned int FillByEngine(const ColumnRun& left, const ColumnRun& right, engine::Shape shape,
-                          const double* weights, double* cells, std::size_t cellStride) {
+                          const double* weights, double* cells, std::size_t cellStride,
+                          const double* means = nullptr) {
   const engine::Kernels* kernels = EngineFor(left);
   if (!kernels || !EngineFor(right)) return 0;
-  const engine::CrossProducts job{EngineColumns(left), EngineColumns(right), shape, weights, cells,
-                                  cellStride};
+  const engine::CrossProducts job{.left = EngineColumns(left),
+                                  .right = EngineColumns(right),
+                                  .shape = shape,
+                                  .weights = weights,
+                                  .cells = cells,
+                                  .cellStride = cellStride,
+                                  .means = means};
   double* scratch = Scratch(kernels->crossProductScratch(job));
   return scratch ? static_cast<unsigned int>(kernels->crossProducts(job, scratch)) : 0;
 }
@@ -34,6 +40,7 @@ void CenterColumns(const ColumnRun& run, const BatchWeights& weights, double* me
                    double* maxs) {
   if (const engine::Kernels* kernels = EngineFor(run)) {
     kernels->summarise({EngineColumns(run), weights.weights, weights.regWeightSum, means, mins, maxs});
+    kernels->centre(EngineColumns(run), means);
     return;
   }
   const int rows = RowCount(run);
@@ -44,6 +51,20 @@ void CenterColumns(const ColumnRun& run, const BatchWeights& weights, double* me
     means[col] = WeightedMean(x, weights.weights, weights.regWeightSum, rows);
     CenterData(x, means[col], rows);
   }
+}
+
+unsigned int CenterAndFillTriangle(const ColumnRun& run, const BatchWeights& weights, double* means,
+                                   double* mins, double* maxs, double* cells) {
+  if (const engine::Kernels* kernels = EngineFor(run)) {
+    kernels->summarise({EngineColumns(run), weights.weights, weights.regWeightSum, means, mins, maxs});
+    const unsigned int written =
+        FillByEngine(run, run, engine::Shape::kTriangle, weights.weights, cells, 1, means);
+    if (written != 0) return written;
+    kernels->centre(EngineColumns(run), means);
+  } else {
+    CenterColumns(run, weights, means, mins, maxs);
+  }
+  return FillTriangle(run, Diagonal::kWith, weights.weights, cells);
 }
 
 unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double* weights, double* cells,

@@ -40,6 +40,11 @@ ColumnRun RunOf(Batch& batch, unsigned int first, unsigned int columns) {
 void CenterColumns(const ColumnRun& run, const BatchWeights& weights, double* means, double* mins,
                    double* maxs);
 
+/// The same, and then FillTriangle of the centred columns with the diagonal: a column is fetched once less than by
+/// the two one after the other. Returns the number of cells written.
+unsigned int CenterAndFillTriangle(const ColumnRun& run, const BatchWeights& weights, double* means,
+                                   double* mins, double* maxs, double* cells);
+
 enum class Diagonal { kWith, kWithout };
 
 /// Cross-products of every two columns of the run into a packed lower triangle: the later column is the first

@@ -15,11 +15,23 @@ struct BatchWeights {
 /// Reads the weights of a batch with rows and leaves its case weights multiplied by the regression weights.
 /// The case weights are summed before that.
 inline BatchWeights TakeWeights(DataBatch& batch) {
-  const int rows = static_cast<int>(batch.NRows());
+  double* weights = batch.Weights();
+  const double* regWeights = batch.RegWeights();
+  const unsigned int rows = batch.NRows();
+  if (weights && regWeights) {
+    // WeightedSum, CombineWeights and Sum in one loop: two chains of additions side by side take the time of one.
+    BatchWeights taken{0.0, weights, 0.0};
+    for (unsigned int k = 0; k < rows; ++k) {
+      taken.weightSum += weights[k];
+      weights[k] *= regWeights[k];
+      taken.regWeightSum += weights[k];
+    }
+    return taken;
+  }
   BatchWeights taken{};
-  taken.weightSum = WeightedSum(batch.Weights(), rows);
-  taken.weights = CombineWeights(batch.Weights(), batch.RegWeights(), batch.NRows());
-  taken.regWeightSum = batch.HasRegWeights() ? Sum(taken.weights, rows) : taken.weightSum;
+  taken.weightSum = WeightedSum(weights, static_cast<int>(rows));
+  taken.weights = CombineWeights(weights, regWeights, rows);
+  taken.regWeightSum = regWeights ? Sum(regWeights, static_cast<int>(rows)) : taken.weightSum;
   return taken;
 }
 

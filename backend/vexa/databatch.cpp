@@ -4,6 +4,8 @@
 #include <cassert>
 #include <memory>
 
+#include "aligned.h"
+
 namespace vexa {
 
 DataBatch::DataBatch(unsigned int nColumns, unsigned int nRows, const double* pWeight,
@@ -21,7 +23,7 @@ DataBatch::DataBatch(unsigned int nColumns, unsigned int nRows, const double* pW
       _maxGroupSeen(0) {
   assert(0 < nColumns);
   assert(0 < nRows);
-  std::unique_ptr<double[]> columns(new double[nRows * nColumns]);
+  AlignedCells columns = MakeAligned(nRows * nColumns);
   std::unique_ptr<double[]> weights(pWeight ? new double[nRows] : nullptr);
   std::unique_ptr<double[]> regWeights(pRegWeight ? new double[nRows] : nullptr);
   _groups = pGroup ? new unsigned int[nRows] : nullptr;
@@ -31,7 +33,7 @@ DataBatch::DataBatch(unsigned int nColumns, unsigned int nRows, const double* pW
 }
 
 DataBatch::~DataBatch() {
-  delete[] _columns;
+  FreeAligned()(_columns);
   delete[] _weights;
   delete[] _regWeights;
   delete[] _groups;

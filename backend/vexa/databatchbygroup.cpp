@@ -4,6 +4,7 @@
 #include <memory>
 #include <numeric>
 
+#include "aligned.h"
 #include "vexa/databatch.h"
 
 namespace vexa {
@@ -27,7 +28,7 @@ DataBatchByGroup::DataBatchByGroup(unsigned int nColumns, unsigned int nRows, co
   assert(0 < nColumns);
   assert(0 < nRows);
   std::unique_ptr<double[]> rows(new double[nRows * nColumns]);
-  std::unique_ptr<double[]> columns(new double[nRows * nColumns]);
+  AlignedCells columns = MakeAligned(nRows * nColumns);
   std::unique_ptr<double[]> weights(pWeight ? new double[nRows] : nullptr);
   std::unique_ptr<double[]> tmpWeights(pWeight ? new double[nRows] : nullptr);
   std::unique_ptr<double[]> regWeights(pRegWeight ? new double[nRows] : nullptr);
@@ -42,7 +43,7 @@ DataBatchByGroup::DataBatchByGroup(unsigned int nColumns, unsigned int nRows, co
 
 DataBatchByGroup::~DataBatchByGroup() {
   delete[] _rows;
-  delete[] _columns;
+  FreeAligned()(_columns);
   delete[] _weights;
   delete[] _tmpWeights;
   delete[] _regWeights;

@@ -45,8 +45,8 @@ void MatrixListwise::Data::Init(DataBatch& batch) {
   _regWeightSum = weights.regWeightSum;
 
   const ColumnRun run = RunOf(batch, 0, nCols);
-  CenterColumns(run, weights, _means.data(), nullptr, nullptr);
-  const double* xprow = _xp + FillTriangle(run, Diagonal::kWith, weights.weights, _xp) - nCols;
+  const unsigned int written = CenterAndFillTriangle(run, weights, _means.data(), nullptr, nullptr, _xp);
+  const double* xprow = _xp + written - nCols;
   assert(xprow+nCols == _xp+nCells);
 }
 

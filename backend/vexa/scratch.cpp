@@ -1,37 +1,22 @@
 #include "scratch.h"
 
-#include <memory>
-#include <new>
-
+#include "aligned.h"
 #include "engine/engine.h"
 
 namespace vexa {
 
-namespace {
-
-struct Release {
-  void operator()(double* room) const {
-    ::operator delete[](room, std::align_val_t{engine::kScratchAlignment});
-  }
-};
-
-struct Room {
-  std::unique_ptr<double[], Release> room;
-  std::size_t count = 0;
-};
-
-}  // namespace
+static_assert(static_cast<std::size_t>(kLine) % engine::kScratchAlignment == 0);
 
 double* Scratch(std::size_t count) {
-  thread_local Room kept;
-  if (kept.count < count) {
-    kept.count = 0;
-    kept.room.reset(static_cast<double*>(
-        ::operator new[](count * sizeof(double), std::align_val_t{engine::kScratchAlignment}, std::nothrow)));
-    if (!kept.room) return nullptr;
-    kept.count = count;
+  thread_local AlignedCells kept;
+  thread_local std::size_t size = 0;
+  if (size < count) {
+    size = 0;
+    kept.reset();
+    kept = TryMakeAligned(count);
+    if (kept) size = count;
   }
-  return kept.room.get();
+  return kept.get();
 }
 
 }  // namespace vexa

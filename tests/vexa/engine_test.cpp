@@ -98,6 +98,12 @@ Values AllPhases(const Rows& rows) {
       append(triangle);
     }
   }
+  Memory again(rows);
+  Values triangle(cells, -1.0);
+  all.push_back(vexa::CenterAndFillTriangle(again.Run(), batchWeights, means.data(), mins.data(), maxs.data(),
+                                            triangle.data()));
+  for (const Values& values : {means, mins, maxs, again.Cells(), triangle}) append(values);
+
   const unsigned int left = columns / 3;
   Values rectangle((columns - left) * left + 1, -1.0);
   all.push_back(vexa::FillRectangle(run.Columns(0, left), run.Columns(left, columns - left), weights,

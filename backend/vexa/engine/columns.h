@@ -83,14 +83,16 @@ void SummariseGroups(const Summaries& job) {
     StoreColumns(mean.Mean(), job.means + first, columns);
     if (job.mins) StoreColumns(mean.Min(), job.mins + first, columns);
     if (job.maxs) StoreColumns(mean.Max(), job.maxs + first, columns);
-    for (std::size_t col = first; col < first + kLanes && col < job.run.columns; ++col) {
-      Centre(job.run.base + col * job.run.stride, job.run.rows, job.means[col]);
-    }
   }
 }
 
 void Summarise(const Summaries& job) {
   job.weights ? SummariseGroups<true>(job) : SummariseGroups<false>(job);
+}
+
+void CentreColumns(const Columns& run, const double* means) {
+  for (std::size_t col = 0; col < run.columns; ++col)
+    Centre(run.base + col * run.stride, run.rows, means[col]);
 }
 
 /// One running sum per column of the terms that term(row, values) forms.

@@ -29,9 +29,10 @@ struct CrossProducts {
   const double* weights;  ///< null: every row weighs 1
   double* cells;
   std::size_t cellStride;
+  const double* means;  ///< null, or those of a triangle's columns, on which they are centred in passing
 };
 
-/// Mean and extremes of every column, which is left centred on its mean.
+/// Mean and extremes of every column.
 struct Summaries {
   Columns run;
   const double* weights;  ///< null: every row weighs 1
@@ -55,7 +56,8 @@ struct GroupSums {
 /// present. Presence is one bit per row, row r of a column at bit r % 64 of word r / 64, bits behind the last row
 /// being 0.
 struct Pairs {
-  const double* const* first;  ///< null: there are no pairs, only the second columns in the rows of firstPresent
+  const double* const*
+      first;  ///< null: there are no pairs, only the second columns in the rows of firstPresent
   const std::uint64_t* const* firstPresent;
   std::size_t firstCount;
   const double* const* second;
@@ -65,7 +67,7 @@ struct Pairs {
   double missing;
   const double* weights;   ///< case weights; null: every row weighs 1
   const double* combined;  ///< case weight × regression weight; null: every row weighs 1
-  bool sumCombined;        ///< the combined weights have a sum of their own, because there are regression weights
+  bool sumCombined;  ///< the combined weights have a sum of their own, because there are regression weights
 };
 
 constexpr std::size_t kMaxPairLanes = 16;
@@ -89,6 +91,7 @@ struct Kernels {
   const char* name;
 
   void (*summarise)(const Summaries& job);
+  void (*centre)(const Columns& run, const double* means);
 
   /// Returns the number of cells written.
   std::size_t (*crossProductScratch)(const CrossProducts& job);

@@ -13,6 +13,7 @@ extern const Kernels kKernels;
 const Kernels kKernels = {
     .name = VEXA_ENGINE_NAME,
     .summarise = Summarise,
+    .centre = CentreColumns,
     .crossProductScratch = CrossProductScratch,
     .crossProducts = CrossProductsOf,
     .sums = Sums,

@@ -32,10 +32,10 @@ inline void AddWhere(Vector& sum, Mask mask, Vector term) {
 
 /// The rows of a panel that are being worked on.
 struct PanelRows {
-  std::size_t row;   ///< of the batch, a multiple of kPairRows
-  std::size_t rows;  ///< at most kPairRows
-  double* values;    ///< row by row, kPairLanes each
-  double* weighted;  ///< the same times the combined weight; only while means are formed
+  std::size_t row;             ///< of the batch, a multiple of kPairRows
+  std::size_t rows;            ///< at most kPairRows
+  double* values;              ///< row by row, kPairLanes each
+  double* weighted;            ///< the same times the combined weight; only while means are formed
   double weights[kPairRows];   ///< case weights
   double combined[kPairRows];  ///< combined weights, 1 where there are none
 };
@@ -108,7 +108,8 @@ class PairKernel {
       const std::uint64_t* second = _job.secondPresent[lane < _job.secondCount ? lane : _job.secondCount - 1];
       unsigned int count = 0;
       for (std::size_t word = 0; word < words; ++word) {
-        count += static_cast<unsigned int>(__builtin_popcountll(_job.firstPresent[first][word] & second[word]));
+        count +=
+            static_cast<unsigned int>(__builtin_popcountll(_job.firstPresent[first][word] & second[word]));
       }
       sums.count[lane] = count;
       state.waiting[lane / kLanes][lane % kLanes] = count == 0 ? 0 : -1;
@@ -243,8 +244,7 @@ class PairKernel {
   }
 
   static void FormMean(double* mean, const LeadingRun& run, std::size_t v, const PairSums& sums) {
-    const Vector whole =
-        (Load(mean) + run.value[v] * run.weight[v]) / Load(sums.combinedSum + v * kLanes);
+    const Vector whole = (Load(mean) + run.value[v] * run.weight[v]) / Load(sums.combinedSum + v * kLanes);
     Store(mean, run.leading[v] ? run.value[v] : whole);
     // Pairs without a common row have no mean to divide for.
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
@@ -311,9 +311,11 @@ inline void RunPairs(const Pairs& job, PairSums* results, double* scratch) {
 
 void PairsOf(const Pairs& job, PairSums* results, double* scratch) {
   if (job.weights) {
-    job.sumCombined ? RunPairs<true, true>(job, results, scratch) : RunPairs<true, false>(job, results, scratch);
+    job.sumCombined ? RunPairs<true, true>(job, results, scratch)
+                    : RunPairs<true, false>(job, results, scratch);
   } else {
-    job.sumCombined ? RunPairs<false, true>(job, results, scratch) : RunPairs<false, false>(job, results, scratch);
+    job.sumCombined ? RunPairs<false, true>(job, results, scratch)
+                    : RunPairs<false, false>(job, results, scratch);
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "columns.h"
 #include "engine.h"
 #include "vectors.h"
 
@@ -117,6 +118,62 @@ class LeftBlock {
   std::size_t _columns;
 };
 
+/// Both blocks of a triangle whose columns are all in both: each value is fetched once, centred on the way when there
+/// are means.
+template <bool kCentred, bool kWeighted>
+void PackTogether(const CrossProducts& job, const RightBlock& right, const LeftBlock& left, std::size_t row,
+                  std::size_t rows) {
+  for (std::size_t col = 0; col < right.Columns(); col += kLanes) {
+    const std::size_t panel = col / kTileLanes * kTileLanes;
+    double* toRight = right.Panel(panel) + (col - panel);
+    const std::size_t step = right.Step(panel);
+    double* toLeft = left.Panel(col / kTileRows * kTileRows) + col % kTileRows;
+    const ColumnGroup group(job.right, col);
+    const std::size_t columns = Min(kLanes, right.Columns() - col);
+    std::size_t k = 0;
+    for (; k + kLanes <= rows; k += kLanes) {
+      Vector x[kLanes];
+      for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] = Load(group.column[lane] + row + k);
+      if (kCentred) {
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
+          // The lanes behind the last column hold it once more and must not be centred twice.
+          if (lane >= columns) break;
+          x[lane] -= Broadcast(job.means[col + lane]);
+          Store(job.right.base + (col + lane) * job.right.stride + row + k, x[lane]);
+        }
+      }
+      Transpose(x);
+      for (std::size_t lane = 0; lane < kLanes; ++lane) {
+        Store(toRight + (k + lane) * step, x[lane]);
+        Store(toLeft + (k + lane) * kTileRows,
+              kWeighted ? Broadcast(job.weights[row + k + lane]) * x[lane] : x[lane]);
+      }
+    }
+    for (; k < rows; ++k) {
+      for (std::size_t lane = 0; lane < kLanes; ++lane) {
+        double x = group.column[lane][row + k];
+        if (kCentred && lane < columns) {
+          x -= job.means[col + lane];
+          job.right.base[(col + lane) * job.right.stride + row + k] = x;
+        }
+        toRight[k * step + lane] = x;
+        toLeft[k * kTileRows + lane] = kWeighted ? job.weights[row + k] * x : x;
+      }
+    }
+  }
+}
+
+inline void PackTogether(const CrossProducts& job, const RightBlock& right, const LeftBlock& left,
+                         std::size_t row, std::size_t rows) {
+  if (job.means) {
+    job.weights ? PackTogether<true, true>(job, right, left, row, rows)
+                : PackTogether<true, false>(job, right, left, row, rows);
+  } else {
+    job.weights ? PackTogether<false, true>(job, right, left, row, rows)
+                : PackTogether<false, false>(job, right, left, row, rows);
+  }
+}
+
 /// sums[m][lane] += left[row][m] × right[row][lane] for every row of a chunk; `step` doubles lie between two
 /// rows of right.
 template <std::size_t kRows, std::size_t kVectors>
@@ -187,6 +244,16 @@ class CrossProductRun {
         _first = row == 0;
         _last = rows - row <= kChunkRows;
         const std::size_t chunk = Min(kChunkRows, rows - row);
+        if (_job.shape != Shape::kRectangle && _job.left.columns <= kLeftBlock) {
+          LeftBlock left(_left, _job, 0, _job.left.columns);
+          PackTogether(_job, right, left, row, chunk);
+          Multiply(left, right, chunk);
+          continue;
+        }
+        // The first block of right columns meets every left column, which in a triangle are all there are.
+        if (_job.means && first == 0) {
+          CentreColumns({_job.left.base + row, _job.left.stride, _job.left.columns, chunk}, _job.means);
+        }
         right.Pack(row, chunk);
         for (std::size_t col = firstLeft; col < _job.left.columns; col += kLeftBlock) {
           LeftBlock left(_left, _job, col, Min(kLeftBlock, _job.left.columns - col));
@@ -225,8 +292,10 @@ class CrossProductRun {
       const std::size_t width = Min(_to.Width(firstRow + k), end);
       tile[k] = {_to.Row(firstRow + k) + firstCol * _job.cellStride, width > firstCol ? width - firstCol : 0};
     }
-    alignas(kScratchAlignment) double sums[kTileRows * kTileLanes] = {};
-    if (!_first) {
+    double* sums = _sums;
+    if (_first) {
+      for (std::size_t lane = 0; lane < kTileRows * kTileLanes; lane += kLanes) Store(sums + lane, Vector{});
+    } else {
       for (std::size_t k = 0; k < tileRows; ++k) Resume(tile[k], sums + k * kTileLanes);
     }
     const double* factors = left.Panel(m);
@@ -243,23 +312,33 @@ class CrossProductRun {
     }
   }
 
-  void Resume(const TileRow& row, double* sums) const {
+  /// Copies a row's cells to or from the tile: vectors where they lie side by side, then one by one.
+  template <class Copy, class CopyVector>
+  void ForEachCell(const TileRow& row, Copy copy, CopyVector copyVector) const {
+    std::size_t lane = 0;
     if (_job.cellStride == 1) {
-      for (std::size_t lane = 0; lane < row.width; ++lane) sums[lane] = row.cells[lane];
-    } else {
-      for (std::size_t lane = 0; lane < row.width; ++lane) sums[lane] = row.cells[lane * _job.cellStride];
+      for (; lane + kLanes <= row.width; lane += kLanes) copyVector(lane);
+    }
+    for (; lane < row.width; ++lane) {
+      copy(lane, lane * _job.cellStride);
+      // A handful at most: a vector loop of the compiler's own would cost more than it saves.
+      asm("");
     }
   }
+  void Resume(const TileRow& row, double* sums) const {
+    ForEachCell(
+        row, [&](std::size_t lane, std::size_t cell) { sums[lane] = row.cells[cell]; },
+        [&](std::size_t lane) { Store(sums + lane, Load(row.cells + lane)); });
+  }
   void Rest(const TileRow& row, const double* sums) const {
-    if (_job.cellStride == 1) {
-      for (std::size_t lane = 0; lane < row.width; ++lane) row.cells[lane] = sums[lane];
-    } else {
-      for (std::size_t lane = 0; lane < row.width; ++lane) row.cells[lane * _job.cellStride] = sums[lane];
-    }
+    ForEachCell(
+        row, [&](std::size_t lane, std::size_t cell) { row.cells[cell] = sums[lane]; },
+        [&](std::size_t lane) { Store(row.cells + lane, Load(sums + lane)); });
   }
 
   const CrossProducts& _job;
   Destination _to;
+  alignas(kScratchAlignment) double _sums[kTileRows * kTileLanes] = {};
   double* _right;
   double* _left;
   bool _first = true;
