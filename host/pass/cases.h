@@ -35,11 +35,11 @@ class Cases {
   const double* RegWeight() const { return _hasRegWeight ? &_regWeight : nullptr; }
   const unsigned int* Group() const { return _levels != nullptr ? &_group : nullptr; }
 
-  /// Counts and extremes since the last call.
-  Tally TakeTally();
-  std::vector<Extremes> TakeExtremes();
+  /// What was counted since the last call.
+  Counts TakeCounts();
 
  private:
+  void Clear();
   /// Whether the row is used; if so, `_row` and the variables behind the addresses are its.
   bool Take(std::span<const double> cells, std::optional<std::string_view> text);
   bool TakeWeights(std::span<const double> cells);
@@ -57,8 +57,7 @@ class Cases {
   double _weight = 1.0;
   double _regWeight = 1.0;
   unsigned int _group = 0;
-  Tally _tally;
-  std::vector<Extremes> _extremes;
+  Counts _counts;
 };
 
 template <class F>

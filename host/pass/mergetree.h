@@ -27,6 +27,8 @@ struct Node {
   unsigned int level;
   std::uint64_t index;
   std::unique_ptr<Partial> partial;
+
+  std::uint64_t FirstChunk() const { return index << level; }
 };
 
 /// Merges the chunks' results in a fixed binary tree over their numbers, whatever the order in which they are

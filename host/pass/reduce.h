@@ -12,6 +12,7 @@
 #include "pass/cases.h"
 #include "pass/files.h"
 #include "pass/levels.h"
+#include "pass/levelsearch.h"
 #include "pass/mergetree.h"
 #include "pass/options.h"
 #include "pass/run.h"
@@ -116,9 +117,8 @@ struct BatchUse<vexa::DataBatchByGroup> {
 template <class Accumulator>
 class PartialSums : public PartialCounts {
  public:
-  PartialSums(std::unique_ptr<Accumulator> accumulator, Tally counts, std::vector<Extremes> ranges)
-      : PartialCounts(kKindOf<Accumulator>, std::move(counts), std::move(ranges)),
-        sums(std::move(accumulator)) {}
+  PartialSums(std::unique_ptr<Accumulator> accumulator, Counts theCounts)
+      : PartialCounts(kKindOf<Accumulator>, std::move(theCounts)), sums(std::move(accumulator)) {}
 
   void Append(Partial& next) override {
     auto& later = static_cast<PartialSums&>(next);
@@ -142,8 +142,7 @@ class SumsReducer : public ChunkReducer {
     BatchUse<Batch>::Complete(*_batch);
     std::unique_ptr<Accumulator> sums = _fresh();
     *sums += *_batch;
-    return std::make_unique<PartialSums<Accumulator>>(std::move(sums), _cases.TakeTally(),
-                                                      _cases.TakeExtremes());
+    return std::make_unique<PartialSums<Accumulator>>(std::move(sums), _cases.TakeCounts());
   }
 
  private:
@@ -163,17 +162,17 @@ Reduction<Accumulator> Reduce(table::Input& input, const Columns& columns, const
                              return std::make_unique<SumsReducer<Accumulator, Batch>>(setup, fresh);
                            }});
   Reduction<Accumulator> result{.origin = setup.origin, .complete = outcome.complete};
+  Counts counts;
   if (outcome.partial != nullptr) {
     auto& whole = static_cast<PartialSums<Accumulator>&>(*outcome.partial);
     result.sums = std::move(whole.sums);
-    result.tally = std::move(whole.tally);
-    result.extremes = std::move(whole.extremes);
+    counts = std::move(whole.counts);
   } else {
     result.sums = fresh();
-    Cases none = setup.MakeCases();
-    result.tally = none.TakeTally();
-    result.extremes = none.TakeExtremes();
+    counts = setup.MakeCases().TakeCounts();
   }
+  result.tally = std::move(counts.tally);
+  result.extremes = std::move(counts.extremes);
   return result;
 }
 

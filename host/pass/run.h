@@ -20,16 +20,16 @@ class ChunkReducer {
 };
 
 struct Plan {
-  unsigned int chunkRows;
-  unsigned int threads;  ///< at least 1
+  unsigned int chunkRows = 1;
+  unsigned int threads = 1;  ///< at least 1
   /// Makes a worker's reducer; called on the caller's thread. Storage is better left to the first Reduce: of
   /// many workers few may see a chunk.
-  std::function<std::unique_ptr<ChunkReducer>()> makeReducer;
+  std::function<std::unique_ptr<ChunkReducer>()> makeReducer = {};
 };
 
 struct Outcome {
-  std::unique_ptr<Partial> partial;  ///< null when there was no chunk
-  bool complete;                     ///< false: stopped before the end
+  std::unique_ptr<Partial> partial = {};  ///< null when there was no chunk
+  bool complete = true;                   ///< false: stopped before the end
 };
 
 /// Runs the driver over the rest of the input.
@@ -37,10 +37,6 @@ struct Outcome {
 /// Of several faults the first in the order of the chunks is thrown, whatever the number of threads and their
 /// timing: a fault of a chunk, or that of all chunks before it taken together.
 Outcome Run(table::Input& input, const Options& options, const Plan& plan);
-
-/// How many workers to run: as many as wanted (0: as the machine offers), or as fit in the memory when each takes
-/// `bytesEach`, besides `bytesShared`; at least one. Options.notice hears of it when these are fewer.
-unsigned int Workers(const Options& options, std::uint64_t bytesEach, std::uint64_t bytesShared);
 
 }  // namespace pass
 

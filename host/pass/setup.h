@@ -1,7 +1,9 @@
 #ifndef HOST_PASS_SETUP_H
 #define HOST_PASS_SETUP_H
 
+#include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "pass/cases.h"
@@ -37,19 +39,18 @@ struct Setup {
 /// The part of a partial result that does not depend on the accumulator.
 class PartialCounts : public Partial {
  public:
-  PartialCounts(Kind kind, Tally tally, std::vector<Extremes> extremes);
+  PartialCounts(Kind kind, Counts theCounts) : counts(std::move(theCounts)), _mostRows(MostRows(kind)) {}
 
   std::optional<table::InputError> Fault() const override;
 
-  Tally tally;
-  std::vector<Extremes> extremes;
+  Counts counts;
 
  protected:
   /// False when the rows have become more than the accumulator can count.
   bool AppendCounts(const PartialCounts& next);
 
  private:
-  Kind _kind;
+  std::uint64_t _mostRows;
 };
 
 }  // namespace pass

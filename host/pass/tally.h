@@ -25,6 +25,7 @@ struct Tally {
 
   /// Adds the counts over other rows; members of another size must be empty.
   void Add(const Tally& other);
+  bool operator==(const Tally&) const = default;
 };
 
 /// The smallest and the largest value of a variable in the rows used, as they stand in the input. Of two
@@ -35,6 +36,14 @@ struct Extremes {
 
   void Take(double value);
   void Take(const Extremes& other);
+};
+
+/// What is counted beside an accumulator.
+struct Counts {
+  Tally tally;
+  std::vector<Extremes> extremes;  ///< of each variable; empty unless wanted
+
+  void Add(const Counts& other);
 };
 
 }  // namespace pass

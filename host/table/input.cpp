@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <exception>
 #include <string_view>
 #include <utility>
@@ -47,7 +48,8 @@ void CheckFormat(const Format& format) {
 
 class Input::Reader {
  public:
-  Reader(std::vector<std::string> paths, Format format, std::function<bool()> stopped);
+  Reader(std::vector<std::string> paths, Format format, std::function<bool()> stopped,
+         std::vector<std::string> names);
 
   bool Next(Chunk& chunk, std::uint32_t rows);
 
@@ -72,7 +74,7 @@ class Input::Reader {
     std::size_t replayed = 0;
   };
 
-  void AddFiles(std::vector<std::string> paths);
+  void AddFiles(std::vector<std::string> paths, std::vector<std::string> names);
   void ReadLayout();
   void ReadHead();
   void Rewind();
@@ -111,25 +113,29 @@ class Input::Reader {
   std::atomic<std::uint64_t> _blankLines = 0;
 };
 
-Input::Reader::Reader(std::vector<std::string> paths, Format format, std::function<bool()> stopped)
+Input::Reader::Reader(std::vector<std::string> paths, Format format, std::function<bool()> stopped,
+                      std::vector<std::string> names)
     : _format(std::move(format)),
       _stopped(std::move(stopped)),
       _block(std::make_unique_for_overwrite<char[]>(kBlockBytes)) {
   CheckFormat(_format);
-  AddFiles(std::move(paths));
+  AddFiles(std::move(paths), std::move(names));
   ReadLayout();
   ReadHead();
   Rewind();
   _recording = false;
 }
 
-void Input::Reader::AddFiles(std::vector<std::string> paths) {
+void Input::Reader::AddFiles(std::vector<std::string> paths, std::vector<std::string> names) {
   if (paths.empty()) paths.emplace_back(kStandardInput);
   if (std::count(paths.begin(), paths.end(), kStandardInput) > 1)
     throw InputError("standard input can be read only once", {});
   bool sizeKnown = true;
-  for (std::string& path : paths) {
+  assert(names.empty() || names.size() == paths.size());
+  for (std::size_t file = 0; file < paths.size(); ++file) {
+    std::string& path = paths[file];
     std::string name(path == kStandardInput ? std::string_view("<stdin>") : path);
+    if (!names.empty()) name = names[file];
     const FileFacts facts = CheckFile(path, name);
     sizeKnown = sizeKnown && facts.regular;
     _totalBytes += facts.size;
@@ -384,8 +390,10 @@ InputError Input::Reader::TooLong() const {
                     {.file = _files[_file].name, .line = _line});
 }
 
-Input::Input(std::vector<std::string> paths, Format format, std::function<bool()> stopped)
-    : _reader(std::make_unique<Reader>(std::move(paths), std::move(format), std::move(stopped))) {}
+Input::Input(std::vector<std::string> paths, Format format, std::function<bool()> stopped,
+             std::vector<std::string> names)
+    : _reader(std::make_unique<Reader>(std::move(paths), std::move(format), std::move(stopped),
+                                       std::move(names))) {}
 Input::~Input() = default;
 
 const std::vector<Column>& Input::Columns() const { return _reader->Columns(); }

@@ -1,0 +1,26 @@
+#ifndef HOST_PASS_LEVELSEARCH_H
+#define HOST_PASS_LEVELSEARCH_H
+
+#include "pass/files.h"
+#include "pass/levels.h"
+#include "pass/options.h"
+#include "table/table.h"
+
+namespace pass {
+
+struct LevelSearch {
+  Levels levels;
+  bool complete;  ///< false: stopped before the end, there may be more
+};
+
+/// Reads the files once, in parallel, for the levels of `columns.group`, which must be set. Rows count whatever
+/// their weight and their other columns.
+///
+/// Throws InputError for more than `mostLevels` levels, without holding many more than that at a time, and
+/// for the first fault of the input in file order, be it in another of the chosen columns.
+LevelSearch FindLevels(const Files& files, const table::Format& format, const Columns& columns,
+                       const Options& options, unsigned int mostLevels);
+
+}  // namespace pass
+
+#endif

@@ -1,0 +1,70 @@
+#include "pass/setup.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <utility>
+
+#include "pass/origin.h"
+#include "pass/workers.h"
+#include "vexa/databatch.h"
+
+namespace pass {
+namespace {
+
+// Accumulators in a worker's hands: the one in work, and two neighbours that it is about to merge.
+constexpr std::uint64_t kStatesEach = 3;
+
+Shape ShapeOf(Kind kind, const Columns& columns, const Levels* levels) {
+  return {kind, columns.variables.size(), columns.leftRun, levels != nullptr ? levels->Size() : 0};
+}
+
+std::vector<double> Origins(const table::Input& input, const std::vector<std::size_t>& variables) {
+  std::vector<double> origins;
+  for (const std::size_t col : variables) origins.push_back(Origin(input.Columns()[col].sample));
+  return origins;
+}
+
+Memory MemoryOf(const Setup& setup, bool sortsByGroup) {
+  const std::uint64_t rowBytes =
+      vexa::DataBatch::RowSize(setup.variables, setup.columns.weight.has_value(),
+                               setup.columns.regWeight.has_value(), setup.groups > 0);
+  const std::uint64_t batch = setup.chunkRows * rowBytes * (sortsByGroup ? 2 : 1);
+  const std::uint64_t text = TextBytes(setup.input.Columns().size(), setup.chunkRows);
+  const std::uint64_t state = StateBytes(setup.shape);
+  const std::uint64_t chunks = setup.input.TotalBytes() > 0 ? setup.input.TotalBytes() / text + 1 : 1'024;
+  return {.each = text + batch + kStatesEach * state, .shared = std::bit_width(chunks) * state};
+}
+
+}  // namespace
+
+Setup::Setup(const table::Input& theInput, const Columns& theColumns, const Options& theOptions,
+             const Levels* theLevels, Kind kind, bool sortsByGroup)
+    : input(theInput),
+      columns(theColumns),
+      options(theOptions),
+      levels(theLevels),
+      shape(ShapeOf(kind, theColumns, theLevels)),
+      variables(static_cast<unsigned int>(shape.columns)),
+      groups(static_cast<unsigned int>(shape.groups)) {
+  CheckLimits(shape);
+  origin = Origins(input, columns.variables);
+  chunkRows = options.chunkRows > 0
+                  ? options.chunkRows
+                  : ChunkRows(std::max(input.Columns().size(), columns.variables.size()), groups);
+  workers = Workers(options, MemoryOf(*this, sortsByGroup));
+}
+
+std::optional<table::InputError> PartialCounts::Fault() const {
+  if (counts.tally.used <= _mostRows) return {};
+  return table::InputError(fmt::format("more than {} rows: that is all that can be counted", _mostRows));
+}
+
+bool PartialCounts::AppendCounts(const PartialCounts& next) {
+  counts.Add(next.counts);
+  return counts.tally.used <= _mostRows;
+}
+
+}  // namespace pass

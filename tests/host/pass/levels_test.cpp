@@ -1,0 +1,138 @@
+#include "pass/levels.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "host/pass/sheet.h"
+#include "host/table/reading.h"
+#include "pass/reduce.h"
+#include "vexa/matrixlistwise.h"
+
+namespace {
+
+using pass_test::MakeSheet;
+using pass_test::Sheet;
+using table_test::Feed;
+using table_test::TempFile;
+
+std::vector<std::string> Labels(const pass::Levels& levels) {
+  std::vector<std::string> labels;
+  for (unsigned int code = 0; code < levels.Size(); ++code) labels.push_back(levels.Label(code));
+  return labels;
+}
+
+pass::LevelSearch Find(const pass::Files& files, const pass::Columns& columns, unsigned int threads,
+                       unsigned int most = 1'000) {
+  pass::Options options;
+  options.threads = threads;
+  options.chunkRows = 5;
+  return pass::FindLevels(files, {}, columns, options, most);
+}
+
+std::string FindMessage(const std::string& text, const pass::Columns& columns, unsigned int threads,
+                        unsigned int most) {
+  const TempFile file(text);
+  try {
+    Find(pass::Files({file.Path()}), columns, threads, most);
+  } catch (const table::InputError& error) {
+    const std::string message = error.what();
+    return message.starts_with(file.Path()) ? message.substr(file.Path().size()) : message;
+  }
+  return "";
+}
+
+TEST(Levels, AreNumbersByValueOrTextByBytes) {
+  const pass::Levels numbers(std::vector<double>{10.0, -0.0, 2.5, 1e21, 10.0, 0.0});
+  EXPECT_THAT(Labels(numbers), testing::ElementsAre("0", "2.5", "10", "1e+21"));
+  EXPECT_EQ(numbers.CodeOf(0.0), 0U);
+  EXPECT_EQ(numbers.CodeOf(-0.0), 0U);
+  EXPECT_EQ(numbers.CodeOf(10.0), 2U);
+  EXPECT_FALSE(numbers.CodeOf(3.0));
+  const pass::Levels texts(std::vector<std::string>{"b", "a", "Z", "1.0", "1", "ä"});
+  EXPECT_THAT(Labels(texts), testing::ElementsAre("1", "1.0", "Z", "a", "b", "ä"));
+  EXPECT_EQ(texts.CodeOf("a"), 3U);
+  EXPECT_FALSE(texts.CodeOf("A"));
+}
+
+TEST(Levels, GivenAsAListAreHeldAgainstTheColumn) {
+  const TempFile file("n;t\n1,5;a\n2;b\n");
+  const table::Input input({file.Path()}, {.decimal = ','});
+  EXPECT_THAT(Labels(pass::GivenLevels(input, 0, {"2,0", " 1,5"})), testing::ElementsAre("1.5", "2"));
+  EXPECT_THAT(Labels(pass::GivenLevels(input, 1, {"b", "1"})), testing::ElementsAre("1", "b"));
+  for (const auto& [column, list] : std::vector<std::pair<std::size_t, std::vector<std::string>>>{
+           {0, {"1", "1,0"}}, {0, {"a"}}, {0, {"NA"}}, {1, {"a", "a"}}, {1, {""}}}) {
+    EXPECT_THROW(pass::GivenLevels(input, column, list), table::InputError) << list[0];
+  }
+}
+
+TEST(Levels, AreFoundInAnyKindOfFile) {
+  std::mt19937 random(21);
+  const Sheet sheet = MakeSheet(random, 400, 2);
+  const TempFile file(sheet.Text());
+  for (const unsigned int threads : {1, 3, 16}) {
+    Feed feed(sheet.Text(), 1'000);
+    const pass::Files piped({feed.Path()});
+    const pass::Files named({file.Path()});
+    for (const pass::Files* files : {&named, &piped}) {
+      EXPECT_THAT(Labels(Find(*files, sheet.Columns(true, Sheet::By::kText), threads).levels),
+                  testing::ElementsAre("g 0", "g 1", "g 2"));
+      const pass::LevelSearch search = Find(*files, sheet.Columns(true, Sheet::By::kNumber), threads);
+      EXPECT_THAT(Labels(search.levels), testing::ElementsAre("0", "10", "20"));
+      EXPECT_TRUE(search.complete);
+      EXPECT_NO_THROW(files->CheckUnchanged());
+    }
+    EXPECT_EQ(piped.Open({})->FileName(0), feed.Path()) << "messages name what the user named";
+  }
+}
+
+// Which fault is told depends on the file alone: the first bad row, if it comes before the rows that make the levels too
+// many.
+TEST(Levels, FailOnTheFirstFault) {
+  const auto rows = [](int count, const std::string& from = "") {
+    std::string text = from;
+    for (int at = 0; at < count; ++at) text += fmt::format("{},{}\n", at % 2, at % 2 == 0 ? 7 : at);
+    return text;
+  };
+  const pass::Columns byText{.variables = {0}, .group = 1};
+  const std::string tooMany = "column g: has more than 20 distinct values, too many for groups";
+  for (const unsigned int threads : {1, 2, 7, 16}) {
+    EXPECT_EQ(FindMessage(rows(40, "x,g\n"), byText, threads, 20), "");
+    EXPECT_EQ(FindMessage(rows(41, "x,g\n"), byText, threads, 19),
+              "column g: has more than 19 distinct values, too many for groups");
+    EXPECT_EQ(FindMessage(rows(9'000, "x,g\n"), byText, threads, 20), tooMany);
+    EXPECT_EQ(FindMessage(rows(9'000, "x,g\n") + "1\n", byText, threads, 20), tooMany);
+    // Bad rows in front, the first of them in the column that the search does not read.
+    EXPECT_EQ(
+        FindMessage("x,g\n" + rows(8) + "bad,7\n" + rows(20) + "1\n" + rows(9'000), byText, threads, 20),
+        ":10: column x: not a number: \"bad\"");
+    EXPECT_EQ(
+        FindMessage("x,g\n" + rows(8) + "1\n" + rows(20) + "bad,7\n" + rows(9'000), byText, threads, 20),
+        ":10: row of 1 cells where there are 2 columns");
+    EXPECT_EQ(FindMessage(rows(1'200, "x,g\n") + "1,late\n", byText, threads, 5'000),
+              ":1202: column g: not a number: \"late\"");
+  }
+}
+
+TEST(Files, ThatChangeBetweenPassesAreRefused) {
+  const TempFile file("x,g\n1,a\n2,b\n");
+  const pass::Files files({file.Path()});
+  const pass::Columns columns{.variables = {0}, .group = 1};
+  const pass::LevelSearch search = Find(files, columns, 2);
+  std::ofstream(file.Path()) << "x,g\n1,a\n2,c\n";
+  EXPECT_THROW(
+      {
+        const auto input = files.Open({});
+        pass::Reduce<vexa::MatrixListwise>(
+            *input, columns, {}, [] { return std::make_unique<vexa::MatrixListwise>(); }, &search.levels);
+      },
+      table::InputError);
+  std::ofstream(file.Path(), std::ios::app) << "3,a\n";
+  EXPECT_THROW(files.CheckUnchanged(), table::InputError);
+}
+
+}  // namespace

@@ -1,0 +1,139 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "pass/origin.h"
+#include "pass/shape.h"
+#include "pass/tally.h"
+#include "pass/workers.h"
+#include "table/table.h"
+
+namespace {
+
+TEST(Origin, IsAMedianThatIsSubtractedExactly) {
+  std::mt19937_64 random(7);
+  std::uniform_real_distribution<double> mantissa(1.0, 2.0);
+  for (int round = 0; round < 500; ++round) {
+    const int exponent = static_cast<int>(random() % 1900) - 950;
+    const double sign = random() % 2 == 0 ? 1.0 : -1.0;
+    std::vector<double> sample(1 + random() % 40);
+    for (double& value : sample) value = sign * std::ldexp(mantissa(random), exponent);
+    const double origin = pass::Origin(sample);
+    ASSERT_NE(origin, 0.0);
+    EXPECT_THAT(sample, testing::Contains(origin));
+    for (const double value : sample) {
+      const double difference = value - origin;
+      // Exact: adding the origin in the wider type gives the value back.
+      EXPECT_EQ(static_cast<long double>(difference) + static_cast<long double>(origin),
+                static_cast<long double>(value));
+    }
+    // One value outside the factor of two, and one of the other sign.
+    sample.resize(3, sample[0]);
+    sample.push_back(2.1 * *std::max_element(sample.begin(), sample.end(),
+                                             [](double a, double b) { return std::abs(a) < std::abs(b); }));
+    EXPECT_EQ(pass::Origin(sample), 0.0);
+    sample.back() = -sample.front();
+    EXPECT_EQ(pass::Origin(sample), 0.0);
+  }
+}
+
+TEST(Origin, IsZeroWhereItWouldNotHelpOrBreakAValue) {
+  constexpr double kHuge = std::numeric_limits<double>::max();
+  EXPECT_EQ(pass::Origin({}), 0.0);
+  EXPECT_EQ(pass::Origin({0.0, 0.0, 1.0}), 0.0);
+  EXPECT_EQ(pass::Origin({kHuge, kHuge}), 0.0);
+  EXPECT_EQ(pass::Origin({4.0, 2.0, 8.0}), 4.0);  // the factor of two itself
+  // The largest origins there are neither make nor unmake a missing code, nor an infinity.
+  const double most = pass::Origin({0x1p+969});
+  EXPECT_EQ(most, 0x1p+969);
+  EXPECT_EQ(pass::Origin({0x1.8p+969}), 0.0);
+  const double next = std::nextafter(table::kMissing, 0.0);
+  EXPECT_EQ(next - most, next);
+  EXPECT_EQ(kHuge + most, kHuge);
+}
+
+TEST(Extremes, DoNotDependOnTheOrder) {
+  std::vector<double> values = {-0.0, 0.0, 0.0, -0.0};
+  for (int round = 0; round < 2; ++round) {
+    pass::Extremes forward;
+    for (const double value : values) forward.Take(value);
+    pass::Extremes merged;
+    merged.Take(pass::Extremes());
+    merged.Take(forward);
+    EXPECT_TRUE(merged.min == 0.0 && std::signbit(merged.min));
+    EXPECT_TRUE(merged.max == 0.0 && !std::signbit(merged.max));
+    std::swap(values[0], values[1]);
+  }
+}
+
+TEST(ChunkRows, FollowTheShapeAlone) {
+  EXPECT_EQ(pass::ChunkRows(20, 0), pass::ChunkRows(20, 1));
+  for (const std::uint64_t columns : {1, 5, 20, 100, 1'000, 30'000}) {
+    for (const std::uint64_t groups : {0, 3, 100, 1'000, 100'000}) {
+      const std::uint64_t rows = pass::ChunkRows(columns, groups);
+      EXPECT_EQ(rows % 16, 8U) << "an odd number of cache lines";
+      EXPECT_GE(rows, 1'000U);
+      if (columns * 32 * groups < 4'200'000'000U) {
+        EXPECT_GE(rows + 16, 32 * groups) << columns << " columns";
+      }
+      EXPECT_LT(rows * columns, std::uint64_t{1} << 32);
+    }
+  }
+}
+
+TEST(Limits, AreToldInWords) {
+  using enum pass::Kind;
+  struct Case {
+    pass::Shape shape;
+    std::string message;  // part of it; empty: the shape is fine
+  };
+  const std::vector<Case> cases = {
+      {{kListwiseMatrix, 0}, "no variable"},
+      {{kListwiseMatrix, 65'535}, ""},
+      {{kListwiseMatrix, 65'536}, "65536 variables are too many: at most 65535"},
+      {{kPairwiseMatrix, 65'536}, ""},
+      {{kPairwiseMatrix, 65'537}, "at most 65536"},
+      {{kListwiseBlock, 46'340}, ""},
+      {{kPairwiseBlock, 46'341}, "at most 46340"},
+      {{kListwiseRectangle, 65'536, 32'767}, ""},
+      {{kPairwiseRectangle, 100'000, 0}, ""},
+      {{kPairwiseRectangle, 100'000, 50'000}, "50000 by 50000"},
+      {{kDiscriminant, 1'000, 0, 2'000'000}, ""},
+      {{kDiscriminant, 1'100, 0, 2'000'000}, "1100 variables in 2000000 groups"},
+      {{kPerGroup, 2'000, 0, 1'000}, ""},
+      {{kPerGroup, 2'100, 0, 1'000}, "2100 variables in 1000 groups"},
+      {{kPerGroup, 2, 0, std::uint64_t{1} << 40}, "too many"},
+  };
+  for (const Case& test : cases) {
+    std::string message;
+    try {
+      pass::CheckLimits(test.shape);
+    } catch (const table::InputError& error) {
+      message = error.what();
+    }
+    EXPECT_EQ(message.empty(), test.message.empty()) << message;
+    EXPECT_THAT(message, testing::HasSubstr(test.message));
+  }
+}
+
+TEST(Workers, AreFewerWhenMemoryIsShort) {
+  std::string said;
+  pass::Options options;
+  options.threads = 16;
+  options.memoryLimit = 1000 << 20;
+  options.notice = [&](std::string_view text) { said = text; };
+  constexpr std::uint64_t kMebibyte = 1 << 20;
+  EXPECT_EQ(pass::Workers(options, {10 * kMebibyte, 840 * kMebibyte}), 16U);
+  EXPECT_EQ(said, "");
+  EXPECT_EQ(pass::Workers(options, {100 * kMebibyte, 600 * kMebibyte}), 4U);
+  EXPECT_THAT(said, testing::HasSubstr("4 of 16 threads"));
+  EXPECT_EQ(pass::Workers(options, {std::uint64_t{1} << 50, std::uint64_t{1} << 50}), 1U);
+  EXPECT_GT(pass::UsableMemory(), kMebibyte);
+}
+
+}  // namespace
