@@ -13,9 +13,9 @@
 
 namespace vexa {
 
-/// What pooling adds to the mean of A. Two parts whose weights cancel leave the mean of A where it is.
-inline double MeanIncrement(double meanA, double meanB, double weightA, double weightB) {
-  const double weight = weightA + weightB;
+/// What pooling adds to the mean of A; weight is that of both parts. Two parts whose weights cancel leave the mean
+/// of A where it is.
+inline double MeanIncrement(double meanA, double meanB, double weightB, double weight) {
   return weight == 0.0 ? 0.0 : ((meanB - meanA) * weightB) / weight;
 }
 
@@ -55,7 +55,7 @@ class PooledMeans {
 
   /// What was added to a column's mean in A: before rounding the same as FromA.
   double Increment(std::size_t col) const {
-    return MeanIncrement(_meansA[col], _meansB[col], _weightA, _weightB);
+    return MeanIncrement(_meansA[col], _meansB[col], _weightB, Weight());
   }
   /// A column's pooled mean minus its mean in A and in B.
   double FromA(std::size_t col) const { return _means[col] - _meansA[col]; }

@@ -54,6 +54,58 @@ std::vector<double> MakeColumn(Random& random, Family family, std::size_t rows) 
   return column;
 }
 
+/// Whether a cell is missing, cell by cell in the order of the rows of one column after the other.
+class MissingPattern {
+ public:
+  MissingPattern(Random& random, const RowsSpec& spec) : _random(random), _spec(spec) {
+    for (std::size_t row = 0; row < spec.rows; ++row) {
+      _owner.push_back(Below(random, spec.columns + 1));
+      for (auto& pattern : _shared) pattern.push_back(Chance(random, spec.missingRate));
+    }
+  }
+
+  void NextColumn(std::size_t col) {
+    _col = col;
+    _whole = Chance(_random, _spec.missingRate);
+    _choice = Below(_random, 3);
+  }
+
+  bool Misses(std::size_t row) {
+    switch (_spec.missing) {
+      case Missing::kScattered:
+        return Chance(_random, _spec.missingRate);
+      case Missing::kWholeColumns:
+        return _whole;
+      case Missing::kDisjoint:
+        return _owner[row] != _col;
+      case Missing::kShared:
+        return _choice < 2 && _shared[_choice][row];
+    }
+    return false;
+  }
+
+ private:
+  Random& _random;
+  const RowsSpec& _spec;
+  std::vector<std::size_t> _owner;
+  std::vector<bool> _shared[2];
+  std::size_t _col = 0;
+  bool _whole = false;
+  std::size_t _choice = 0;
+};
+
+void PutMissing(Random& random, const RowsSpec& spec, Rows& rows) {
+  MissingPattern pattern(random, spec);
+  for (std::size_t col = 0; col < spec.columns; ++col) {
+    pattern.NextColumn(col);
+    for (std::size_t row = 0; row < spec.rows; ++row) {
+      if (!pattern.Misses(row)) continue;
+      const bool negate = spec.missingCode == 0.0 && Chance(random, 0.3);
+      rows.columns[col][row] = negate ? -spec.missingCode : spec.missingCode;
+    }
+  }
+}
+
 std::vector<double> MakeWeights(Random& random, const RowsSpec& spec) {
   std::vector<double> weights(spec.rows);
   for (double& weight : weights) {
@@ -144,10 +196,8 @@ Rows MakeRows(Random& random, const RowsSpec& spec) {
   for (std::size_t col = 0; col < spec.columns; ++col) {
     const auto family = static_cast<Family>(Below(random, spec.wild ? 6 : 5));
     rows.columns.push_back(MakeColumn(random, family, spec.rows));
-    for (double& value : rows.columns.back()) {
-      if (spec.missingRate > 0 && Chance(random, spec.missingRate)) value = spec.missingCode;
-    }
   }
+  if (spec.missingRate > 0) PutMissing(random, spec, rows);
   if (spec.weights) rows.weights = MakeWeights(random, spec);
   if (spec.regWeights) rows.regWeights = MakeWeights(random, spec);
   if (spec.groups > 0) {
@@ -168,6 +218,15 @@ RowsSpec RandomSpec(Random& random, std::size_t maxRows, std::size_t maxColumns)
   spec.oddWeights = Chance(random, 0.3);
   spec.wild = Chance(random, 0.2);
   return spec;
+}
+
+void AddMissing(Random& random, RowsSpec& spec) {
+  constexpr double kCodes[] = {0.0, std::numeric_limits<double>::quiet_NaN(), 1.0,
+                               std::numeric_limits<double>::lowest()};
+  constexpr double kRates[] = {0.0, 0.02, 0.1, 0.5, 0.95, 1.0};
+  spec.missingCode = kCodes[Below(random, std::size(kCodes))];
+  spec.missingRate = kRates[Below(random, std::size(kRates))];
+  spec.missing = static_cast<Missing>(Below(random, 4));
 }
 
 std::vector<std::size_t> RandomSplit(Random& random, std::size_t rows) {

@@ -65,6 +65,14 @@ enum class Family {
   kWild,        ///< NaN, infinities, subnormals, signed zeros among ordinary values
 };
 
+/// Where the missing values of generated rows lie.
+enum class Missing {
+  kScattered,     ///< every cell by itself
+  kWholeColumns,  ///< a column is missing on every row or on none
+  kDisjoint,      ///< no row holds two columns, and some hold none
+  kShared,        ///< a column has one of two patterns, or is complete
+};
+
 struct RowsSpec {
   std::size_t rows = 0;
   std::size_t columns = 1;
@@ -73,8 +81,9 @@ struct RowsSpec {
   unsigned int groups = 0;   ///< number of codes, some of which may stay empty; 0: none
   bool oddWeights = false;   ///< zero and negative weights among the positive ones
   bool wild = false;         ///< columns of Family::kWild may occur
-  double missingRate = 0.0;  ///< share of cells that hold missingCode
-  double missingCode = 0.0;
+  double missingRate = 0.0;  ///< about the share of cells that are missing, where the pattern leaves a choice
+  double missingCode = 0.0;  ///< what they hold; for 0.0 some hold −0.0
+  Missing missing = Missing::kScattered;
 };
 
 using Random = std::mt19937_64;
@@ -83,6 +92,9 @@ Rows MakeRows(Random& random, const RowsSpec& spec);
 
 /// A random specification of up to maxRows × maxColumns, with every combination of weights.
 RowsSpec RandomSpec(Random& random, std::size_t maxRows, std::size_t maxColumns);
+
+/// Gives a specification a missing code (0.0, NaN, a common value, far outside), a rate from 0 to 1 and a pattern.
+void AddMissing(Random& random, RowsSpec& spec);
 
 /// Sizes of consecutive parts, some of them empty, that add up to `rows`.
 std::vector<std::size_t> RandomSplit(Random& random, std::size_t rows);
