@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "support/rows.h"
+#include "vexa/DiscriminantMatrix.h"
+#include "vexa/DscIndividualMatrix.h"
 #include "vexa/databatch.h"
 #include "vexa/databatchbygroup.h"
 #include "vexa/matrixlistwise.h"
+#include "vexa/nsmatrixlistwise.h"
+#include "vexa/smatrixlistwise.h"
 
 namespace {
 
@@ -17,6 +21,20 @@ Rows Sample(std::size_t rows, std::size_t columns, bool weights = false, bool re
   spec.weights = weights;
   spec.regWeights = regWeights;
   return MakeRows(random, spec);
+}
+
+/// The same with one group per row, in turn.
+Rows Grouped(std::size_t rows, std::size_t columns, unsigned int groups) {
+  Rows sample = Sample(rows, columns);
+  for (unsigned int row = 0; row < rows; ++row) sample.groups.push_back(row % groups);
+  return sample;
+}
+
+/// The rows weigh nothing.
+Rows Weightless(Rows rows) {
+  rows.hasWeights = true;
+  rows.weights.assign(rows.count, 0.0);
+  return rows;
 }
 
 TEST(Death, Batch) {
@@ -76,9 +94,7 @@ TEST(Death, Listwise) {
   MatrixListwise two;
   two += *FilledBatch(Sample(5, 2));
   MatrixListwise weightless;
-  Rows zeros = Sample(5, 2, true);
-  zeros.weights.assign(5, 0.0);
-  weightless += *FilledBatch(zeros);
+  weightless += *FilledBatch(Weightless(Sample(5, 2)));
   ExpectEachStops({
       {"!_xp", "void vexa::MatrixListwise::Data::Init(vexa::DataBatch&)",
        [] {
@@ -93,6 +109,196 @@ TEST(Death, Listwise) {
       {"row < NColumns()", ccp, [&] { empty.CCP(0, 0); }},
       {"col < NColumns()", ccp, [&] { two.CCP(0, 2); }},
       {"0. < WeightSum()", ccp, [&] { weightless.CCP(0, 0); }},
+  });
+}
+
+TEST(Death, SymmetricBlock) {
+  using vexa::SMatrixListwise;
+  const std::string init = "void vexa::SMatrixListwise::Data::Init(vexa::DataBatch&)";
+  const std::string update = "void vexa::SMatrixListwise::Data::Update(const vexa::SMatrixListwise::Data&)";
+  const std::string ccp = "double vexa::SMatrixListwise::CCP(int, int) const";
+  const std::string of = "double vexa::SMatrixListwise::";
+  SMatrixListwise empty(1, 3);
+  SMatrixListwise full(1, 3);
+  full += *FilledBatch(Sample(5, 4));
+  SMatrixListwise elsewhere(0, 2);
+  elsewhere += *FilledBatch(Sample(5, 4));
+  SMatrixListwise weightless(1, 3);
+  weightless += *FilledBatch(Weightless(Sample(5, 4)));
+  const auto first = [](int col0, int col2) {
+    return [=] { SMatrixListwise(col0, col2) += *FilledBatch(Sample(5, 3)); };
+  };
+  const char* range = "c < _my->_col2 && c >= _my->_col0";
+  ExpectEachStops({
+      {"!_xp", init,
+       [] {
+         SMatrixListwise::Data data(0, 0);
+         data.Init(*FilledBatch(Sample(5, 2)));
+         data.Init(*FilledBatch(Sample(5, 2)));
+       }},
+      {"_col0 == 0 && _col1 == 0", init, first(2, 0)},
+      {"_col0==_col1 && _col0>=0", init, first(-1, 2)},
+      {"_col2 <= nCols && _col2>_col0", init, first(1, 4)},
+      {"_col2 <= nCols && _col2>_col0", init, first(2, 2)},
+      {"_col2 <= nCols && _col2>_col0", init, first(0, -1)},
+      {"_means.size() == d._means.size()", update,
+       [&] {
+         SMatrixListwise wider(0, 3);
+         wider += *FilledBatch(Sample(5, 4));
+         full += wider;
+       }},
+      {"_hasRegWeights == d._hasRegWeights", update,
+       [&] { full += *FilledBatch(Sample(5, 4, false, true)); }},
+      {"_col0 == d._col0 && _col1 == d._col1 && _col2 == d._col2", update, [&] { full += elsewhere; }},
+      {range, of + "Mean(int) const", [&] { full.Mean(0); }},
+      {range, of + "Mean(int) const", [&] { full.Mean(3); }},
+      {range, of + "Min(int) const", [&] { full.Min(3); }},
+      {range, of + "Max(int) const", [&] { full.Max(0); }},
+      {"0. < WeightSum()", of + "Mean(int) const", [&] { weightless.Mean(1); }},
+      {"0. < WeightSum()", of + "Min(int) const", [&] { empty.Min(1); }},
+      {"_my->_xp", of + "Max(int) const", [&] { empty.Max(1); }},
+      {"row < _my->_col2 && row >= _my->_col0", ccp, [&] { full.CCP(0, 1); }},
+      {"col < _my->_col2 && col >= _my->_col0", ccp, [&] { full.CCP(1, 3); }},
+      {"0. < WeightSum()", ccp, [&] { weightless.CCP(1, 1); }},
+  });
+}
+
+TEST(Death, RectangularBlock) {
+  using vexa::NSMatrixListwise;
+  const std::string init = "void vexa::NSMatrixListwise::Data::Init(vexa::DataBatch&)";
+  const std::string update = "void vexa::NSMatrixListwise::Data::Update(const vexa::NSMatrixListwise::Data&)";
+  const std::string ccp = "double vexa::NSMatrixListwise::CCP(int, int) const";
+  const std::string of = "double vexa::NSMatrixListwise::";
+  NSMatrixListwise empty(1, 3, 5);
+  NSMatrixListwise full(1, 3, 5);
+  full += *FilledBatch(Sample(5, 5));
+  NSMatrixListwise elsewhere(1, 2, 5);
+  elsewhere += *FilledBatch(Sample(5, 5));
+  NSMatrixListwise weightless(1, 3, 5);
+  weightless += *FilledBatch(Weightless(Sample(5, 5)));
+  const auto first = [](int col0, int col1, int col2) {
+    return [=] { NSMatrixListwise(col0, col1, col2) += *FilledBatch(Sample(5, 5)); };
+  };
+  const char* runs = "_col0<_col1 && _col1<_col2";
+  const char* range = "c < _my->_col2 && c >= _my->_col0";
+  const char* apart = "left < _my->_col1 && right >= _my->_col1";
+  ExpectEachStops({
+      {"!_xp", init,
+       [] {
+         NSMatrixListwise::Data data(0, 1, 2);
+         data.Init(*FilledBatch(Sample(5, 2)));
+         data.Init(*FilledBatch(Sample(5, 2)));
+       }},
+      {runs, init, first(0, 0, 3)},
+      {runs, init, first(0, 3, 3)},
+      {runs, init, first(2, 1, 3)},
+      {"_col2 <= (int)data.NColumns()", init, first(0, 2, 6)},
+      {"colNum < _nColumns", "double* vexa::DataBatch::Column(unsigned int)", first(-1, 2, 5)},
+      {"_means.size() == d._means.size()", update,
+       [&] {
+         NSMatrixListwise wider(0, 3, 5);
+         wider += *FilledBatch(Sample(5, 5));
+         full += wider;
+       }},
+      {"_hasRegWeights == d._hasRegWeights", update,
+       [&] { full += *FilledBatch(Sample(5, 5, false, true)); }},
+      {"_col0 == d._col0 && _col1 == d._col1 && _col2 == d._col2", update, [&] { full += elsewhere; }},
+      {range, of + "Mean(int) const", [&] { full.Mean(5); }},
+      {range, of + "Min(int) const", [&] { full.Min(0); }},
+      {range, of + "Max(int) const", [&] { full.Max(5); }},
+      {"0. < WeightSum()", of + "Mean(int) const", [&] { weightless.Mean(1); }},
+      {"0. < WeightSum()", of + "Min(int) const", [&] { weightless.Min(1); }},
+      {"_my->_xp", of + "Max(int) const", [&] { empty.Max(1); }},
+      {"row < _my->_col2 && row >= _my->_col0", ccp, [&] { full.CCP(5, 1); }},
+      {"col < _my->_col2 && col >= _my->_col0", ccp, [&] { full.CCP(1, 0); }},
+      {"0. < WeightSum()", ccp, [&] { weightless.CCP(1, 3); }},
+      {apart, ccp, [&] { full.CCP(1, 2); }},
+      {apart, ccp, [&] { full.CCP(4, 3); }},
+  });
+}
+
+TEST(Death, DiscriminantMatrix) {
+  using vexa::DiscriminantMatrix;
+  const std::string init = "void vexa::DiscriminantMatrix::Data::Init(vexa::DataBatch&)";
+  const std::string of = "double vexa::DiscriminantMatrix::";
+  DiscriminantMatrix full(2, 3);
+  full += *FilledBatch(Grouped(6, 3, 2));
+  DiscriminantMatrix empty(2, 3);
+  const std::string weight = "0. < WeightSum()";
+  ExpectEachStops({
+      {"(!_sumX1)&&(!_sumX2)&&(!_TSSP)", init,
+       [] {
+         DiscriminantMatrix::Data data(2, 2);
+         data.Init(*FilledBatch(Grouped(6, 2, 2)));
+         data.Init(*FilledBatch(Grouped(6, 2, 2)));
+       }},
+      {"nCols == _nVar", init, [&] { full += *FilledBatch(Grouped(6, 2, 2)); }},
+      {"nCols == _nVar", init, [] { DiscriminantMatrix() += *FilledBatch(Grouped(6, 2, 2)); }},
+      {"groups", init, [&] { full += *FilledBatch(Sample(6, 3)); }},
+      {"_nVar == d._nVar && _nGroup == d._nGroup",
+       "void vexa::DiscriminantMatrix::Data::Update(const vexa::DiscriminantMatrix::Data&)",
+       [&] {
+         DiscriminantMatrix more(3, 3);
+         more += *FilledBatch(Grouped(6, 3, 3));
+         full += more;
+       }},
+      {"c < NGroup() && c >= 0", of + "sumW(int) const", [&] { full.sumW(2); }},
+      {weight, of + "sumW(int) const", [&] { empty.sumW(1); }},
+      {"group < NGroup() && group >= 0", of + "sumX1(int, int) const", [&] { full.sumX1(-1, 0); }},
+      {"var < NVar() && var >= 0", of + "sumX1(int, int) const", [&] { full.sumX1(0, 3); }},
+      {weight, of + "sumX1(int, int) const", [&] { empty.sumX1(0, 0); }},
+      {"group < NGroup() && group >= 0", of + "sumX2(int, int) const", [&] { full.sumX2(2, 0); }},
+      {"var < NVar() && var >= 0", of + "sumX2(int, int) const", [&] { full.sumX2(0, -1); }},
+      {weight, of + "sumX2(int, int) const", [&] { empty.sumX2(0, 0); }},
+      {"row < NVar() && row >= 0", of + "TSSP(int, int) const", [&] { full.TSSP(3, 0); }},
+      {"col < NVar() && col >= 0", of + "TSSP(int, int) const", [&] { full.TSSP(0, 3); }},
+      {weight, of + "TSSP(int, int) const", [&] { empty.TSSP(1, 0); }},
+      {"row != col", of + "TSSP(int, int) const", [&] { full.TSSP(1, 1); }},
+  });
+}
+
+TEST(Death, DiscIndividualMatrix) {
+  using vexa::DiscIndividualMatrix;
+  const std::string init = "void vexa::DiscIndividualMatrix::Data::Init(vexa::DataBatchByGroup&)";
+  const std::string packed = "double vexa::DiscIndividualMatrix::TSSP(int, int) const";
+  const std::string cell = "double vexa::DiscIndividualMatrix::TSSP(int, int, int) const";
+  const std::string ungrouped =
+      "virtual vexa::MatrixBase& vexa::DiscIndividualMatrix::operator+=(vexa::DataBatch&)";
+  DiscIndividualMatrix full(2, 3);
+  full += *FilledGroupedBatch(Grouped(6, 3, 2), 2);
+  DiscIndividualMatrix empty(2, 3);
+  const std::string weight = "0. < WeightSum()";
+  const std::string index = "0 <= tsspIndex && tsspIndex < countMatrix";
+  ExpectEachStops({
+      {"!_TSSP", init,
+       [] {
+         DiscIndividualMatrix::Data data(2, 2);
+         data.Init(*FilledGroupedBatch(Grouped(6, 2, 2), 2));
+         data.Init(*FilledGroupedBatch(Grouped(6, 2, 2), 2));
+       }},
+      {"nCols == _nVar", init, [&] { full += *FilledGroupedBatch(Grouped(6, 2, 2), 2); }},
+      {"std::cmp_less_equal(batch.MaxGroup(), _nGroup)", init,
+       [&] { full += *FilledGroupedBatch(Grouped(6, 3, 2), 3); }},
+      {"tsspIndex == nCellsCrossProduct", init, [&] { full += *FilledGroupedBatch(Sample(6, 3), 0); }},
+      {"_pGroup!=0", "unsigned int vexa::DataBatchByGroup::groupCount(unsigned int)",
+       [&] { full += *FilledGroupedBatch(Sample(6, 3), 2); }},
+      {"_nVar == d._nVar && _nGroup == d._nGroup",
+       "void vexa::DiscIndividualMatrix::Data::Update(const vexa::DiscIndividualMatrix::Data&)",
+       [&] {
+         DiscIndividualMatrix more(3, 3);
+         more += *FilledGroupedBatch(Grouped(6, 3, 3), 3);
+         full += more;
+       }},
+      {"false", ungrouped, [&] { full += *FilledBatch(Grouped(6, 3, 2)); }},
+      {"false", ungrouped, [&] { empty += *FilledBatch(Sample(0, 3)); }},
+      {index, packed, [&] { full.TSSP(10, 0); }},
+      {index, packed, [&] { full.TSSP(-1, 0); }},
+      {"groupVal < NGroup() && groupVal >= 0", packed, [&] { full.TSSP(9, 2); }},
+      {weight, packed, [&] { empty.TSSP(0, 0); }},
+      {"row <= NVar() && row >= 0", cell, [&] { full.TSSP(4, 0, 0); }},
+      {"col <= NVar() && col >= 0", cell, [&] { full.TSSP(0, 4, 0); }},
+      {"groupVal < NGroup() && groupVal >= 0", cell, [&] { full.TSSP(0, 0, -1); }},
+      {weight, cell, [&] { empty.TSSP(3, 3, 0); }},
   });
 }
 

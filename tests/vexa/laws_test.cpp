@@ -2,9 +2,13 @@
 
 #include <cmath>
 #include <memory>
+#include <type_traits>
+#include <typeinfo>
 
 #include "support/bits.h"
 #include "support/rows.h"
+#include "support/statistics.h"
+#include "vexa/matrixbase.h"
 #include "vexa/matrixlistwise.h"
 
 namespace {
@@ -31,6 +35,41 @@ struct ListwiseLaws {
     }
     return values;
   }
+};
+
+/// An accumulator behind the common interface that takes ungrouped batches.
+template <class Block>
+struct BlockLaws {
+  using Accumulator = Block;
+  static vexa::MatrixBase& Add(Block& block, const Rows& rows) { return block += *FilledBatch(rows); }
+  static std::vector<double> Statistics(const Block& block) { return ::Statistics(block); }
+};
+
+struct SymmetricListwiseLaws : BlockLaws<vexa::SMatrixListwise> {
+  static auto Make(unsigned int /*columns*/) { return std::make_unique<Accumulator>(); }
+};
+
+struct RectangularListwiseLaws : BlockLaws<vexa::NSMatrixListwise> {
+  static auto Make(unsigned int columns) {
+    return std::make_unique<Accumulator>(0, 2, static_cast<int>(columns));
+  }
+};
+
+struct DiscriminantLaws : BlockLaws<vexa::DiscriminantMatrix> {
+  static auto Make(unsigned int columns) {
+    return std::make_unique<Accumulator>(3, static_cast<int>(columns));
+  }
+};
+
+struct DiscIndividualLaws {
+  using Accumulator = vexa::DiscIndividualMatrix;
+  static auto Make(unsigned int columns) {
+    return std::make_unique<Accumulator>(3, static_cast<int>(columns));
+  }
+  static vexa::MatrixBase& Add(Accumulator& matrix, const Rows& rows) {
+    return matrix += *FilledGroupedBatch(rows, 3);
+  }
+  static std::vector<double> Statistics(const Accumulator& matrix) { return ::Statistics(matrix); }
 };
 
 template <class Laws>
@@ -68,7 +107,8 @@ class AccumulatorLaws : public testing::Test {
   }
 };
 
-using Accumulators = testing::Types<ListwiseLaws>;
+using Accumulators = testing::Types<ListwiseLaws, SymmetricListwiseLaws, RectangularListwiseLaws,
+                                    DiscriminantLaws, DiscIndividualLaws>;
 TYPED_TEST_SUITE(AccumulatorLaws, Accumulators);
 
 TYPED_TEST(AccumulatorLaws, AStreamOfBatchesEqualsOneBatchUpToRounding) {
@@ -135,6 +175,54 @@ TYPED_TEST(AccumulatorLaws, APartOfZeroWeightChangesNothing) {
   weightless.weights.assign(10, 0.0);
   TypeParam::Add(*full, weightless);
   EXPECT_TRUE(SameBits(TypeParam::Statistics(*full), before));
+}
+
+/// The laws of the interface that all accumulators but the full matrices share.
+template <class Laws>
+class InterfaceLaws : public AccumulatorLaws<Laws> {};
+
+using InterchangeableAccumulators =
+    testing::Types<SymmetricListwiseLaws, RectangularListwiseLaws, DiscriminantLaws, DiscIndividualLaws>;
+TYPED_TEST_SUITE(InterfaceLaws, InterchangeableAccumulators);
+
+/// An accumulator of a class that nobody else can be merged with.
+class Stranger : public vexa::MatrixBase {
+ public:
+  explicit Stranger(unsigned int rows) : _rows(rows) {}
+  using MatrixBase::operator+=;
+  unsigned int NRows() const override { return _rows; }
+  MatrixBase& operator+=(vexa::DataBatch& /*batch*/) override { return *this; }
+  MatrixBase& operator+=(MatrixBase& /*other*/) override { return *this; }
+
+ private:
+  unsigned int _rows;
+};
+
+TYPED_TEST(InterfaceLaws, OneOfAnotherClassIsRefusedUnlessItIsEmpty) {
+  const auto full = this->From(this->SomeRows(9, 20));
+  const auto empty = TypeParam::Make(this->kColumns);
+  Stranger emptyStranger(0);
+  Stranger stranger(5);
+  for (const auto* accumulator : {&full, &empty}) {
+    vexa::MatrixBase& base = **accumulator;
+    const std::vector<double> before = TypeParam::Statistics(**accumulator);
+    EXPECT_THROW(base += stranger, std::bad_cast);
+    EXPECT_EQ(&(base += emptyStranger), &base);
+    EXPECT_TRUE(SameBits(TypeParam::Statistics(**accumulator), before));
+  }
+}
+
+TYPED_TEST(InterfaceLaws, OnlyTheMatricesOfEachGroupTakeGroupedBatches) {
+  const Rows rows = this->SomeRows(10, 20);
+  const auto full = this->From(rows);
+  vexa::MatrixBase& base = *full;
+  const std::vector<double> before = TypeParam::Statistics(*full);
+  FilledGroupedBatch grouped(rows, 3);
+  EXPECT_EQ(&(base += *grouped), &base);
+  EXPECT_EQ(&(*full += *grouped), &base);
+  constexpr bool kTakes = std::is_same_v<typename TypeParam::Accumulator, vexa::DiscIndividualMatrix>;
+  EXPECT_EQ(full->NRows(), kTakes ? 60U : 20U);
+  EXPECT_EQ(SameBits(TypeParam::Statistics(*full), before), !kTakes);
 }
 
 }  // namespace

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <vector>
+
+#include "vexa/DiscriminantMatrix.h"
+#include "vexa/DscIndividualMatrix.h"
+#include "vexa/nsmatrixlistwise.h"
+#include "vexa/smatrixlistwise.h"
+
+/// Everything that an accumulator answers, as one list: first what it answers always, then, if its weight is
+/// positive, the rest. Cells come in the order in which they are stored, their two columns in either order.
+
+namespace statistics {
+
+template <class Block>
+std::vector<double> OfColumns(const Block& block) {
+  std::vector<double> values = {block.WeightSum(),
+                                block.RegWeightSum(),
+                                static_cast<double>(block.NRows()),
+                                static_cast<double>(block.HasRegWeights()),
+                                static_cast<double>(block.Col0()),
+                                static_cast<double>(block.Col1()),
+                                static_cast<double>(block.Col2())};
+  if (block.NColumns() == 0) return values;
+  for (int col = block.Col0(); col < block.Col2(); ++col) values.push_back(block.Max(col));
+  if (!(block.WeightSum() > 0.0)) return values;
+  for (int col = block.Col0(); col < block.Col2(); ++col) values.push_back(block.Min(col));
+  for (int col = block.Col0(); col < block.Col2(); ++col) values.push_back(block.Mean(col));
+  return values;
+}
+
+inline double EitherOrder(const auto& block, int row, int col) {
+  return (row + col) % 2 == 0 ? block.CCP(row, col) : block.CCP(col, row);
+}
+
+}  // namespace statistics
+
+inline std::vector<double> Statistics(const vexa::SMatrixListwise& block) {
+  std::vector<double> values = statistics::OfColumns(block);
+  if (!(block.WeightSum() > 0.0)) return values;
+  for (int row = block.Col0(); row < block.Col2(); ++row) {
+    for (int col = block.Col0(); col <= row; ++col) {
+      values.push_back(statistics::EitherOrder(block, row, col));
+    }
+  }
+  return values;
+}
+
+inline std::vector<double> Statistics(const vexa::NSMatrixListwise& block) {
+  std::vector<double> values = statistics::OfColumns(block);
+  if (!(block.WeightSum() > 0.0)) return values;
+  for (int col = block.Col0(); col < block.Col2(); ++col) values.push_back(block.CCP(col, col));
+  for (int row = block.Col0(); row < block.Col1(); ++row) {
+    for (int col = block.Col1(); col < block.Col2(); ++col) {
+      values.push_back(statistics::EitherOrder(block, row, col));
+    }
+  }
+  return values;
+}
+
+inline std::vector<double> Statistics(const vexa::DiscriminantMatrix& matrix) {
+  std::vector<double> values = {matrix.WeightSum(), static_cast<double>(matrix.NRows()),
+                                static_cast<double>(matrix.NGroup()), static_cast<double>(matrix.NVar())};
+  if (!(matrix.WeightSum() > 0.0)) return values;
+  for (int group = 0; group < matrix.NGroup(); ++group) values.push_back(matrix.sumW(group));
+  for (int var = 0; var < matrix.NVar(); ++var) {
+    for (int group = 0; group < matrix.NGroup(); ++group) {
+      values.push_back(matrix.sumX1(group, var));
+      values.push_back(matrix.sumX2(group, var));
+    }
+    for (int col = 0; col < var; ++col) {
+      values.push_back((var + col) % 2 == 0 ? matrix.TSSP(var, col) : matrix.TSSP(col, var));
+    }
+  }
+  return values;
+}
+
+inline std::vector<double> Statistics(const vexa::DiscIndividualMatrix& matrix) {
+  std::vector<double> values = {matrix.WeightSum(), static_cast<double>(matrix.NRows()),
+                                static_cast<double>(matrix.NGroup()), static_cast<double>(matrix.NVar())};
+  if (!(matrix.WeightSum() > 0.0)) return values;
+  int cell = 0;
+  for (int row = 0; row <= matrix.NVar(); ++row) {
+    for (int col = 0; col <= row; ++col, ++cell) {
+      for (int group = 0; group < matrix.NGroup(); ++group) {
+        values.push_back(group % 2 == 0 ? matrix.TSSP(cell, group) : matrix.TSSP(col, row, group));
+      }
+    }
+  }
+  return values;
+}
