@@ -32,7 +32,7 @@ void WriteAccount(const Account& account, const Sink& sink) {
   sink(fmt::format("  \"complete\": {},\n", account.isComplete));
   sink(fmt::format("  \"missing\": {},\n", String(account.missing)));
   sink(fmt::format("  \"rows_read\": {},\n  \"rows_used\": {},\n", account.read, account.used));
-  sink(fmt::format("  \"rows_left_out\": {{{}}},\n", leftOut));
+  sink(fmt::format("  \"rows_left_out\": {{{}}},\n  \"blank_lines\": {},\n", leftOut, account.blankLines));
   sink(fmt::format("  \"weight\": {},\n  \"reg_weight\": {},\n", OptionalString(account.weight),
                    OptionalString(account.regWeight)));
   sink(fmt::format("  \"weight_sum\": {},\n  \"reg_weight_sum\": {}", Number(account.weightSum),

@@ -58,6 +58,7 @@ struct Account {
   std::uint64_t read = 0;
   std::uint64_t used = 0;
   std::vector<LeftOut> leftOut = {};
+  std::uint64_t blankLines = 0;            ///< skipped, and no rows
   std::optional<std::string> weight = {};  ///< the column, if any
   std::optional<std::string> regWeight = {};
   double weightSum = 0.0;
@@ -65,9 +66,9 @@ struct Account {
 };
 
 struct Page {
-  std::string command;
-  std::string title;
-  Account account;
+  std::string command = {};
+  std::string title = {};
+  Account account = {};
   std::vector<std::string> variables = {};
   std::vector<Table> tables = {};
   std::vector<std::string> notes = {};  ///< under the tables, in text

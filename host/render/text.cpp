@@ -25,7 +25,9 @@ struct Shown {
 class ColumnStyle {
  public:
   ColumnStyle(const Table& table, const Column& column, int digits)
-      : _digits(digits), _isBounded(table.isBounded), _heading(text::Escaped(column.name)) {
+      : _digits(digits), _isBounded(table.isBounded) {
+    // The names of a matrix's rows speak for themselves.
+    if (!table.isKeyed || &column != table.columns.data()) _heading = text::Escaped(column.name);
     for (std::size_t row = 0; row < table.rows && _allWhole; ++row) {
       const Value value = column.cell(row);
       if (const double* number = std::get_if<double>(&value))
@@ -138,16 +140,19 @@ void WriteWeights(const Account& account, int digits, const Sink& sink) {
 }  // namespace
 
 std::string RowsSentence(const Account& account) {
-  std::string sentence =
-      fmt::format("{} row{} read, {} used", Grouped(account.read), account.read == 1 ? "" : "s",
-                  account.used == account.read ? "all" : Grouped(account.used));
-  if (account.used == account.read) return sentence;
+  const auto counted = [](std::uint64_t count, const char* what) {
+    return fmt::format("{} {}{}", Grouped(count), what, count == 1 ? "" : "s");
+  };
+  std::string sentence = counted(account.read, "row") + " read";
+  if (account.blankLines > 0)
+    sentence += fmt::format(" ({} skipped)", counted(account.blankLines, "blank line"));
+  if (account.used == account.read) return sentence + ", all used";
   std::string reasons;
-  for (const LeftOut& reason : account.leftOut) {
-    if (reason.rows == 0) continue;
-    reasons += fmt::format("{}{} {}", reasons.empty() ? "" : ", ", Grouped(reason.rows), reason.phrase);
-  }
-  return fmt::format("{}, {} left out: {}", sentence, Grouped(account.read - account.used), reasons);
+  for (const LeftOut& reason : account.leftOut)
+    if (reason.rows > 0)
+      reasons += fmt::format("{}{} {}", reasons.empty() ? "" : "; ", Grouped(reason.rows), reason.phrase);
+  return fmt::format("{}, {} used, {} left out: {}", sentence, Grouped(account.used),
+                     Grouped(account.read - account.used), reasons);
 }
 
 void Text(const Page& page, const TextStyle& style, const Sink& sink) {

@@ -1,0 +1,84 @@
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "command/commands.h"
+#include "command/session.h"
+#include "derive/listwise.h"
+#include "derive/matrix.h"
+#include "render/tables.h"
+#include "vexa/matrixlistwise.h"
+
+namespace command {
+namespace {
+
+/// What tells one command for a matrix from another.
+struct Statistic {
+  const char* name;
+  const char* summary;
+  const char* examples;
+  const char* plural;
+  const char* undefined;
+  bool isBounded;
+  derive::Matrix (*derive)(const derive::Sums&);
+};
+
+constexpr Statistic kStatistics[] = {
+    {.name = "cov",
+     .summary = "Covariance matrix of all rows without a missing value.",
+     .examples = "  vexa-stats cov data.csv\n"
+                 "  vexa-stats cov -c height,weight:age -w cases part1.csv part2.csv\n"
+                 "  vexa-stats cov -f csv -o cov.csv data.csv\n",
+     .plural = "Covariances",
+     .undefined = "NA: undefined, because the cases weigh 1 or less or a sum is beyond the doubles.",
+     .isBounded = false,
+     .derive = derive::Covariances},
+    {.name = "corr",
+     .summary = "Correlation matrix of all rows without a missing value.",
+     .examples = "  vexa-stats corr data.csv\n"
+                 "  vexa-stats corr -c 3:7 --digits 3 data.csv\n"
+                 "  zcat data.csv.gz | vexa-stats corr -f json > corr.json\n",
+     .plural = "Correlations",
+     .undefined = "NA: undefined, because a variable does not vary.",
+     .isBounded = true,
+     .derive = derive::Correlations},
+};
+
+bool HasUndefined(const derive::Matrix& matrix) {
+  for (const double cell : matrix.cells)
+    if (!std::isfinite(cell)) return true;
+  return false;
+}
+
+int RunMatrix(const Statistic& statistic, const Options& options, Messages& messages) {
+  Session session(options, messages);
+  const auto reduction =
+      session.Reduce<vexa::MatrixListwise>([] { return std::make_unique<vexa::MatrixListwise>(); });
+  const derive::ListwiseSums sums(*reduction.sums, reduction.origin);
+  const derive::Matrix matrix = statistic.derive(sums);
+
+  render::Page page = session.StartPage(statistic.plural, reduction);
+  page.account.weightSum = reduction.sums->WeightSum();
+  page.account.regWeightSum = reduction.sums->RegWeightSum();
+  render::Table table = render::MatrixTable(statistic.name, matrix, session.Variables(), session.Variables());
+  table.isBounded = statistic.isBounded;
+  page.tables.push_back(std::move(table));
+  if (HasUndefined(matrix)) page.notes.emplace_back(statistic.undefined);
+  return session.Deliver(page);
+}
+
+}  // namespace
+
+void AddMatrixCommands(CLI::App& program, Run& chosen) {
+  for (const Statistic& statistic : kStatistics) {
+    const auto options = std::make_shared<Options>();
+    AddCommand(program, statistic.name, statistic.summary, statistic.examples, *options)
+        .callback([&chosen, &statistic, options] {
+          chosen = [&statistic, options](Messages& messages) {
+            return RunMatrix(statistic, *options, messages);
+          };
+        });
+  }
+}
+
+}  // namespace command

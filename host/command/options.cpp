@@ -1,0 +1,169 @@
+#include "command/options.h"
+
+#include <fmt/format.h>
+
+#include <string_view>
+#include <utility>
+
+#include "command/failure.h"
+#include "table/rowsplitter.h"
+#include "text/printable.h"
+
+namespace command {
+namespace {
+
+constexpr std::size_t kHelpColumn = 26;
+
+char OneByte(const std::string& text, const char* option) {
+  if (text == "tab" || text == "\\t") return '\t';
+  if (text.size() == 1) return text[0];
+  throw UsageError(fmt::format("{} takes a single character{}, not {}", option,
+                               std::string_view(option) == "--delimiter" ? ", or tab" : "",
+                               text::Quoted(text)));
+}
+
+void AddColumnOptions(CLI::App& app, Options& options) {
+  const std::string group = "Columns";
+  app.add_option("-c,--columns", options.columns,
+                 "The variables, separated by commas: names, ranges\n"
+                 "a:b in file order, or positions from 1, such as 3:7.\n"
+                 "A name with a comma goes in double quotes.\n"
+                 "Default: every numeric column but the weights.")
+      ->option_text("LIST")
+      ->join(',')
+      ->group(group);
+  app.add_option("-w,--weight", options.weight,
+                 "Case weights: how many cases a row stands for.\n"
+                 "Rows where it is missing or 0 are left out.")
+      ->option_text("NAME")
+      ->group(group);
+  app.add_option("-r,--reg-weight", options.regWeight,
+                 "Regression weights: how much a row counts in means,\n"
+                 "squares and products, but not in the divisor.")
+      ->option_text("NAME")
+      ->group(group);
+}
+
+void AddInputOptions(CLI::App& app, Options& options) {
+  const std::string group = "Input";
+  app.add_option("--na", options.missingTokens,
+                 "What stands for a missing value besides an empty\n"
+                 "cell, in any case, separated by commas.\n"
+                 "Default: NA,NaN,.,null")
+      ->option_text("TOKENS")
+      ->join(',')
+      ->group(group);
+  app.add_option("-d,--delimiter", options.delimiter,
+                 "What separates cells: a character, or tab. Default:\n"
+                 "the first of tab ; , | that stands in the header")
+      ->option_text("CHAR")
+      ->group(group);
+  app.add_option("--decimal", options.decimal, "The decimal sign: . (default) or a comma, say")
+      ->option_text("CHAR")
+      ->group(group);
+  app.add_flag("--no-header", options.noHeader, "The first row is data; columns are named V1, V2, …")
+      ->group(group);
+}
+
+void AddOutputOptions(CLI::App& app, Options& options) {
+  const std::string group = "Output";
+  const std::vector<std::pair<std::string, Form>> forms = {
+      {"text", Form::kText}, {"csv", Form::kCsv}, {"json", Form::kJson}};
+  app.add_option_function<std::string>(
+         "-f,--format",
+         [&options, forms](const std::string& name) {
+           for (const auto& [form, value] : forms)
+             if (form == name) options.form = value;
+         },
+         "text (default), csv or json. Numbers in csv and json\n"
+         "are the shortest that read back to the same double;\n"
+         "what is undefined is empty, or null.")
+      ->check(CLI::IsMember({"text", "csv", "json"}))
+      ->option_text("FORMAT")
+      ->group(group);
+  app.add_option("-o,--output", options.output,
+                 "The file for the result, written whole or not at\n"
+                 "all. Default: standard output")
+      ->option_text("FILE")
+      ->group(group);
+  app.add_option("--digits", options.digits, "Significant digits in text, 1 to 17. Default: 6")
+      ->check(CLI::Range(1, 17))
+      ->option_text("N")
+      ->group(group);
+}
+
+void AddRunOptions(CLI::App& app, Options& options) {
+  const std::string group = "Running";
+  app.add_option("-t,--threads", options.threads,
+                 "Threads; 0 (default): as many as there are CPUs.\n"
+                 "The result is the same for any number, to the bit.")
+      ->check(CLI::Range(0, 1024))
+      ->option_text("N")
+      ->group(group);
+  app.add_flag_callback(
+         "--progress", [&options] { options.progress = true; },
+         "Show how far the run has come; the default where\nstandard error is a terminal")
+      ->group(group);
+  app.add_flag_callback(
+         "--no-progress", [&options] { options.progress = false; }, "Do not")
+      ->group(group);
+  app.add_flag("--verbose", options.verbose, "Tell on standard error what is done, and how long it\ntakes")
+      ->group(group);
+}
+
+}  // namespace
+
+table::Format Options::InputFormat() const {
+  table::Format format;
+  if (!delimiter.empty()) format.delimiter = OneByte(delimiter, "--delimiter");
+  format.decimal = OneByte(decimal, "--decimal");
+  format.header = !noHeader;
+  if (missingTokens) {
+    // An empty cell is never taken for text, whatever else stands for a missing value.
+    format.missing = {""};
+    table::RowSplitter splitter(',');
+    for (const std::string_view token : splitter.Split(*missingTokens)) format.missing.emplace_back(token);
+  }
+  return format;
+}
+
+CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::string& summary,
+                     const std::string& examples, Options& options) {
+  options.command = name;
+  CLI::App& app = *program.add_subcommand(name, summary)->group("Commands");
+  app.add_option("FILE", options.files,
+                 "CSV or TSV files with the same header; - or none at\n"
+                 "all is standard input")
+      ->option_text(" ");
+  AddColumnOptions(app, options);
+  AddInputOptions(app, options);
+  AddOutputOptions(app, options);
+  AddRunOptions(app, options);
+  // Behind the others.
+  app.set_help_flag();
+  app.set_help_flag("-h,--help", "Print this help")->group("Running");
+  app.footer("Examples:\n" + examples);
+  return app;
+}
+
+HelpFormatter::HelpFormatter() {
+  column_width(kHelpColumn);
+  label("Positionals", "Arguments");
+  label("SUBCOMMAND", "COMMAND");
+}
+
+std::string HelpFormatter::make_usage(const CLI::App* app, std::string name) const {
+  if (app->get_parent() == nullptr) return fmt::format("\nUsage: {} COMMAND [OPTION…] [FILE…]\n", name);
+  return fmt::format("\nUsage: {} [OPTION…] [FILE…]\n", name);
+}
+
+std::string HelpFormatter::make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const {
+  return CLI::detail::find_and_replace(CLI::Formatter::make_help(app, std::move(name), mode), "\n\n\n",
+                                       "\n\n");
+}
+
+std::string HelpFormatter::make_description(const CLI::App* app) const {
+  return app->get_description() + '\n';
+}
+
+}  // namespace command

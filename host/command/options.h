@@ -1,0 +1,57 @@
+#ifndef HOST_COMMAND_OPTIONS_H
+#define HOST_COMMAND_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "table/format.h"
+
+namespace command {
+
+enum class Form { kText, kCsv, kJson };
+
+/// The options that every command has.
+struct Options {
+  std::string command = {};
+  std::vector<std::string> files = {};  ///< none: standard input
+
+  std::optional<std::string> columns = {};
+  std::optional<std::string> weight = {};
+  std::optional<std::string> regWeight = {};
+
+  std::optional<std::string> missingTokens = {};
+  std::string delimiter = {};
+  std::string decimal = ".";
+  bool noHeader = false;
+
+  Form form = Form::kText;
+  std::string output = {};
+  int digits = 6;
+
+  unsigned int threads = 0;
+  std::optional<bool> progress = {};  ///< nothing: when somebody may be watching
+  bool verbose = false;
+
+  /// How to read the input. Throws UsageError.
+  table::Format InputFormat() const;
+};
+
+/// Adds a command to the program, with its description and the examples that end its help, and the common options,
+/// whose values go to `options`.
+CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::string& summary,
+                     const std::string& examples, Options& options);
+
+/// The help of this program, laid out for people.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  HelpFormatter();
+  std::string make_usage(const CLI::App* app, std::string name) const override;
+  std::string make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const override;
+  std::string make_description(const CLI::App* app) const override;
+};
+
+}  // namespace command
+
+#endif

@@ -1,0 +1,148 @@
+#include "command/output.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+#include "command/failure.h"
+#include "text/printable.h"
+
+namespace command {
+namespace {
+
+constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
+constexpr int kAttempts = 100;
+
+/// The file that a path leads to, behind symbolic links.
+std::string Resolved(const std::string& path) {
+  const std::unique_ptr<char, void (*)(void*)> resolved(realpath(path.c_str(), nullptr), std::free);
+  return resolved ? std::string(resolved.get()) : path;
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+std::string NameBeside(const std::string& target, int attempt) {
+  const std::size_t name = target.rfind('/') + 1;  // 0 when there is no slash
+  return fmt::format("{}.vexa-stats-{}-{}", target.substr(0, name), getpid(), attempt);
+}
+
+}  // namespace
+
+Output::Output(std::string path, const std::vector<std::string>& inputs)
+    : _path(path == "-" ? std::string() : std::move(path)), _descriptor(STDOUT_FILENO) {
+  if (_path.empty()) return;
+  _target = Resolved(_path);
+  struct stat status {};
+  if (stat(_target.c_str(), &status) != 0) {
+    if (errno != ENOENT) Fail(errno);
+    OpenBeside();
+    return;
+  }
+  if (S_ISDIR(status.st_mode)) Fail(EISDIR);
+  for (const std::string& input : inputs) {
+    struct stat other {};
+    if (stat(input.c_str(), &other) == 0 && S_ISREG(other.st_mode) && other.st_dev == status.st_dev &&
+        other.st_ino == status.st_ino) {
+      throw UsageError(fmt::format("--output would overwrite the input {}", text::Escaped(input)));
+    }
+  }
+  if (!S_ISREG(status.st_mode)) {
+    _descriptor = open(_target.c_str(), O_WRONLY | O_CLOEXEC);
+    if (_descriptor < 0) Fail(errno);
+    return;
+  }
+  // The folder alone decides whether a file can be replaced, but who protected it meant it.
+  if (access(_target.c_str(), W_OK) != 0) Fail(errno);
+  OpenBeside();
+  fchmod(_descriptor, status.st_mode & 07777);
+}
+
+Output::~Output() {
+  if (_descriptor != STDOUT_FILENO) close(_descriptor);
+  if (!_temporary.empty()) unlink(_temporary.c_str());
+}
+
+void Output::OpenBeside() {
+  _replaces = true;
+  // A file without a name cannot be left behind, even by a kill; not every file system has them.
+  _descriptor = open(FolderOf(_target).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+  for (int attempt = 0; _descriptor < 0 && attempt < kAttempts; ++attempt) {
+    std::string name = NameBeside(_target, attempt);
+    _descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (_descriptor >= 0) {
+      _temporary = std::move(name);
+    } else if (errno != EEXIST) {
+      break;
+    }
+  }
+  if (_descriptor < 0) Fail(errno);
+}
+
+std::size_t Output::TerminalWidth() const {
+  winsize size{};
+  if (isatty(_descriptor) != 1 || ioctl(_descriptor, TIOCGWINSZ, &size) != 0) return 0;
+  return size.ws_col;
+}
+
+void Output::Write(std::string_view piece) {
+  _buffer += piece;
+  if (_buffer.size() >= kBufferBytes) Flush();
+}
+
+void Output::Commit() {
+  Flush();
+  if (_path.empty()) return;
+  if (_replaces) TakePlace();
+  const int descriptor = std::exchange(_descriptor, STDOUT_FILENO);
+  if (close(descriptor) != 0 && errno != EINTR) Fail(errno);
+}
+
+void Output::Flush() {
+  for (std::string_view rest = _buffer; !rest.empty();) {
+    const ssize_t count = write(_descriptor, rest.data(), rest.size());
+    if (count >= 0) {
+      rest.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno == EPIPE) {
+      throw PipeClosed();
+    } else if (errno != EINTR) {
+      Fail(errno);
+    }
+  }
+  _buffer.clear();
+}
+
+/// Puts the file that was written in the place of the target.
+void Output::TakePlace() {
+  // Some file systems find out only now that the disk is full.
+  if (fsync(_descriptor) != 0 && errno != EINVAL) Fail(errno);
+  const std::string self = fmt::format("/proc/self/fd/{}", _descriptor);
+  for (int attempt = 0; _temporary.empty(); ++attempt) {
+    std::string name = NameBeside(_target, attempt);
+    if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+      _temporary = std::move(name);
+    } else if (errno != EEXIST || attempt == kAttempts) {
+      Fail(errno);
+    }
+  }
+  if (rename(_temporary.c_str(), _target.c_str()) != 0) Fail(errno);
+  _temporary.clear();
+}
+
+void Output::Fail(int error) const {
+  throw OutputError(fmt::format("{}: cannot be written: {}",
+                                _path.empty() ? "<stdout>" : text::Escaped(_path),
+                                std::generic_category().message(error)));
+}
+
+}  // namespace command

@@ -1,0 +1,184 @@
+#include "command/session.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "command/interrupt.h"
+#include "render/number.h"
+#include "text/printable.h"
+
+namespace command {
+namespace {
+
+constexpr std::size_t kNamesShown = 10;
+constexpr std::size_t kUnknownWidth = 80;
+
+/// "a, b, c", or the first few and how many more.
+std::string ListOf(const std::vector<std::string>& items, std::size_t shown = kNamesShown) {
+  std::string list;
+  for (std::size_t item = 0; item < std::min(items.size(), shown); ++item)
+    list += (item == 0 ? "" : ", ") + items[item];
+  if (items.size() > shown) list += fmt::format(" and {} more", items.size() - shown);
+  return list;
+}
+
+/// The variables that lack most values, as " (Ozone 37, Solar.R 7)".
+std::string Lacking(const pass::Tally& tally, const std::vector<std::string>& variables) {
+  std::vector<std::size_t> order;
+  for (std::size_t variable = 0; variable < tally.lacking.size(); ++variable)
+    if (tally.lacking[variable] > 0) order.push_back(variable);
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return tally.lacking[a] > tally.lacking[b]; });
+  std::vector<std::string> items;
+  for (const std::size_t variable : order)
+    items.push_back(
+        fmt::format("{} {}", text::Escaped(variables[variable]), render::Grouped(tally.lacking[variable])));
+  return items.empty() ? "" : fmt::format(" ({})", ListOf(items, 3));
+}
+
+}  // namespace
+
+Session::Session(const Options& options, Messages& messages)
+    : _options(options), _messages(messages), _output(options.output, options.files) {
+  const table::Format format = options.InputFormat();
+  if (options.files.empty() && isatty(STDIN_FILENO) == 1)
+    _messages.Note("reading from the terminal; Ctrl-D ends the input");
+  try {
+    _input.emplace(options.files, format, StopRequested);
+  } catch (const table::InputError&) {
+    // Without its first row the input is not what it was going to be.
+    if (StopRequested()) throw Interrupted();
+    throw;
+  }
+  if (!_input->HasRows() && !StopRequested())
+    throw table::InputError("has a header and no rows", {.file = _input->FileName(0)});
+  Choose();
+  TellTime("opening");
+}
+
+std::string Session::TitleOf(const std::string& what) const {
+  const std::size_t count = _variables.size();
+  return fmt::format("{} of {} variable{}, over the rows where {}", what, count, count == 1 ? "" : "s",
+                     count == 1   ? "it is present"
+                     : count == 2 ? "both are present"
+                                  : "all are present");
+}
+
+void Session::Choose() {
+  const std::vector<table::Column>& columns = _input->Columns();
+  if (_options.weight) _chosen.weight = ChooseOne(*_options.weight, "--weight");
+  if (_options.regWeight) _chosen.regWeight = ChooseOne(*_options.regWeight, "--reg-weight");
+  if (_options.columns) {
+    _chosen.variables = table::SelectColumns(columns, *_options.columns);
+  } else {
+    ChooseAllNumeric();
+  }
+  for (const std::size_t col : _chosen.variables) _variables.push_back(columns[col].name);
+}
+
+void Session::ChooseAllNumeric() {
+  const std::vector<table::Column>& columns = _input->Columns();
+  std::vector<std::string> skipped;
+  for (std::size_t col = 0; col < columns.size(); ++col) {
+    if (col == _chosen.weight || col == _chosen.regWeight) continue;
+    if (columns[col].kind == table::Kind::kNumeric) {
+      _chosen.variables.push_back(col);
+    } else {
+      skipped.push_back(fmt::format("{} ({} in line {})", text::Escaped(columns[col].name),
+                                    text::Quoted(columns[col].firstText), columns[col].firstTextLine));
+    }
+  }
+  if (!skipped.empty()) _messages.Note("not numeric, left out: " + ListOf(skipped));
+  if (_chosen.variables.empty())
+    throw table::InputError("has no numeric column", {.file = _input->FileName(0)});
+}
+
+std::size_t Session::ChooseOne(const std::string& name, const char* option) const {
+  const std::vector<std::size_t> found = table::SelectColumns(_input->Columns(), name);
+  if (found.size() != 1)
+    throw UsageError(fmt::format("{} takes one column, not {}", option, text::Quoted(name)));
+  return found[0];
+}
+
+pass::Options Session::PassOptions() {
+  pass::Options options{.threads = _options.threads, .stopped = StopRequested};
+  if (_options.progress.value_or(Messages::IsTerminal())) {
+    options.progress = [this](const pass::Progress& progress) {
+      _messages.Progress(progress.rows, progress.bytes, progress.totalBytes);
+    };
+  }
+  if (_options.verbose) options.notice = [this](std::string_view sentence) { _messages.Note(sentence); };
+  return options;
+}
+
+void Session::CheckUsed(const pass::Tally& tally, bool isComplete) const {
+  if (tally.used > 0) return;
+  if (!isComplete) throw Interrupted();
+  throw table::InputError("no row can be used: " + render::RowsSentence(AccountOf(tally, isComplete)));
+}
+
+render::Account Session::AccountOf(const pass::Tally& tally, bool isComplete) const {
+  render::Account account{.isComplete = isComplete, .missing = "listwise"};
+  account.read = tally.read;
+  account.used = tally.used;
+  account.blankLines = _input->BlankLines();
+  if (_chosen.weight || _chosen.regWeight) {
+    account.leftOut.push_back({"missing_weight", "with a missing weight", tally.missingWeight});
+    account.leftOut.push_back({"zero_weight", "with a weight of zero", tally.zeroWeight});
+  }
+  if (_chosen.group) {
+    account.leftOut.push_back({"missing_group", "without a group", tally.missingGroup});
+    account.leftOut.push_back({"other_group", "of other groups", tally.otherGroup});
+  }
+  account.leftOut.push_back(
+      {"missing_value", "with a missing value" + Lacking(tally, _variables), tally.missingValue});
+  const auto nameOf = [&](std::size_t col) { return _input->Columns()[col].name; };
+  if (_chosen.weight) account.weight = nameOf(*_chosen.weight);
+  if (_chosen.regWeight) account.regWeight = nameOf(*_chosen.regWeight);
+  return account;
+}
+
+int Session::Deliver(const render::Page& page) {
+  const render::Account& account = page.account;
+  if (!account.isComplete) {
+    _messages.Note(
+        fmt::format("interrupted after {} rows{}", account.read,
+                    _output.IsFile() ? "; nothing is written to " + text::Escaped(_output.Path()) : ""));
+    if (_output.IsFile()) return kInterrupted;
+  }
+  if (_options.form != Form::kText || _output.IsFile()) _messages.Note(render::RowsSentence(account));
+  Write(page);
+  _output.Commit();
+  TellTime("writing");
+  return account.isComplete ? kSuccess : kInterrupted;
+}
+
+void Session::Write(const render::Page& page) {
+  const render::Sink sink = [this](std::string_view piece) { _output.Write(piece); };
+  switch (_options.form) {
+    case Form::kText: {
+      const std::size_t width = _output.TerminalWidth();
+      render::Text(page, {.width = width > 0 ? width : kUnknownWidth, .digits = _options.digits}, sink);
+      break;
+    }
+    case Form::kCsv:
+      render::Csv(page, sink);
+      break;
+    case Form::kJson:
+      render::Json(page, sink);
+      break;
+  }
+}
+
+void Session::TellTime(const char* step) {
+  const auto now = std::chrono::steady_clock::now();
+  if (_options.verbose)
+    _messages.Note(
+        fmt::format("{}: {:.3f} s", step, std::chrono::duration<double>(now - _stepStart).count()));
+  _stepStart = now;
+}
+
+}  // namespace command

@@ -1,0 +1,87 @@
+#ifndef HOST_COMMAND_SESSION_H
+#define HOST_COMMAND_SESSION_H
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "command/failure.h"
+#include "command/messages.h"
+#include "command/options.h"
+#include "command/output.h"
+#include "pass/reduce.h"
+#include "render/page.h"
+#include "table/table.h"
+
+namespace command {
+
+/// The run of one command: what all of them do before and after their own work.
+///
+/// A command makes a session, chooses columns, reduces the rows to sums, derives its statistics and delivers a page.
+class Session {
+ public:
+  /// Opens the output and the input. Throws OutputError, UsageError, table::InputError, Interrupted.
+  Session(const Options& options, Messages& messages);
+
+  /// The variables and weights that the options choose; text columns that are left out for that are named on standard
+  /// error.
+  const pass::Columns& Chosen() const { return _chosen; }
+  /// The names of the variables.
+  const std::vector<std::string>& Variables() const { return _variables; }
+
+  /// Reduces all rows. Throws table::InputError for bad input and when no row can be used, Interrupted when the user
+  /// stopped the run before any was.
+  template <class Accumulator>
+  pass::Reduction<Accumulator> Reduce(const std::function<std::unique_ptr<Accumulator>()>& fresh);
+
+  /// A page with the account of a reduction; `what` names the statistics.
+  template <class Accumulator>
+  render::Page StartPage(const std::string& what, const pass::Reduction<Accumulator>& reduction) const;
+
+  /// Writes the page in the form and to the place that the options name, and returns the exit code. Throws OutputError
+  /// and PipeClosed.
+  int Deliver(const render::Page& page);
+
+ private:
+  std::string TitleOf(const std::string& what) const;
+  void Choose();
+  void ChooseAllNumeric();
+  std::size_t ChooseOne(const std::string& name, const char* option) const;
+  pass::Options PassOptions();
+  void CheckUsed(const pass::Tally& tally, bool isComplete) const;
+  render::Account AccountOf(const pass::Tally& tally, bool isComplete) const;
+  void Write(const render::Page& page);
+  void TellTime(const char* step);
+
+  const Options& _options;
+  Messages& _messages;
+  std::chrono::steady_clock::time_point _stepStart = std::chrono::steady_clock::now();
+  Output _output;
+  std::optional<table::Input> _input;
+  pass::Columns _chosen;
+  std::vector<std::string> _variables;
+};
+
+template <class Accumulator>
+pass::Reduction<Accumulator> Session::Reduce(const std::function<std::unique_ptr<Accumulator>()>& fresh) {
+  auto reduction = pass::Reduce<Accumulator>(*_input, _chosen, PassOptions(), fresh);
+  _messages.EndProgress();
+  TellTime("reading and summing");
+  CheckUsed(reduction.tally, reduction.complete);
+  return reduction;
+}
+
+template <class Accumulator>
+render::Page Session::StartPage(const std::string& what,
+                                const pass::Reduction<Accumulator>& reduction) const {
+  render::Page page{.command = _options.command, .title = TitleOf(what), .variables = _variables};
+  page.account = AccountOf(reduction.tally, reduction.complete);
+  return page;
+}
+
+}  // namespace command
+
+#endif

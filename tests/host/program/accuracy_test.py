@@ -1,0 +1,91 @@
+"""accuracy_test.py PROGRAM: the numbers, against exact arithmetic over the doubles of the file."""
+
+import csv
+import io
+import json
+import random
+from fractions import Fraction
+
+import running
+from exact import Sums, digits, read_table, real
+
+LONGLEY = ("GNP.deflator", "GNP", "Unemployed", "Armed.Forces", "Population", "Year", "Employed")
+IRIS = ("Sepal.Length", "Sepal.Width", "Petal.Length", "Petal.Width")
+
+
+class Accuracy(running.ProgramTest):
+    def records(self, *args):
+        return list(csv.DictReader(io.StringIO(self.succeed(*args, "-f", "csv").out)))
+
+    def check(self, least, file, names, *args, weight=None, reg_weight=None, extra=()):
+        """All cells of cov, corr and sums of a file have at least so many correct digits."""
+        rows = read_table(file, names)
+        column = lambda name: [row[0] for row in read_table(file, [name])] if name else None
+        exact = Sums(rows, column(weight), column(reg_weight))
+        divisor = exact.weight_sum - 1
+        worst = {}
+
+        def hold(what, found):
+            worst[what] = min(worst.get(what, 99), found)
+
+        for i, row in enumerate(self.records("cov", *args)):
+            self.assertEqual(row["variable"], names[i])
+            for j, name in enumerate(names):
+                hold("cov", exact.digits(i, j, float(row[name]), exact.covariance(i, j), divisor))
+        for i, row in enumerate(self.records("corr", *args)):
+            for j, name in enumerate(names):
+                hold("corr", digits(abs(real(float(row[name])) - exact.correlation(i, j)), 1))
+        pairs = iter((i, j) for i in range(len(names)) for j in range(i + 1))
+        for row in self.records("sums", *args):
+            i, j = next(pairs)
+            self.assertEqual((row["row"], row["column"], int(row["n"])), (names[i], names[j], exact.n))
+            self.assertAlmostEqual(float(row["weight_sum"]), float(exact.weight_sum), delta=1e-12 * exact.weight_sum)
+            hold("sums", exact.digits(i, j, float(row["cscp"]), exact.cell(i, j)))
+            for mean, css, k in (("mean_row", "css_row", i), ("mean_column", "css_column", j)):
+                hold("sums", exact.digits(k, k, float(row[css]), exact.css(k)))
+                hold("mean", digits(abs(real(Fraction(float(row[mean]))) - real(exact.means[k])),
+                                    max(abs(real(exact.means[k])), real(1e-300))))
+            hold("reg_weight_sum", digits(abs(real(float(row["reg_weight_sum"])) - real(exact.reg_weight_sum)),
+                                          real(exact.reg_weight_sum)))
+        self.assertRaises(StopIteration, next, pairs)
+        for what, found in worst.items():
+            self.assertGreaterEqual(found, least, (what, file, worst))
+
+    def test_shipped_data(self):
+        self.check(14, running.DATA / "longley.csv", LONGLEY, running.DATA / "longley.csv")
+        self.check(14, running.DATA / "iris.csv", IRIS, running.DATA / "iris.csv")
+        chosen = ("Ozone", "Temp", "Wind")
+        self.check(14, running.DATA / "airquality.csv", chosen, running.DATA / "airquality.csv", "-c", ",".join(chosen))
+        self.check(14, running.DATA / "iris.csv", IRIS[:2], "-c", "1:2", "-w", "Petal.Length", "-r", "4",
+                   running.DATA / "iris.csv", weight="Petal.Length", reg_weight="Petal.Width")
+
+    def test_far_origins(self):
+        draw = random.Random(3)
+        rows = 200_000
+        columns = [[offset + draw.uniform(-0.5, 0.5) for _ in range(rows)] for offset in (1e6, 1e9, -1e9)]
+        with open(self.folder / "far.csv", "w", encoding="utf-8") as file:
+            file.write("a,b,c\n")
+            file.writelines(f"{a!r},{a - 1e6 + b!r},{c!r}\n" for a, b, c in zip(*columns))
+        self.check(13.5, self.folder / "far.csv", ("a", "b", "c"), "far.csv")
+
+    def test_json_holds_the_same_numbers(self):
+        air = running.DATA / "airquality.csv"
+        args = ("-c", "Ozone:Temp", "-w", "Wind", air)
+        for command in ("cov", "corr"):
+            page = json.loads(self.succeed(command, "-f", "json", *args).out)
+            table = self.records(command, *args)
+            for row in table:
+                for name in page["variables"]:
+                    self.assertEqual(page[command][row["variable"]][name], float(row[name]))
+        page = json.loads(self.succeed("sums", "-f", "json", *args).out)
+        as_text = [{key: value if isinstance(value, str) else f"{value:g}" for key, value in row.items()}
+                   for row in page["sums"]]
+        table = [{key: value if key in ("row", "column") else f"{float(value):g}" for key, value in row.items()}
+                 for row in self.records("sums", *args)]
+        self.assertEqual(as_text, table)
+        self.assertEqual((page["rows_read"], page["rows_used"], page["rows_left_out"]["missing_value"]), (153, 111, 42))
+        self.assertEqual((page["complete"], page["weight"], page["reg_weight"]), (True, "Wind", None))
+
+
+if __name__ == "__main__":
+    running.main()

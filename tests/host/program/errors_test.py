@@ -1,0 +1,188 @@
+"""errors_test.py PROGRAM: everything that can be wrong with input, command line or output, one line each.
+
+Every case runs with every number of threads and names its output file: message and exit code are the same, and
+nothing is left behind.
+"""
+
+import os
+import pathlib
+import resource
+import signal
+import subprocess
+
+import running
+
+LONG_ROWS = 60_000
+
+
+def long_file(*faults):
+    """Rows in many chunks, some of them replaced: (line, row)."""
+    rows = ["x,y,z"] + [f"{row},{row % 7},{row % 11}.5" for row in range(LONG_ROWS)]
+    for line, row in faults:
+        rows[line - 1] = row
+    return "\n".join(rows) + "\n"
+
+
+class Errors(running.ProgramTest):
+    #   what it is: files, arguments, exit code, message without "vexa-stats: error: "
+    CASES = {
+        "no such file": ({}, ["gone.csv"], 2, "gone.csv: cannot be opened: No such file or directory"),
+        "folder": ({}, ["/"], 2, "/: is a directory"),
+        "empty file": ({"a.csv": ""}, ["a.csv"], 2, "a.csv: is empty"),
+        "header only": ({"a.csv": "x,y\n"}, ["a.csv"], 2, "a.csv: has a header and no rows"),
+        "binary": ({"a.csv": b"\x7fELF\0\1"}, ["a.csv"], 2,
+                   'a.csv:1: NUL byte in the header: this is no text file, or its encoding is UTF-16: "\\x7fELF\\x00\\x01"'),
+        "duplicate name": ({"a.csv": "x,y,x\n1,2,3\n"}, ["a.csv"], 2,
+                           'a.csv:1: columns 1 and 3 have the same name: "x"'),
+        "other header": ({"a.csv": "x,y\n1,2\n", "b.csv": "x,z\n1,2\n"}, ["a.csv", "b.csv"], 2,
+                         'b.csv:1: column 2 of the header is "z", but "y" in a.csv'),
+        "unknown column": ({"a.csv": "x,y\n1,2\n"}, ["a.csv", "-c", "x,q"], 2,
+                           "column q: is not among the 2 columns of the input"),
+        "unknown weight": ({"a.csv": "x,y\n1,2\n"}, ["a.csv", "-w", "q"], 2,
+                           "column q: is not among the 2 columns of the input"),
+        "ragged row": ({"a.csv": "x,y\n1,2\n3\n"}, ["a.csv"], 2, "a.csv:3: row of 1 cells where there are 2 columns"),
+        "open quote": ({"a.csv": 'x,y\n1,"2\n'}, ["a.csv", "-c", "x"], 2, "a.csv:2: quote is never closed"),
+        "text column chosen": ({"a.csv": 'x,y\n1,2\n3,"so, so"\n'}, ["a.csv", "-c", "y"], 2,
+                               'a.csv:3: column y: not a number: "so, so"'),
+        "text far down": ({"a.csv": long_file((50_000, "1,oops,2"))}, ["a.csv"], 2,
+                          'a.csv:50000: column y: not a number: "oops"'),
+        "first of several": ({"a.csv": long_file((59_999, "1,2"), (30_001, "1,1e999,inf"), (40_000, 'a,b"c,d'))},
+                             ["a.csv"], 2, 'a.csv:30001: column y: number out of range: "1e999"'),
+        "first over files": ({"a.csv": long_file((59_000, "nope,1,2")), "b.csv": long_file((3, "worse,1,2"))},
+                             ["a.csv", "b.csv"], 2, 'a.csv:59000: column x: not a number: "nope"'),
+        "infinite": ({"a.csv": "x,y\n1,2\n3,-Inf\n"}, ["a.csv"], 2, 'a.csv:3: column y: not a finite number: "-Inf"'),
+        "code for missing": ({"a.csv": "x\n1\n-1.7976931348623157e308\n"}, ["a.csv"], 2,
+                             'a.csv:3: column x: number out of range: "-1.7976931348623157e308"'),
+        "negative weight": ({"a.csv": long_file((40_000, "1,-3,2"), (50_000, "1,-4,2"))}, ["a.csv", "-w", "y"], 2,
+                            'a.csv:40000: column y: negative weight: "-3"'),
+        "nothing numeric": ({"a.csv": "x,y\na,b\n"}, ["a.csv"], 2, "a.csv: has no numeric column"),
+        "all left out": ({"a.csv": "x,y,w\n1,,1\n,2,1\n3,4,0\n5,6,\n"}, ["a.csv", "-w", "w"], 2,
+                         "no row can be used: 4 rows read, 0 used, 4 left out: 1 with a missing weight; "
+                         "1 with a weight of zero; 2 with a missing value (x 1, y 1)"),
+        "too many columns": ({"a.csv": ",".join(f"c{col}" for col in range(65536)) + "\n" + "1," * 65535 + "1\n"},
+                             ["a.csv"], 2, "65536 variables are too many: at most 65535 can be taken together"),
+        "output in no folder": ({"a.csv": "x\n1\n2\n"}, ["a.csv", "-o", "gone/o.csv"], 2,
+                                "gone/o.csv: cannot be written: No such file or directory"),
+        "output is a folder": ({"a.csv": "x\n1\n2\n"}, ["a.csv", "-o", "/"], 2,
+                               "/: cannot be written: Is a directory"),
+        "output on a full disk": ({"a.csv": "x\n1\n2\n"}, ["a.csv", "-o", "/dev/full"], 2,
+                                  "/dev/full: cannot be written: No space left on device"),
+        "output over input": ({"a.csv": "x\n1\n2\n"}, ["a.csv", "-o", "./a.csv"], 1,
+                              "--output would overwrite the input a.csv"),
+        "two weights": ({"a.csv": "x,y\n1,2\n"}, ["a.csv", "-w", "x,y"], 1, '--weight takes one column, not "x,y"'),
+        "long delimiter": ({}, ["a.csv", "-d", "::"], 1, '--delimiter takes a single character, or tab, not "::"'),
+        "unknown format": ({}, ["a.csv", "-f", "xml"], 1, "--format: xml not in {text,csv,json}"),
+        "no digits": ({}, ["a.csv", "--digits", "0"], 1, "--digits: Value 0 not in range 1 to 17"),
+        "unknown option": ({}, ["a.csv", "--colums", "x"], 1, None),
+    }
+
+    def test_each_has_its_line_and_leaves_nothing(self):
+        for name, (files, args, code, message) in self.CASES.items():
+            with self.subTest(name):
+                self.setUp()
+                for file, content in files.items():
+                    self.write(file, content)
+                output = [] if "-o" in args or "/" in args else ["-o", "out.csv"]
+                for threads in running.THREADS:
+                    run = self.run_program("cov", *args, *output, "-t", threads)
+                    lines = [line for line in run.err.splitlines() if "error: " in line]
+                    self.assertEqual(run.code, code, run.err)
+                    self.assertEqual(len(lines), 1, run.err)
+                    if message is not None:
+                        self.assertEqual(lines[0], "vexa-stats: error: " + message)
+                    self.assertEqual(run.out, "")
+                    self.assertEqual(self.left_behind(*files), [])
+
+    def test_command_line_without_a_command(self):
+        for args, code, message in (([], 1, "error: which command? cov corr sums; vexa-stats --help tells more"),
+                                    (["cor"], 1, 'error: "cor" is no command; there are cov corr sums'),
+                                    (["--version"], 0, ""), (["--help"], 0, ""), (["corr", "--help"], 0, "")):
+            run = self.run_program(*args)
+            self.assertEqual((run.code, run.err.removeprefix("vexa-stats: ").strip()), (code, message))
+            self.assertEqual(run.out == "", code != 0)
+
+
+class Endings(running.ProgramTest):
+    """What stands in the way of a result that is on its way out."""
+
+    ROWS = "x,y\n" + "".join(f"{row}.25,{row * 7919 % 1013}\n" for row in range(400_000))
+
+    def test_interrupt_gives_the_result_of_the_first_rows(self):
+        self.write("all.csv", self.ROWS)
+        for threads in (1, 3):
+            for form in (["-f", "json"], ["-o", "out.csv"]):
+                process = self.start("cov", "-t", threads, *form, stdin=subprocess.PIPE)
+                # More than fits into the pipe, so that most of it has been taken when this returns; the end never comes.
+                process.stdin.write(self.ROWS.encode())
+                process.stdin.flush()
+                process.send_signal(signal.SIGINT)
+                out, err = process.stdout.read().decode(), process.stderr.read().decode()
+                self.assertEqual(process.wait(), 130, err)
+                process.stdin.close(), process.stdout.close(), process.stderr.close()
+                self.assertIn("interrupted after", err)
+                self.assertEqual(self.left_behind("all.csv", "first.csv"), [])
+                if "-o" in form:
+                    self.assertEqual(out, "")
+                    self.assertIn("nothing is written to out.csv", err)
+                    continue
+                self.assertIn('"complete": false', out)
+                rows = int(out.split('"rows_read": ')[1].split(",")[0])
+                self.assertGreater(rows, 0)
+                self.write("first.csv", "".join(self.ROWS.splitlines(keepends=True)[:rows + 1]))
+                whole = self.succeed("cov", "first.csv", "-f", "json").out
+                self.assertEqual(out, whole.replace('"complete": true', '"complete": false'))
+
+    def test_interrupt_before_the_first_row(self):
+        process = self.start("cov", stdin=subprocess.PIPE)
+        process.stdin.write(b"x")
+        process.stdin.flush()
+        # Its handler stands before it waits for input.
+        status = pathlib.Path(f"/proc/{process.pid}/status")
+        while "SigCgt:\t0000000000000000" in status.read_text() and process.poll() is None:
+            pass
+        process.send_signal(signal.SIGINT)
+        self.assertEqual((process.wait(), process.stdout.read()), (130, b""))
+        self.assertIn(b"interrupted before there was a result", process.stderr.read())
+        process.stdin.close(), process.stdout.close(), process.stderr.close()
+
+    def test_closed_pipe_is_silent(self):
+        self.write("a.csv", "x,y\n1,2\n3,5\n")
+        for options, codes in (({}, (-signal.SIGPIPE,)), ({"restore_signals": False}, (-signal.SIGPIPE, 141))):
+            read_end, write_end = os.pipe()
+            os.close(read_end)
+            run = self.run_program("cov", "a.csv", stdout=write_end, **options)
+            os.close(write_end)
+            self.assertEqual(run.err, "")
+            self.assertIn(run.code, codes)
+
+    def test_full_disk(self):
+        self.write("a.csv", "x,y\n1,2\n3,5\n")
+        with open("/dev/full", "wb") as full:
+            run = self.run_program("cov", "a.csv", stdout=full)
+        self.assertEqual((run.code, run.err),
+                         (2, "vexa-stats: error: <stdout>: cannot be written: No space left on device\n"))
+        run = self.run_program("cov", "a.csv", preexec_fn=lambda: os.close(1))
+        self.assertEqual((run.code, run.err), (2, "vexa-stats: error: <stdout>: cannot be written: Bad file descriptor\n"))
+        # A file that must not grow beyond a few bytes is as good as a disk that is full in the middle of it.
+        self.write("out.csv", "precious")
+        run = self.run_program("cov", "a.csv", "-f", "csv", "-o", "out.csv",
+                               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (20, 20)), stderr=subprocess.DEVNULL)
+        self.assertEqual(run.code, 2)
+        self.assertEqual((self.folder / "out.csv").read_text(), "precious")
+        self.assertEqual(self.left_behind("a.csv", "out.csv"), [])
+
+    def test_output_replaces_a_file_and_keeps_its_mode(self):
+        self.write("a.csv", "x,y\n1,2\n3,5\n")
+        self.write("old.csv", "old")
+        os.chmod(self.folder / "old.csv", 0o640)
+        os.symlink("old.csv", self.folder / "link.csv")
+        run = self.succeed("cov", "a.csv", "-f", "csv", "-o", "link.csv")
+        self.assertEqual((run.out, run.err), ("", "vexa-stats: 2 rows read, all used\n"))
+        self.assertEqual((self.folder / "old.csv").read_text(), "variable,x,y\nx,2,3\ny,3,4.5\n")
+        self.assertEqual(os.stat(self.folder / "old.csv").st_mode & 0o7777, 0o640)
+        self.assertTrue(os.path.islink(self.folder / "link.csv"))
+        self.assertEqual(self.left_behind("a.csv", "old.csv", "link.csv"), [])
+
+
+if __name__ == "__main__":
+    running.main()
