@@ -93,7 +93,7 @@ struct stat StatusOf(const std::string& path, const std::string& name) {
 struct Files::File {
   std::string path;
   std::string name;
-  Descriptor copy;
+  Descriptor held;  // what the path names, where that is no file of the user's
   struct stat status;
 };
 
@@ -103,14 +103,14 @@ Files::Files(std::vector<std::string> paths, std::function<bool()> stopped) : _s
     throw table::InputError("standard input can be read only once");
   for (std::string& path : paths) {
     const bool isInput = path == table::kStandardInput;
-    File file{.path = path, .name = isInput ? "<stdin>" : path, .copy = Descriptor(-1), .status = {}};
+    File file{.path = path, .name = isInput ? "<stdin>" : path, .held = Descriptor(-1), .status = {}};
     const bool regular = table::CheckFile(path, file.name).regular;
     if (isInput && regular && CanReopenInput()) {
-      file.path = PathOf(STDIN_FILENO);
+      file.held = Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
     } else if (isInput || !regular) {
-      file.copy = Copy(path, file.name, _stopped);
-      file.path = PathOf(file.copy.Number());
+      file.held = Copy(path, file.name, _stopped);
     }
+    if (file.held.Number() >= 0) file.path = PathOf(file.held.Number());
     file.status = StatusOf(file.path, file.name);
     _files.push_back(std::move(file));
   }

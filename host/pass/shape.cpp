@@ -112,13 +112,14 @@ std::uint64_t StateBytes(const Shape& shape) {
 }
 
 unsigned int ChunkRows(std::uint64_t columns, std::uint64_t groups) {
-  constexpr std::uint64_t kChunkBytes = std::uint64_t{1} << 19;
+  constexpr std::uint64_t kUsualBytes = std::uint64_t{1} << 19;
+  constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 26;
   constexpr std::uint64_t kFewestRows = 1'024;
   constexpr std::uint64_t kMostRows = 8'192;
   constexpr std::uint64_t kRowsPerGroup = 32;
   const std::uint64_t rowBytes = std::max<std::uint64_t>(columns, 1) * sizeof(double);
-  std::uint64_t rows = std::clamp(kChunkBytes / rowBytes, kFewestRows, kMostRows);
-  rows = std::max(rows, kRowsPerGroup * groups);
+  std::uint64_t rows = std::clamp(kUsualBytes / rowBytes, kFewestRows, kMostRows);
+  rows = std::max(std::min(rows, kMostBytes / rowBytes), kRowsPerGroup * groups);
   // Twice that, as a batch is meant for half of a cache.
   return vexa::RecommendedRows(2 * rows * rowBytes, rowBytes);
 }

@@ -37,7 +37,7 @@ std::uint64_t StateBytes(const Shape& shape);
 
 /// The rows of one chunk, which is one batch, for so many variables and groups (0: none): from these two alone,
 /// as the last bits of every result depend on it. Enough of them that clearing and merging an accumulator does
-/// not dominate.
+/// not dominate: at least about 1,000, unless these take more than 64 MiB, and 32 per group.
 unsigned int ChunkRows(std::uint64_t columns, std::uint64_t groups);
 
 }  // namespace pass

@@ -20,6 +20,26 @@ using pass_test::Sheet;
 using table_test::Feed;
 using table_test::TempFile;
 
+/// Stands a file on standard input, read up to an offset.
+class AsStandardInput {
+ public:
+  AsStandardInput(const std::string& path, off_t offset) : _before(dup(STDIN_FILENO)) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    lseek(descriptor, offset, SEEK_SET);
+    dup2(descriptor, STDIN_FILENO);
+    close(descriptor);
+  }
+  ~AsStandardInput() {
+    dup2(_before, STDIN_FILENO);
+    close(_before);
+  }
+  AsStandardInput(const AsStandardInput&) = delete;
+  AsStandardInput& operator=(const AsStandardInput&) = delete;
+
+ private:
+  int _before;
+};
+
 std::vector<std::string> Labels(const pass::Levels& levels) {
   std::vector<std::string> labels;
   for (unsigned int code = 0; code < levels.Size(); ++code) labels.push_back(levels.Label(code));
@@ -74,11 +94,16 @@ TEST(Levels, AreFoundInAnyKindOfFile) {
   std::mt19937 random(21);
   const Sheet sheet = MakeSheet(random, 400, 2);
   const TempFile file(sheet.Text());
+  const TempFile behind("front" + sheet.Text());
   for (const unsigned int threads : {1, 3, 16}) {
     Feed feed(sheet.Text(), 1'000);
     const pass::Files piped({feed.Path()});
     const pass::Files named({file.Path()});
-    for (const pass::Files* files : {&named, &piped}) {
+    const AsStandardInput whole(file.Path(), 0);
+    const pass::Files given({"-"});
+    const AsStandardInput rest(behind.Path(), 5);
+    const pass::Files givenRest({});
+    for (const pass::Files* files : {&named, &piped, &given, &givenRest}) {
       EXPECT_THAT(Labels(Find(*files, sheet.Columns(true, Sheet::By::kText), threads).levels),
                   testing::ElementsAre("g 0", "g 1", "g 2"));
       const pass::LevelSearch search = Find(*files, sheet.Columns(true, Sheet::By::kNumber), threads);

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "pass/origin.h"
-#include "pass/shape.h"
-#include "pass/tally.h"
+#include "pass/reduce.h"
 #include "pass/workers.h"
 #include "table/table.h"
+#include "vexa/smatrixlistwise.h"
 
 namespace {
 
@@ -32,13 +32,13 @@ TEST(Origin, IsAMedianThatIsSubtractedExactly) {
       EXPECT_EQ(static_cast<long double>(difference) + static_cast<long double>(origin),
                 static_cast<long double>(value));
     }
-    // One value outside the factor of two, and one of the other sign.
-    sample.resize(3, sample[0]);
-    sample.push_back(2.1 * *std::max_element(sample.begin(), sample.end(),
-                                             [](double a, double b) { return std::abs(a) < std::abs(b); }));
-    EXPECT_EQ(pass::Origin(sample), 0.0);
-    sample.back() = -sample.front();
-    EXPECT_EQ(pass::Origin(sample), 0.0);
+    // A fourth value, outside the factor of two on either side or of the other sign, spoils it.
+    sample.assign(3, sample[0]);
+    for (const double factor : {2.1, 0.49, 0.0, -1.0}) {
+      sample.push_back(factor * sample[0]);
+      EXPECT_EQ(pass::Origin(sample), 0.0);
+      sample.pop_back();
+    }
   }
 }
 
@@ -77,9 +77,9 @@ TEST(ChunkRows, FollowTheShapeAlone) {
     for (const std::uint64_t groups : {0, 3, 100, 1'000, 100'000}) {
       const std::uint64_t rows = pass::ChunkRows(columns, groups);
       EXPECT_EQ(rows % 16, 8U) << "an odd number of cache lines";
-      EXPECT_GE(rows, 1'000U);
-      if (columns * 32 * groups < 4'200'000'000U) {
-        EXPECT_GE(rows + 16, 32 * groups) << columns << " columns";
+      const std::uint64_t wanted = std::max<std::uint64_t>(columns < 8'000 ? 1'000 : 250, 32 * groups);
+      if (wanted * columns < 4'200'000'000U) {
+        EXPECT_GE(rows + 16, wanted) << columns << " columns";
       }
       EXPECT_LT(rows * columns, std::uint64_t{1} << 32);
     }
@@ -119,6 +119,25 @@ TEST(Limits, AreToldInWords) {
     EXPECT_EQ(message.empty(), test.message.empty()) << message;
     EXPECT_THAT(message, testing::HasSubstr(test.message));
   }
+}
+
+// The library would let its count wrap: rows that are too many do not reach it.
+TEST(Limits, AreKeptWhileRowsAreCounted) {
+  const auto partial = [](std::uint64_t used) {
+    vexa::DataBatch batch(1, 1, nullptr, nullptr, nullptr);
+    batch.AddRow(std::vector<double>{1.0}.data());
+    auto sums = std::make_unique<vexa::SMatrixListwise>();
+    *sums += batch;
+    return pass::PartialSums<vexa::SMatrixListwise>(std::move(sums),
+                                                    {.tally = {.used = used}, .extremes = {}});
+  };
+  auto rows = partial(pass::MostRows(pass::Kind::kListwiseBlock) - 1);
+  auto one = partial(1);
+  rows.Append(one);
+  EXPECT_FALSE(rows.Fault());
+  rows.Append(one);
+  EXPECT_THAT(rows.Fault()->what(), testing::HasSubstr("more than 4294967295 rows"));
+  EXPECT_EQ(rows.sums->NRows(), 2U);
 }
 
 TEST(Workers, AreFewerWhenMemoryIsShort) {

@@ -326,20 +326,6 @@ TEST(Reduce, NamesTheFirstFaultOfTheFileForAnyNumberOfThreads) {
   }
 }
 
-TEST(Reduce, TellsFaultsOfTheInputItself) {
-  for (const unsigned int threads : kThreads) {
-    const TempFile file("x\n1\n2\n3\n\"4\n");
-    table::Input input({file.Path()});
-    EXPECT_THROW(pass::Reduce<Recorder>(input, {.variables = {0}}, WithThreads(threads), Fresh<Recorder>()),
-                 table::InputError);
-    const auto failing = []() -> std::unique_ptr<Recorder> { throw std::bad_alloc(); };
-    const TempFile good("x\n1\n2\n3\n");
-    table::Input again({good.Path()});
-    EXPECT_THROW(pass::Reduce<Recorder>(again, {.variables = {0}}, WithThreads(threads), failing),
-                 std::bad_alloc);
-  }
-}
-
 TEST(Reduce, StopsWithTheSumsOfTheFirstRows) {
   std::mt19937 random(15);
   const Sheet sheet = MakeSheet(random, 900, 3);

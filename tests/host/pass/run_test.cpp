@@ -1,0 +1,100 @@
+#include "pass/run.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "host/table/reading.h"
+#include "table/table.h"
+
+namespace {
+
+/// Counts rows, and finds fault with more than it is said to.
+class Rows : public pass::Partial {
+ public:
+  Rows(std::uint64_t theCount, std::uint64_t theMost) : count(theCount), most(theMost) {}
+  void Append(pass::Partial& next) override { count += static_cast<Rows&>(next).count; }
+  std::optional<table::InputError> Fault() const override {
+    if (count <= most) return {};
+    return table::InputError("too many");
+  }
+  std::uint64_t count;
+  std::uint64_t most;
+};
+
+struct Scenario {
+  unsigned int threads = 1;
+  std::uint64_t most = 1'000;
+  std::function<void(std::uint64_t)> visit = [](std::uint64_t) {};  // told each chunk's number, may throw
+};
+
+/// Runs over 100 chunks of two rows; "" when all is well.
+std::string Message(const Scenario& scenario) {
+  std::string text = "x\n";
+  for (int row = 0; row < 200; ++row) text += "1\n";
+  const table_test::TempFile file(text);
+  class Reducer : public pass::ChunkReducer {
+   public:
+    explicit Reducer(const Scenario& scenario) : _scenario(scenario) {}
+    std::unique_ptr<pass::Partial> Reduce(const table::Chunk& chunk) override {
+      _scenario.visit(chunk.number);
+      return std::make_unique<Rows>(chunk.rows, _scenario.most);
+    }
+
+   private:
+    const Scenario& _scenario;
+  };
+  try {
+    table::Input input({file.Path()});
+    const pass::Outcome outcome =
+        pass::Run(input, {}, {2, scenario.threads, [&] { return std::make_unique<Reducer>(scenario); }});
+    EXPECT_EQ(static_cast<const Rows&>(*outcome.partial).count, 200U);
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+  return "";
+}
+
+// Two chunks fail. Whichever does so sooner, and whether or not the other one is read at all, the first is told. The
+// pauses make both orders likely; the outcome does not depend on them.
+TEST(Run, TellsTheFirstFaultInTheOrderOfTheChunks) {
+  for (const unsigned int threads : {1, 2, 3, 7, 16}) {
+    for (const std::uint64_t slow : {3, 5}) {
+      const auto visit = [&](std::uint64_t number) {
+        if (number != 3 && number != 5) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(number == slow ? 10 : 1));
+        throw std::runtime_error(std::to_string(number));
+      };
+      EXPECT_EQ(Message({.threads = threads, .visit = visit}), "3") << threads << " threads";
+      // Rows of chunks 0 and 1 together are too many already, of 0 to 2 just so.
+      EXPECT_EQ(Message({.threads = threads, .most = 3, .visit = visit}), "too many");
+      EXPECT_EQ(Message({.threads = threads, .most = 6, .visit = visit}), "3");
+    }
+    EXPECT_EQ(Message({.threads = threads, .most = 199}), "too many");
+    EXPECT_EQ(Message({.threads = threads, .most = 200}), "");
+  }
+}
+
+TEST(Run, ReadsNoFurtherThanNeeded) {
+  for (const unsigned int threads : {1, 2, 16}) {
+    std::atomic<std::uint64_t> visited = 0;
+    const auto count = [&](std::uint64_t) { ++visited; };
+    EXPECT_EQ(Message({.threads = threads, .most = 1, .visit = count}), "too many");
+    EXPECT_LE(visited, threads);
+    visited = 0;
+    const auto fail = [&](std::uint64_t) {
+      ++visited;
+      throw std::bad_alloc();
+    };
+    EXPECT_EQ(Message({.threads = threads, .visit = fail}), std::bad_alloc().what());
+    EXPECT_LE(visited, threads);
+  }
+}
+
+}  // namespace
