@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "command/commands.h"
 #include "command/failure.h"
@@ -34,16 +36,27 @@ void HoldStandardDescriptors() {
 }
 
 /// Throws UsageError, in words of this program, for a command line that does not begin with a command.
-void CheckCommand(const CLI::App& program, int argc, char** argv) {
-  const std::string first = argc < 2 ? "" : argv[1];
-  if (first.starts_with('-')) return;
+void CheckCommand(const CLI::App& program, const std::string& first) {
   std::string names;
   for (const CLI::App* command : program.get_subcommands({})) {
     if (first == command->get_name()) return;
     names += ' ' + command->get_name();
   }
-  throw UsageError(first.empty() ? "which command?" + names + "; vexa-stats --help tells more"
-                                 : fmt::format("{} is no command; there are{}", text::Quoted(first), names));
+  if (first == "-h" || first == "--help" || first == "--version") return;
+  if (first.empty()) throw UsageError("which command?" + names + "; vexa-stats --help tells more");
+  if (first.front() == '-') throw UsageError("options go behind the command:" + names);
+  throw UsageError(fmt::format("{} is no command; there are{}", text::Quoted(first), names));
+}
+
+/// What is wrong with the command line, in words of this program.
+std::string InWords(const CLI::ParseError& error) {
+  const std::string what = error.what();
+  const std::size_t colon = what.find(':');
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr && colon != std::string::npos)
+    return what.substr(0, colon) + (what.ends_with("missing") ? " needs a value" : " can be given only once");
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr && colon != std::string::npos)
+    return "there is no option" + what.substr(colon + 1);
+  return what;
 }
 
 /// What the command line says, when it is not the name of a command to run: help, the version, or what is wrong.
@@ -56,7 +69,7 @@ int Answer(const CLI::App& program, const CLI::ParseError& error, Messages& mess
   } else if (dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr) {
     text = fmt::format("vexa-stats {}\n", VEXA_VERSION);
   } else {
-    messages.Error(error.what());
+    messages.Error(InWords(error));
     messages.Note(fmt::format("`{} --help` tells how it is used", name));
     return kUsage;
   }
@@ -77,9 +90,13 @@ int Main(int argc, char** argv, Messages& messages) {
   Run chosen;
   AddMatrixCommands(program, chosen);
   AddSumsCommand(program, chosen);
-  CheckCommand(program, argc, argv);
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (!args.empty() && args[0] == "help") args[0] = "--help";
+  CheckCommand(program, args.empty() ? "" : args[0]);
+  // CLI11 takes them from the back.
+  std::reverse(args.begin(), args.end());
   try {
-    program.parse(argc, argv);
+    program.parse(args);
   } catch (const CLI::ParseError& error) {
     return Answer(program, error, messages);
   }

@@ -72,11 +72,19 @@ void Session::Choose() {
   if (_options.weight) _chosen.weight = ChooseOne(*_options.weight, "--weight");
   if (_options.regWeight) _chosen.regWeight = ChooseOne(*_options.regWeight, "--reg-weight");
   if (_options.columns) {
+    if (_options.columns->empty()) throw UsageError("--columns names no column");
     _chosen.variables = table::SelectColumns(columns, *_options.columns);
   } else {
     ChooseAllNumeric();
   }
   for (const std::size_t col : _chosen.variables) _variables.push_back(columns[col].name);
+  if (_options.verbose) {
+    std::vector<std::string> names;
+    for (const std::string& name : _variables) names.push_back(text::Escaped(name));
+    _messages.Note(fmt::format("{} columns, separated by {}; {} variables: {}", columns.size(),
+                               text::Quoted({&_input->UsedFormat().delimiter, 1}), names.size(),
+                               ListOf(names)));
+  }
 }
 
 void Session::ChooseAllNumeric() {
@@ -97,6 +105,7 @@ void Session::ChooseAllNumeric() {
 }
 
 std::size_t Session::ChooseOne(const std::string& name, const char* option) const {
+  if (name.empty()) throw UsageError(fmt::format("{} names no column", option));
   const std::vector<std::size_t> found = table::SelectColumns(_input->Columns(), name);
   if (found.size() != 1)
     throw UsageError(fmt::format("{} takes one column, not {}", option, text::Quoted(name)));

@@ -10,22 +10,20 @@ namespace {
 
 constexpr double kExactIntegers = 9007199254740992.0;  // 2^53
 
-/// Where all the digits stand before the point, fmt leaves the point, at times with a zero that is no digit of
-/// the number.
-std::string WithoutBarePoint(std::string number, int digits) {
-  const std::size_t point = number.find('.');
-  const std::size_t sign = number.front() == '-' ? 1 : 0;
-  if (point != std::string::npos && point - sign >= static_cast<std::size_t>(digits))
-    number.erase(point, std::min(number.find('e'), number.size()) - point);
-  return number;
-}
+// Powers of ten from which on, and below which, a number is written with an exponent.
+constexpr int kLargePower = 12;
+constexpr int kSmallPower = -5;
 
 }  // namespace
 
 std::string Shortest(double value) { return fmt::format("{}", value); }
 
 std::string Significant(double value, int digits) {
-  return WithoutBarePoint(fmt::format("{:#.{}g}", value == 0.0 ? 0.0 : value, digits), digits);
+  std::string scientific = fmt::format("{:.{}e}", value, digits - 1);
+  // The power of the rounded number: 9.99 with two digits is 10.
+  const int power = std::stoi(scientific.substr(scientific.find('e') + 1));
+  if (power < kSmallPower || power >= kLargePower) return scientific;
+  return Fixed(value, std::max(digits - 1 - power, 0));
 }
 
 std::string Fixed(double value, int decimals) {

@@ -9,7 +9,8 @@ namespace render {
 /// The shortest text that reads back to the same finite double.
 std::string Shortest(double value);
 
-/// `digits` significant digits, trailing zeros included: how precise a number is stays visible.
+/// At least `digits` significant digits, trailing zeros included: how precise a number is stays visible. Only what is
+/// very large or very small has an exponent, so that numbers of one column can be compared by eye.
 std::string Significant(double value, int digits);
 /// `decimals` digits behind the point; what rounds to zero has no sign.
 std::string Fixed(double value, int decimals);

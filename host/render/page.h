@@ -53,8 +53,8 @@ struct LeftOut {
 
 /// What became of the rows.
 struct Account {
-  bool isComplete = true;  ///< false: interrupted, and the page is about the rows read until then
-  std::string missing;     ///< how missing values were handled: "listwise"
+  bool isComplete = true;    ///< false: interrupted, and the page is about the rows read until then
+  std::string missing = {};  ///< how missing values were handled: "listwise"
   std::uint64_t read = 0;
   std::uint64_t used = 0;
   std::vector<LeftOut> leftOut = {};

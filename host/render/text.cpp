@@ -21,18 +21,42 @@ struct Shown {
   bool isName = false;
 };
 
-/// How the numbers of one column are shown, which is decided by all of them.
+enum class NumberForm { kWhole, kSignificant, kDecimals };
+
+constexpr double kLongestWhole = 1e12;
+
+bool HoldsWholeNumbersOnly(const Table& table, const Column& column) {
+  for (std::size_t row = 0; row < table.rows; ++row) {
+    const Value value = column.cell(row);
+    const auto* number = std::get_if<double>(&value);
+    if (number == nullptr || !std::isfinite(*number)) continue;
+    if (*number != std::floor(*number) || std::abs(*number) >= kLongestWhole) return false;
+  }
+  return true;
+}
+
+/// The form of each column's numbers. A value that stands twice in a matrix looks the same in both places.
+std::vector<NumberForm> FormsOf(const Table& table) {
+  std::vector<NumberForm> forms(table.columns.size(), NumberForm::kDecimals);
+  if (table.isBounded) return forms;
+  for (std::size_t col = 0; col < forms.size(); ++col) {
+    const bool isWhole = HoldsWholeNumbersOnly(table, table.columns[col]);
+    forms[col] = isWhole ? NumberForm::kWhole : NumberForm::kSignificant;
+    if (table.isKeyed && !isWhole) {
+      std::fill(forms.begin(), forms.end(), NumberForm::kSignificant);
+      break;
+    }
+  }
+  return forms;
+}
+
+/// How one column is shown.
 class ColumnStyle {
  public:
-  ColumnStyle(const Table& table, const Column& column, int digits)
-      : _digits(digits), _isBounded(table.isBounded) {
+  ColumnStyle(const Table& table, const Column& column, NumberForm form, int digits)
+      : _digits(digits), _form(form) {
     // The names of a matrix's rows speak for themselves.
     if (!table.isKeyed || &column != table.columns.data()) _heading = text::Escaped(column.name);
-    for (std::size_t row = 0; row < table.rows && _allWhole; ++row) {
-      const Value value = column.cell(row);
-      if (const double* number = std::get_if<double>(&value))
-        _allWhole = !std::isfinite(*number) || IsWhole(*number);
-    }
     for (std::size_t row = 0; row < table.rows; ++row) {
       const Shown shown = Show(column.cell(row));
       _isNames = shown.isName;
@@ -48,18 +72,14 @@ class ColumnStyle {
   void AddCell(std::string& line, const Value& value) const { Add(line, Show(value), _fraction); }
 
  private:
-  bool IsWhole(double number) const {
-    return !_isBounded && number == std::floor(number) && std::abs(number) < std::pow(10.0, _digits);
-  }
-
   Shown Show(const Value& value) const {
     if (const auto* name = std::get_if<std::string>(&value)) return {text::Escaped(*name), "", true};
     if (const auto* count = std::get_if<std::uint64_t>(&value)) return {Grouped(*count), "", false};
     const double number = std::get<double>(value);
     if (!std::isfinite(number)) return {std::string(kUndefined), "", false};
-    std::string shown = _isBounded  ? Fixed(number, _digits)
-                        : _allWhole ? Fixed(number, 0)
-                                    : Significant(number, _digits);
+    const std::string shown = _form == NumberForm::kDecimals ? Fixed(number, _digits)
+                              : _form == NumberForm::kWhole  ? Fixed(number, 0)
+                                                             : Significant(number, _digits);
     const std::size_t point = std::min(shown.find('.'), shown.size());
     return {shown.substr(0, point), shown.substr(point), false};
   }
@@ -75,9 +95,8 @@ class ColumnStyle {
   }
 
   int _digits;
-  bool _isBounded;
+  NumberForm _form;
   std::string _heading;
-  bool _allWhole = true;
   bool _isNames = false;
   std::size_t _whole = 0;
   std::size_t _fraction = 0;
@@ -109,7 +128,9 @@ void WriteBlock(const Table& table, const std::vector<ColumnStyle>& styles, std:
 
 void WriteTable(const Table& table, const TextStyle& style, const Sink& sink) {
   std::vector<ColumnStyle> styles;
-  for (const Column& column : table.columns) styles.emplace_back(table, column, style.digits);
+  const std::vector<NumberForm> forms = FormsOf(table);
+  for (std::size_t col = 0; col < table.columns.size(); ++col)
+    styles.emplace_back(table, table.columns[col], forms[col], style.digits);
   if (!table.caption.empty()) sink(fmt::format("\n{}\n", table.caption));
   std::size_t keysWidth = 0;
   for (std::size_t col = 0; col < table.keys; ++col) keysWidth += styles[col].Width() + kGap;

@@ -75,8 +75,9 @@ TEST(Numbers, ShortestReadsBack) {
 
 TEST(Numbers, ForPeople) {
   EXPECT_EQ(render::Significant(123456.7, 6), "123457");
-  EXPECT_EQ(render::Significant(1e9, 1), "1e+09");
-  EXPECT_EQ(render::Significant(1234567890, 6), "1.23457e+09");
+  EXPECT_EQ(render::Significant(1e9, 1), "1000000000");
+  EXPECT_EQ(render::Significant(1234567890123, 6), "1.23457e+12");
+  EXPECT_EQ(render::Significant(9.999e-6, 3) + ' ' + render::Significant(9.99e-6, 3), "0.0000100 9.99e-06");
   EXPECT_EQ(render::Significant(-5, 1) + ' ' + render::Significant(-5, 2) + ' ' + render::Significant(0, 1),
             "-5 -5.0 0");
   EXPECT_EQ(render::Significant(0.1, 3), "0.100");
@@ -105,6 +106,15 @@ TEST(Text, AlignsAtThePoint) {
   Table bounded = TableOf({"r", "wide heading"}, {{"x", "y"}, {1.0, -0.1234}});
   bounded.isBounded = true;
   EXPECT_EQ(TextOf(bounded, 80, 3), "\nr  wide heading\nx         1.000\ny        -0.123\n");
+}
+
+TEST(Text, ShowsAValueOfAMatrixAlikeInBothPlaces) {
+  const std::vector<std::string> names = {"x", "y"};
+  derive::Matrix matrix{.rows = 2, .cols = 2, .cells = {2.5, 4, 4, 7}};
+  EXPECT_EQ(TextOf(render::MatrixTable("cov", matrix, names, names), 80, 2),
+            "\n     x    y\nx  2.5  4.0\ny  4.0  7.0\n");
+  matrix.At(0, 0) = 2;
+  EXPECT_EQ(TextOf(render::MatrixTable("cov", matrix, names, names), 80, 2), "\n   x  y\nx  2  4\ny  4  7\n");
 }
 
 TEST(Text, FoldsWideTables) {
