@@ -23,7 +23,15 @@ void sfCompleteTask::set(int operations) {
   _failure = nullptr;
 }
 
-void sfCompleteTask::completeOperation() { End(nullptr); }
+void sfCompleteTask::completeOperation() { failOperation(nullptr); }
+
+void sfCompleteTask::failOperation(std::exception_ptr failure) {
+  const std::lock_guard lock(_mutex);
+  if (!_failure) _failure = std::move(failure);
+  --_open;
+  // Under the lock: once it is released, the waiting thread may be through and the counter gone.
+  if (_open <= 0) _completed.notify_all();
+}
 
 void sfCompleteTask::waitAll() {
   std::unique_lock lock(_mutex);
@@ -32,11 +40,3 @@ void sfCompleteTask::waitAll() {
 }
 
 sfCompleteTask* sfCompleteTask::Current() { return youngest; }
-
-void sfCompleteTask::End(std::exception_ptr failure) {
-  const std::lock_guard lock(_mutex);
-  if (!_failure) _failure = std::move(failure);
-  --_open;
-  // Under the lock: once it is released, the waiting thread may be through and the counter gone.
-  if (_open <= 0) _completed.notify_all();
-}

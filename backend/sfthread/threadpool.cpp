@@ -48,7 +48,7 @@ struct sfThreadPoolBase::State {
       failure = std::current_exception();
     }
     // Only outside the handler does the exception belong to nobody but the one who is given it.
-    counter->End(std::move(failure));
+    counter->failOperation(std::move(failure));
   }
 
   const std::size_t wanted;

@@ -11,8 +11,7 @@ namespace vexa {
 
 namespace {
 
-/// Ends a run's reading when an exception passes through, so that no worker reads an endless source on for a run that
-/// has failed.
+/// Ends a run's reading when an exception passes, so that no worker reads an endless source for a run that has failed.
 class ReadingGuard {
  public:
   explicit ReadingGuard(DriverShared& shared) : _shared(shared) {}
@@ -36,20 +35,25 @@ void RunOnThisThread(ProblemBase& problem) {
 void RunOnPool(ProblemBase& problem, int nThreads) {
   DriverShared shared;
   shared._done.set(nThreads);
-  // After the state that its tasks use and the counter that hears of their failures: it is destroyed before them.
+  // Made after the state that its tasks use and the counter that hears of their failures, so destroyed before them.
   sfThreadPool pool(nThreads, 0);
   pool.init();
   pool.startAll();
-  {
-    std::unique_ptr<ProblemTask> task;
-    // After the task, whose destructor waits for the lock that the readers hold.
-    const ReadingGuard guard(shared);
-    for (int index = 0; index < nThreads; ++index) {
+
+  int invoked = 0;
+  // Outlives the handler: a task's destructor waits for the lock that readers of an endless source hardly let go.
+  std::unique_ptr<ProblemTask> task;
+  try {
+    for (; invoked < nThreads; ++invoked) {
       task = std::make_unique<ProblemTask>();
-      task->Init(&shared, &problem, index);
+      task->Init(&shared, &problem, invoked);
       pool.invoke(task.get(), nullptr, ThreadScope::kPool);
       static_cast<void>(task.release());
     }
+  } catch (...) {
+    // The tasks that there are end as if the data did. A worker may have failed before: then waitAll throws that.
+    shared._endOfData = true;
+    for (; invoked < nThreads; ++invoked) shared._done.failOperation(std::current_exception());
   }
   shared._done.waitAll();
   if (shared._interrupted) atnnxt_();

@@ -39,8 +39,7 @@ class SFTHREAD_EXPORT sfGuard {
 /// Counts completed operations for one thread that waits for all of them.
 ///
 /// From its construction to its destruction, both by the same thread, a counter is that thread's current one, unless
-/// a younger one is. A pool tells the counter that was current for its maker when one of its tasks ends with an
-/// exception: this too completes an operation, and the first such exception comes out of waitAll.
+/// a younger one is. To the counter that was current for its maker a pool tells the exceptions of its tasks.
 class SFTHREAD_EXPORT sfCompleteTask {
  public:
   sfCompleteTask(int operations);
@@ -51,13 +50,14 @@ class SFTHREAD_EXPORT sfCompleteTask {
   /// Waits from now on for so many operations; 0 and below: for none. What was counted before is forgotten.
   void set(int operations);
   void completeOperation();
+  /// Completes an operation that ended with an exception.
+  void failOperation(std::exception_ptr failure);
   /// Returns once all operations are completed. Throws the first exception with which one of them ended, once.
   void waitAll();
 
  private:
   friend class sfThreadPoolBase;
   static sfCompleteTask* Current();
-  void End(std::exception_ptr failure);
 
   std::mutex _mutex;
   std::condition_variable _completed;

@@ -1,0 +1,185 @@
+#include "sfthread/sfthread.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+class Task : public CallBackObject {
+ public:
+  Task(std::atomic<int>& deleted, std::function<void()> work)
+      : CallBackObject(nullptr), _deleted(deleted), _work(std::move(work)) {}
+  ~Task() override { ++_deleted; }
+
+  int callback(void* data) override {
+    EXPECT_EQ(data, this);
+    _work();
+    return 7;
+  }
+
+ private:
+  std::atomic<int>& _deleted;
+  std::function<void()> _work;
+};
+
+/// A pool as a run uses it: its counter first, tasks that report to it.
+class Pool {
+ public:
+  explicit Pool(int threads, int operations = 0) : _counter(operations), _pool(std::in_place, threads, 0) {}
+
+  void Start() {
+    _pool->init();
+    _pool->startAll();
+  }
+  void Invoke(std::function<void()> work) {
+    auto* task = new Task(deleted, [this, work = std::move(work)] {
+      work();
+      _counter.completeOperation();
+    });
+    _pool->invoke(task, task, ThreadScope::kPool);
+  }
+  void Destroy() { _pool.reset(); }
+  /// The text of the exception that came out of waitAll.
+  std::string Wait() {
+    try {
+      _counter.waitAll();
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "";
+  }
+
+  std::atomic<int> deleted = 0;
+
+ private:
+  sfCompleteTask _counter;
+  std::optional<sfThreadPool> _pool;
+};
+
+TEST(Pool, RunsEveryTaskOnceAndDeletesIt) {
+  for (const int threads : {1, 3, 16}) {
+    for (const int tasks : {0, 1, 200}) {
+      Pool pool(threads, tasks);
+      std::vector<int> order;
+      sfMutex mutex;
+      pool.Start();
+      for (int task = 0; task < tasks; ++task) {
+        pool.Invoke([&, task] {
+          const sfGuard guard(mutex, sfMutex::kExclusive);
+          order.push_back(task);
+        });
+      }
+      EXPECT_EQ(pool.Wait(), "");
+      pool.Destroy();
+      EXPECT_EQ(pool.deleted, tasks);
+      EXPECT_EQ(order.size(), static_cast<std::size_t>(tasks));
+      EXPECT_TRUE(threads > 1 || std::is_sorted(order.begin(), order.end()));
+    }
+  }
+}
+
+TEST(Pool, DeletesWhatHasNotBegun) {
+  for (const int threads : {-1, 0, 1}) {
+    Pool pool(threads);
+    pool.Invoke([] { ADD_FAILURE() << "no thread was started"; });
+    pool.Invoke([] { ADD_FAILURE() << "no thread was started"; });
+    if (threads < 1) pool.Start();
+    pool.Destroy();
+    EXPECT_EQ(pool.deleted, 2);
+  }
+  // The destructor waits for the one that runs.
+  Pool pool(1);
+  std::atomic<bool> running = false;
+  bool ended = false;
+  pool.Start();
+  pool.Invoke([&] {
+    running = true;
+    for (int turn = 0; turn < 1000; ++turn) std::this_thread::yield();
+    ended = true;
+  });
+  while (!running) std::this_thread::yield();
+  pool.Destroy();
+  EXPECT_TRUE(ended);
+}
+
+TEST(Counter, ThrowsTheFirstFailureWhenAllHaveEnded) {
+  for (const int threads : {1, 4}) {
+    Pool pool(threads, 40);
+    std::atomic<int> ended = 0;
+    std::atomic<bool> failed = false;
+    pool.Start();
+    pool.Invoke([&] {
+      ++ended;
+      failed = true;
+      throw std::runtime_error("first");
+    });
+    while (pool.deleted == 0) std::this_thread::yield();
+    for (int task = 1; task < 40; ++task) {
+      pool.Invoke([&, task] {
+        ++ended;
+        if (task % 3 == 0) throw std::runtime_error("later");
+      });
+    }
+    EXPECT_EQ(pool.Wait(), "first");
+    EXPECT_EQ(ended, 40);
+    EXPECT_EQ(pool.Wait(), "") << "a failure is thrown once";
+  }
+}
+
+TEST(Counter, HearsOfThePoolsThatItsThreadMadeMeanwhile) {
+  Pool outer(1, 1);
+  auto brief = std::make_unique<Pool>(1, 1);
+  Pool inner(1, 1);
+  // Not in the order of their construction: the younger ones must not be lost.
+  brief.reset();
+  Pool last(1, 1);
+  for (Pool* pool : {&last, &outer, &inner}) {
+    pool->Start();
+    pool->Invoke([] { throw std::runtime_error("here"); });
+    EXPECT_EQ(pool->Wait(), "here");
+  }
+}
+
+TEST(Counter, WithoutOneAFailureEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        std::atomic<int> deleted = 0;
+        sfThreadPool pool(1, 0);
+        pool.init();
+        pool.startAll();
+        auto* task = new Task(deleted, [] { throw std::runtime_error("nobody listens"); });
+        pool.invoke(task, task, ThreadScope::kPool);
+        while (deleted == 0) std::this_thread::yield();
+      },
+      "nobody listens");
+}
+
+TEST(Mutex, LetsOneInAtATime) {
+  Pool pool(4, 4);
+  sfMutex mutex;
+  int value = 0;
+  pool.Start();
+  for (int task = 0; task < 4; ++task) {
+    pool.Invoke([&] {
+      for (int turn = 0; turn < 10000; ++turn) {
+        const sfGuard guard(mutex, sfMutex::kExclusive);
+        ++value;
+      }
+    });
+  }
+  EXPECT_EQ(pool.Wait(), "");
+  EXPECT_EQ(value, 40000);
+}
+
+}  // namespace
