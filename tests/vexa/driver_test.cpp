@@ -169,6 +169,12 @@ TEST(Driver, ReadsEveryBatchOnceAndTheEndOnce) {
       SCOPED_TRACE(std::to_string(n) + " threads, " + std::to_string(batches) + " batches");
       Probe probe;
       probe.batches = batches;
+      probe.hook = [&](Step step, int call) {
+        // The end comes while the others wait for the lock, or are likely to.
+        if (step != kRead || call != batches) return;
+        WaitFor([&] { return probe.calls[kCreate] == n; });
+        for (int turn = 0; turn < 10 * n; ++turn) std::this_thread::yield();
+      };
       EXPECT_EQ(OutcomeOf(probe, n), "return");
       EXPECT_EQ(probe.calls[kCreate], n);
       EXPECT_EQ(probe.calls[kRead], batches + 1);
