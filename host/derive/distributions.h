@@ -1,0 +1,21 @@
+#ifndef HOST_DERIVE_DISTRIBUTIONS_H
+#define HOST_DERIVE_DISTRIBUTIONS_H
+
+/// Tail probabilities of test statistics: NaN where the statistic is undefined, never an exception.
+namespace derive {
+
+/// An F statistic with its degrees of freedom, which need not be whole, and P(F ≥ f). Undefined members are NaN.
+struct FTest {
+  double f;
+  double df1;
+  double df2;
+  double p;
+};
+
+/// The test of f ≥ 0 on df1 > 0 and df2 > 0 degrees of freedom; df2 may be infinite, which makes f·df1 a chi-square
+/// statistic. Outside of that f and p are undefined.
+FTest TestF(double f, double df1, double df2);
+
+}  // namespace derive
+
+#endif

@@ -1,0 +1,269 @@
+#include "derive/groups.h"
+
+#include <Eigen/Core>
+#include <Eigen/SVD>
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "derive/cholesky.h"
+#include "derive/groupsums.h"
+
+namespace derive {
+namespace {
+
+using Eigen::Index;
+using Eigen::MatrixXd;
+using Eigen::VectorXd;
+using LongMatrix = Eigen::Matrix<long double, Eigen::Dynamic, Eigen::Dynamic>;
+
+constexpr double kUndefined = std::numeric_limits<double>::quiet_NaN();
+
+Matrix FromEigen(const MatrixXd& eigen) {
+  Matrix matrix{.rows = static_cast<std::size_t>(eigen.rows()),
+                .cols = static_cast<std::size_t>(eigen.cols())};
+  matrix.cells.reserve(matrix.rows * matrix.cols);
+  for (Index row = 0; row < eigen.rows(); ++row)
+    for (Index col = 0; col < eigen.cols(); ++col) matrix.cells.push_back(eigen(row, col));
+  return matrix;
+}
+
+std::vector<double> FromEigen(const VectorXd& eigen) { return {eigen.begin(), eigen.end()}; }
+
+/// Rao's F of Λ for p variables: h = groups − 1 degrees of freedom between, weights that sum to N.
+WilksTest TestWilks(double logLambda, double p, double groups, double weight) {
+  const double h = groups - 1.0;
+  const double squares = p * p + h * h - 5.0;
+  const double s = squares > 0.0 ? std::sqrt((p * p * h * h - 4.0) / squares) : 1.0;
+  const double df1 = p * h;
+  const double df2 = s * (weight - 1.0 - (p + groups) / 2.0) - p * h / 2.0 + 1.0;
+  // (1 − Λ^(1/s)) ÷ Λ^(1/s), without the cancellation when Λ is near 1.
+  return {std::exp(logLambda), TestF(std::expm1(-logLambda / s) * (df2 / df1), df1, df2)};
+}
+
+/// Gathers the groups of Box's test.
+class Box {
+ public:
+  explicit Box(Index variables)
+      : _variables(static_cast<double>(variables)), _pooled(MatrixXd::Zero(variables, variables)) {}
+
+  /// Takes the sums of squares and products of a group, unless its covariance matrix is singular.
+  void Add(std::size_t group, double weight, const MatrixXd& scatter) {
+    const double df = weight - 1.0;
+    if (!(df > 0.0)) {
+      _leftOut.push_back({group, {}});
+      return;
+    }
+    const Cholesky factor(scatter / df);
+    if (!factor.IsRegular()) {
+      _leftOut.push_back({group, factor.FirstSingular()});
+      return;
+    }
+    ++_groups;
+    _pooled += scatter;
+    _df += df;
+    _reciprocals += 1.0 / df;
+    _squaredReciprocals += 1.0 / (df * df);
+    _logDeterminants += df * factor.LogDeterminant();
+  }
+
+  BoxTest Test() const {
+    if (_groups < 2) return {kUndefined, TestF(kUndefined, kUndefined, kUndefined), _leftOut};
+    const double p = _variables;
+    const double h = static_cast<double>(_groups) - 1.0;
+    const double m = _df * Cholesky(_pooled / _df).LogDeterminant() - _logDeterminants;
+    const double c1 = (_reciprocals - 1.0 / _df) * (2.0 * p * p + 3.0 * p - 1.0) / (6.0 * (p + 1.0) * h);
+    const double c2 = (_squaredReciprocals - 1.0 / (_df * _df)) * (p - 1.0) * (p + 2.0) / (6.0 * h);
+    const double f1 = p * (p + 1.0) * h / 2.0;
+    const double f2 = (f1 + 2.0) / std::fabs(c2 - c1 * c1);
+    if (c2 > c1 * c1) return {m, TestF(m * (1.0 - c1 - f1 / f2) / f1, f1, f2), _leftOut};
+    const double b = f2 / (1.0 - c1 + 2.0 / f2);
+    return {m, TestF(f2 * m / (f1 * (b - m)), f1, f2), _leftOut};
+  }
+
+ private:
+  double _variables;
+  std::size_t _groups = 0;
+  MatrixXd _pooled;
+  double _df = 0.0;
+  double _reciprocals = 0.0;
+  double _squaredReciprocals = 0.0;
+  double _logDeterminants = 0.0;
+  std::vector<WithoutBox> _leftOut;
+};
+
+void FindGroups(const GroupSums& sums, const std::vector<std::uint64_t>& rows, GroupAnalysis& analysis) {
+  assert(rows.size() == sums.Groups());
+  for (std::size_t level = 0; level < sums.Groups(); ++level) {
+    const double weight = sums.Weight(level);
+    if (weight > 0.0) {
+      analysis.groups.push_back({.level = level, .n = rows[level], .weight = weight});
+      analysis.weight += weight;
+    } else {
+      analysis.emptyLevels.push_back(level);
+    }
+  }
+}
+
+/// Takes one group after the other, because the matrices of all of them need not fit in memory side by side.
+LongMatrix SumWithin(const GroupSums& sums, GroupAnalysis& analysis) {
+  const Index variables = sums.Variables();
+  LongMatrix within = LongMatrix::Zero(variables, variables);
+  Box box(variables);
+  for (std::size_t at = 0; at < analysis.groups.size(); ++at) {
+    Group& group = analysis.groups[at];
+    const MatrixXd scatter = sums.Scatter(group.level);
+    within += scatter.cast<long double>();
+    box.Add(at, group.weight, scatter);
+    for (const double squares : scatter.diagonal())
+      group.deviations.push_back(group.weight > 1.0 ? std::sqrt(squares / (group.weight - 1.0)) : kUndefined);
+  }
+  analysis.box = box.Test();
+  return within;
+}
+
+/// The groups' means about the grand mean, groups × variables.
+LongMatrix CentredMeans(const GroupSums& sums, const std::vector<double>& origin, GroupAnalysis& analysis) {
+  LongMatrix means(static_cast<Index>(analysis.groups.size()), sums.Variables());
+  for (Index variable = 0; variable < means.cols(); ++variable) {
+    long double sum = 0.0L;
+    for (Index at = 0; at < means.rows(); ++at) {
+      Group& group = analysis.groups[static_cast<std::size_t>(at)];
+      means(at, variable) = sums.Mean(group.level, variable);
+      sum += group.weight * means(at, variable);
+      const double offset = origin[static_cast<std::size_t>(variable)];
+      group.means.push_back(static_cast<double>(means(at, variable) + offset));
+    }
+    means.col(variable).array() -= sum / analysis.weight;
+  }
+  return means;
+}
+
+VectorXd Weights(const GroupAnalysis& analysis) {
+  VectorXd weights(static_cast<Index>(analysis.groups.size()));
+  std::transform(analysis.groups.begin(), analysis.groups.end(), weights.begin(),
+                 [](const Group& group) { return group.weight; });
+  return weights;
+}
+
+LongMatrix SumBetween(const LongMatrix& means, const VectorXd& weights) {
+  const LongMatrix weighted = weights.cast<long double>().asDiagonal() * means;
+  LongMatrix between(means.cols(), means.cols());
+  between.triangularView<Eigen::Lower>() = weighted.transpose() * means;
+  return between.selfadjointView<Eigen::Lower>();
+}
+
+void TestEachVariable(double df, GroupAnalysis& analysis) {
+  const double h = static_cast<double>(analysis.groups.size()) - 1.0;
+  for (std::size_t variable = 0; variable < analysis.within.rows; ++variable) {
+    const double between = analysis.between.At(variable, variable) / h;
+    const double within = analysis.within.At(variable, variable) / df;
+    analysis.univariate.push_back(TestF(between / within, h, df));
+  }
+}
+
+/// The functions from the groups' centred means. With S = D L L′ D and B = Z′Z, the problem B v = λ (N − g) S v
+/// is that of the singular values √λ and left singular vectors u = L′ D v of L⁻¹ D⁻¹ Z′ ÷ √(N − g). So no product
+/// is formed that would square the condition number, and a small eigenvalue keeps its digits beside a large one.
+CanonicalFunctions Separate(const Cholesky& pooled, const LongMatrix& means, const VectorXd& weights,
+                            double df) {
+  const MatrixXd roots = (weights / df).cwiseSqrt().asDiagonal() * means.cast<double>();
+  MatrixXd scaled = pooled.Scale().cwiseInverse().asDiagonal() * roots.transpose();
+  const auto lower = pooled.Lower().triangularView<Eigen::Lower>();
+  lower.solveInPlace(scaled);
+
+  const Eigen::BDCSVD<MatrixXd> svd(scaled, Eigen::ComputeThinU);
+  const Index count = std::min(means.cols(), means.rows() - 1);
+  const VectorXd values = svd.singularValues().head(count);
+  const VectorXd eigenvalues = values.array().square();
+  MatrixXd standardised = svd.matrixU().leftCols(count);
+  MatrixXd structure = lower * standardised;
+  pooled.Lower().transpose().triangularView<Eigen::Upper>().solveInPlace(standardised);
+  for (Index function = 0; function < count; ++function) {
+    Index largest = 0;
+    standardised.col(function).cwiseAbs().maxCoeff(&largest);
+    if (standardised(largest, function) > 0.0) continue;
+    standardised.col(function) = -standardised.col(function);
+    structure.col(function) = -structure.col(function);
+  }
+  return {.eigenvalues = FromEigen(eigenvalues),
+          .proportions = FromEigen(VectorXd(eigenvalues / eigenvalues.sum())),
+          .correlations = FromEigen(VectorXd(values.array() / (1.0 + eigenvalues.array()).sqrt())),
+          .standardised = FromEigen(standardised),
+          .structure = FromEigen(MatrixXd(structure.cwiseMax(-1.0).cwiseMin(1.0)))};
+}
+
+/// Coefficients S⁻¹m and constants ln prior − ½ m′S⁻¹m, from y = L⁻¹ D⁻¹ m: m′S⁻¹m = y′y.
+ClassificationFunctions Classify(const Cholesky& pooled, const GroupAnalysis& analysis, Priors priors) {
+  const VectorXd inverseScale = pooled.Scale().cwiseInverse();
+  const auto groups = static_cast<Index>(analysis.groups.size());
+  ClassificationFunctions functions;
+  MatrixXd coefficients(inverseScale.size(), groups);
+  for (Index at = 0; at < groups; ++at) {
+    const Group& group = analysis.groups[static_cast<std::size_t>(at)];
+    const Eigen::Map<const VectorXd> mean(group.means.data(), inverseScale.size());
+    VectorXd solved = inverseScale.cwiseProduct(mean);
+    pooled.Lower().triangularView<Eigen::Lower>().solveInPlace(solved);
+    const double prior =
+        priors == Priors::kSize ? group.weight / analysis.weight : 1.0 / static_cast<double>(groups);
+    functions.priors.push_back(prior);
+    functions.constants.push_back(std::log(prior) - 0.5 * solved.squaredNorm());
+    pooled.Lower().transpose().triangularView<Eigen::Upper>().solveInPlace(solved);
+    coefficients.col(at) = inverseScale.cwiseProduct(solved);
+  }
+  functions.coefficients = FromEigen(coefficients);
+  return functions;
+}
+
+/// Variables whose sums of squares are beyond a double.
+std::vector<std::size_t> Overflown(const Matrix& total) {
+  std::vector<std::size_t> variables;
+  for (std::size_t variable = 0; variable < total.rows; ++variable)
+    if (!std::isfinite(total.At(variable, variable))) variables.push_back(variable);
+  return variables;
+}
+
+}  // namespace
+
+GroupAnalysis AnalyseGroups(const vexa::DiscIndividualMatrix& matrix, const std::vector<double>& origin,
+                            const std::vector<std::uint64_t>& rows, Priors priors) {
+  const GroupSums sums(matrix);
+  GroupAnalysis analysis;
+  FindGroups(sums, rows, analysis);
+  const LongMatrix within = SumWithin(sums, analysis);
+  const LongMatrix means = CentredMeans(sums, origin, analysis);
+  const VectorXd weights = Weights(analysis);
+  const LongMatrix between = SumBetween(means, weights);
+  analysis.within = FromEigen(MatrixXd(within.cast<double>()));
+  analysis.between = FromEigen(MatrixXd(between.cast<double>()));
+  analysis.total = FromEigen(MatrixXd((within + between).cast<double>()));
+
+  const double df = analysis.weight - static_cast<double>(analysis.groups.size());
+  const MatrixXd covariance = df > 0.0 ? MatrixXd((within / df).cast<double>())
+                                       : MatrixXd::Constant(within.rows(), within.cols(), kUndefined);
+  analysis.covariance = FromEigen(covariance);
+  TestEachVariable(df, analysis);
+
+  Singularity& singularity = analysis.singularity;
+  singularity.isTooLight = !(df > 0.0);
+  singularity.overflown = Overflown(analysis.total);
+  if (singularity.IsThere()) return analysis;
+  const Cholesky pooled(covariance);
+  singularity.constant = pooled.Constant();
+  singularity.dependent = pooled.Dependent();
+  if (singularity.IsThere()) return analysis;
+
+  if (analysis.groups.size() > 1) {
+    analysis.canonical = Separate(pooled, means, weights, df);
+    double logLambda = 0.0;
+    for (const double eigenvalue : analysis.canonical->eigenvalues) logLambda -= std::log1p(eigenvalue);
+    analysis.wilks = TestWilks(logLambda, static_cast<double>(means.cols()),
+                               static_cast<double>(analysis.groups.size()), analysis.weight);
+  }
+  analysis.classification = Classify(pooled, analysis, priors);
+  return analysis;
+}
+
+}  // namespace derive

@@ -1,0 +1,40 @@
+#ifndef HOST_DERIVE_GROUPSUMS_H
+#define HOST_DERIVE_GROUPSUMS_H
+
+#include <Eigen/Core>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "vexa/DscIndividualMatrix.h"
+
+namespace derive {
+
+/// Each group's weight, means and centred sums, from its raw sums.
+///
+/// Raw sums of squares about a far origin lose the digits that origin and spread are apart, so the host moves the
+/// origin of its variables near their values first. What is left is formed with the digits of a long double.
+class GroupSums {
+ public:
+  /// The matrix must hold data and stay where it is.
+  explicit GroupSums(const vexa::DiscIndividualMatrix& matrix);
+
+  Eigen::Index Variables() const { return _matrix.NVar(); }
+  std::size_t Groups() const { return static_cast<std::size_t>(_matrix.NGroup()); }
+
+  double Weight(std::size_t group) const;
+  /// Of a group with weight, about the moved origin.
+  long double Mean(std::size_t group, Eigen::Index variable) const;
+  /// Σ w (x − mean x)(y − mean y) within a group with weight, every pair of variables. A variable whose sum of squares
+  /// is within the rounding of its raw sums is constant in the group, and all its cells are exactly 0.
+  Eigen::MatrixXd Scatter(std::size_t group) const;
+
+ private:
+  double Cell(Eigen::Index row, Eigen::Index col, std::size_t group) const;
+
+  const vexa::DiscIndividualMatrix& _matrix;
+};
+
+}  // namespace derive
+
+#endif

@@ -1,0 +1,288 @@
+// The analysis of groups against its definitions, written with determinants and inverses over centred rows, and
+// what is left of it when something cannot be inverted.
+
+#include "derive/groups.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <Eigen/Dense>
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "vexa/databatchbygroup.h"
+
+namespace derive_test {
+namespace {
+
+using derive::GroupAnalysis;
+using derive::Matrix;
+using Eigen::MatrixXd;
+using Eigen::VectorXd;
+using testing::DoubleNear;
+using testing::ElementsAre;
+using testing::Pointwise;
+
+struct Case {
+  unsigned int level;
+  double weight;
+  VectorXd values;
+};
+
+/// Sums the cases in the order given and analyses them.
+GroupAnalysis Analyse(const std::vector<Case>& cases, unsigned int levels,
+                      derive::Priors priors = derive::Priors::kEqual, double origin = 0.0) {
+  const auto variables = static_cast<unsigned int>(cases.front().values.size());
+  double weight = 0.0;
+  unsigned int level = 0;
+  vexa::DataBatchByGroup batch(variables, static_cast<unsigned int>(cases.size()), &weight, nullptr, &level,
+                               levels);
+  std::vector<std::uint64_t> rows(levels);
+  for (const Case& one : cases) {
+    std::transform(one.values.begin(), one.values.end(), batch.NextRow(),
+                   [&](double value) { return value - origin; });
+    weight = one.weight;
+    level = one.level;
+    batch.AddRow();
+    ++rows[level];
+  }
+  batch.SortByGroup();
+  vexa::DiscIndividualMatrix matrix(static_cast<int>(levels), static_cast<int>(variables));
+  matrix += batch;
+  return derive::AnalyseGroups(matrix, std::vector<double>(variables, origin), rows, priors);
+}
+
+/// Groups that differ in their means and in their spreads; level 1 of four stays empty.
+std::vector<Case> SomeCases(unsigned int seed, unsigned int levels, Eigen::Index variables, int count) {
+  std::mt19937_64 random(seed);
+  std::normal_distribution<double> normal;
+  const MatrixXd noise = MatrixXd::NullaryExpr(variables, variables, [&] { return normal(random); });
+  const MatrixXd mix = MatrixXd::Identity(variables, variables) + 0.3 * noise;
+  std::vector<Case> cases;
+  for (int row = 0; row < count; ++row) {
+    const auto level = static_cast<unsigned int>(row) % levels;
+    if (levels == 4 && level == 1) continue;
+    VectorXd values = mix * VectorXd::NullaryExpr(variables, [&] { return normal(random); });
+    values = (1.0 + 0.3 * level) * values.array() + 0.5 * level;
+    values(0) += level == 0 ? 3.0 : 0.0;
+    cases.push_back({level, 0.5 + row % 3, values});
+  }
+  return cases;
+}
+
+MatrixXd ToEigen(const Matrix& matrix) {
+  return Eigen::Map<const Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>>(
+      matrix.cells.data(), static_cast<Eigen::Index>(matrix.rows), static_cast<Eigen::Index>(matrix.cols));
+}
+
+VectorXd ToEigen(const std::vector<double>& list) {
+  return Eigen::Map<const VectorXd>(list.data(), static_cast<Eigen::Index>(list.size()));
+}
+
+/// Σ w (x − mean)(x − mean)′ over the cases that belong.
+struct Moments {
+  double weight = 0.0;
+  VectorXd mean;
+  MatrixXd scatter;
+
+  template <class Belongs>
+  Moments(const std::vector<Case>& cases, Belongs belongs)
+      : mean(VectorXd::Zero(cases.front().values.size())) {
+    scatter = mean * mean.transpose();
+    for (const Case& one : cases) {
+      if (!belongs(one)) continue;
+      weight += one.weight;
+      mean += one.weight * one.values;
+    }
+    mean /= weight;
+    for (const Case& one : cases) {
+      if (belongs(one)) scatter += one.weight * (one.values - mean) * (one.values - mean).transpose();
+    }
+  }
+};
+
+void ExpectClose(const MatrixXd& actual, const MatrixXd& expected, double tolerance = 1e-10) {
+  ASSERT_EQ(actual.rows(), expected.rows());
+  ASSERT_EQ(actual.cols(), expected.cols());
+  EXPECT_LE((actual - expected).norm(), tolerance * (expected.norm() + 1e-3)) << actual << "\n\n" << expected;
+}
+
+TEST(Groups, AgreeWithTheirDefinitions) {
+  for (unsigned int seed = 0; seed < 40; ++seed) {
+    SCOPED_TRACE(seed);
+    const unsigned int levels = 2 + seed % 3;
+    const Eigen::Index variables = 1 + seed % 6;
+    const std::vector<Case> cases = SomeCases(seed, levels, variables, 120);
+    const GroupAnalysis analysis = Analyse(cases, levels, derive::Priors::kSize, seed % 2 * 0.25);
+    const auto groups = static_cast<double>(analysis.groups.size());
+    ASSERT_EQ(analysis.groups.size(), levels == 4 ? 3U : levels);
+    EXPECT_EQ(analysis.emptyLevels.size(), levels == 4 ? 1U : 0U);
+
+    const Moments all(cases, [](const Case&) { return true; });
+    MatrixXd within = MatrixXd::Zero(variables, variables);
+    double m = 0.0;
+    for (const derive::Group& group : analysis.groups) {
+      const Moments own(cases, [&](const Case& one) { return one.level == group.level; });
+      within += own.scatter;
+      const MatrixXd covariance = own.scatter / (own.weight - 1.0);
+      m -= (own.weight - 1.0) * std::log(covariance.determinant());
+      EXPECT_NEAR(group.weight, own.weight, 1e-12);
+      ExpectClose(ToEigen(group.means), own.mean);
+      ExpectClose(ToEigen(group.deviations), covariance.diagonal().cwiseSqrt());
+    }
+    const double df = all.weight - groups;
+    const MatrixXd s = within / df;
+    const MatrixXd between = all.scatter - within;
+    ExpectClose(ToEigen(analysis.within), within);
+    ExpectClose(ToEigen(analysis.between), between);
+    ExpectClose(ToEigen(analysis.total), all.scatter);
+    ExpectClose(ToEigen(analysis.covariance), s);
+    EXPECT_NEAR(analysis.wilks->lambda, within.determinant() / all.scatter.determinant(), 1e-10);
+    EXPECT_NEAR(analysis.box.m, m + df * std::log(s.determinant()), 1e-8);
+    EXPECT_THAT(analysis.box.leftOut, testing::IsEmpty());
+
+    const derive::CanonicalFunctions& canonical = *analysis.canonical;
+    const VectorXd eigenvalues = ToEigen(canonical.eigenvalues);
+    ASSERT_EQ(eigenvalues.size(), std::min<Eigen::Index>(variables, static_cast<Eigen::Index>(groups) - 1));
+    EXPECT_TRUE(std::is_sorted(eigenvalues.begin(), eigenvalues.end(), std::greater<>()));
+    const MatrixXd v = s.diagonal().cwiseSqrt().cwiseInverse().asDiagonal() * ToEigen(canonical.standardised);
+    ExpectClose(v.transpose() * s * v, MatrixXd::Identity(v.cols(), v.cols()));
+    ExpectClose(between * v, within * v * eigenvalues.asDiagonal(), 1e-9);
+    ExpectClose(ToEigen(canonical.structure), s.diagonal().cwiseSqrt().cwiseInverse().asDiagonal() * s * v);
+    for (Eigen::Index function = 0; function < v.cols(); ++function) {
+      const VectorXd column = ToEigen(canonical.standardised).col(function);
+      EXPECT_EQ(column.maxCoeff(), column.cwiseAbs().maxCoeff());
+      EXPECT_NEAR(canonical.correlations[static_cast<std::size_t>(function)],
+                  std::sqrt(eigenvalues(function) / (1.0 + eigenvalues(function))), 1e-12);
+    }
+
+    const derive::ClassificationFunctions& functions = *analysis.classification;
+    for (std::size_t at = 0; at < analysis.groups.size(); ++at) {
+      const VectorXd mean = ToEigen(analysis.groups[at].means);
+      const VectorXd coefficients = ToEigen(functions.coefficients).col(static_cast<Eigen::Index>(at));
+      ExpectClose(s * coefficients, mean, 1e-9);
+      EXPECT_NEAR(functions.priors[at], analysis.groups[at].weight / all.weight, 1e-12);
+      EXPECT_NEAR(functions.constants[at], std::log(functions.priors[at]) - 0.5 * mean.dot(coefficients),
+                  1e-8);
+    }
+  }
+}
+
+// With one variable Rao's F is that of the variable, and with two groups its statistic is exact too.
+TEST(Groups, OneVariableOrTwoGroupsHaveAnExactF) {
+  const GroupAnalysis one = Analyse(SomeCases(1, 3, 1, 60), 3);
+  EXPECT_NEAR(one.wilks->test.f, one.univariate[0].f, 1e-10);
+  EXPECT_EQ(one.wilks->test.df1, one.univariate[0].df1);
+  EXPECT_NEAR(one.wilks->test.df2, one.univariate[0].df2, 1e-10);
+  const GroupAnalysis two = Analyse(SomeCases(1, 2, 3, 60), 2);
+  EXPECT_EQ(two.wilks->test.df1, 3.0);
+  EXPECT_NEAR(two.wilks->test.df2, two.weight - 4.0, 1e-10);
+  EXPECT_NEAR(two.wilks->test.f, (1.0 - two.wilks->lambda) / two.wilks->lambda * two.wilks->test.df2 / 3.0,
+              1e-9);
+}
+
+// Both of Box's approximations by F stay close to his χ² with the same scale factor.
+TEST(Groups, BoxesApproximationsAgree) {
+  for (const Eigen::Index variables : {1, 2, 5}) {
+    const derive::BoxTest box = Analyse(SomeCases(3, 3, variables, 600), 3).box;
+    const double p =
+        derive::TestF(box.m / box.test.df1, box.test.df1, std::numeric_limits<double>::infinity()).p;
+    EXPECT_NEAR(box.test.p, p, 0.02 * p + 1e-3);
+  }
+}
+
+TEST(Groups, TailsOfF) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  EXPECT_NEAR(derive::TestF(4.351243503329, 1, 20).p, 0.05, 1e-12);
+  EXPECT_NEAR(derive::TestF(3.841458820694, 1, kInfinity).p, 0.05, 1e-12);
+  EXPECT_EQ(derive::TestF(0, 1, 20).p, 1.0);
+  EXPECT_LT(derive::TestF(1e4, 3, 100).p, 1e-90);
+  EXPECT_TRUE(std::isnan(derive::TestF(2, 1, 0).p));
+  EXPECT_TRUE(std::isnan(derive::TestF(2, 0, 5).f));
+  EXPECT_TRUE(std::isnan(derive::TestF(NAN, 1, 5).p));
+  EXPECT_TRUE(std::isnan(derive::TestF(kInfinity, 1, 5).f));
+  EXPECT_EQ(derive::TestF(NAN, 1, 5).df2, 5.0);
+}
+
+// Units and origin of the variables change nothing that has none.
+TEST(Groups, DoNotDependOnUnits) {
+  std::vector<Case> cases = SomeCases(5, 3, 3, 90);
+  const GroupAnalysis before = Analyse(cases, 3);
+  for (Case& one : cases) one.values = one.values.cwiseProduct(VectorXd{{1e6, -1.0, 1e-7}});
+  const GroupAnalysis after = Analyse(cases, 3);
+  EXPECT_NEAR(after.wilks->lambda, before.wilks->lambda, 1e-12);
+  EXPECT_NEAR(after.box.m, before.box.m, 1e-8);
+  EXPECT_THAT(after.canonical->eigenvalues, Pointwise(DoubleNear(1e-10), before.canonical->eigenvalues));
+  ExpectClose(ToEigen(after.canonical->structure).cwiseAbs(),
+              ToEigen(before.canonical->structure).cwiseAbs());
+}
+
+TEST(Groups, NameWhatIsSingularAndKeepTheRest) {
+  const auto change = [](auto values) {
+    std::vector<Case> cases = SomeCases(6, 3, 4, 90);
+    for (Case& one : cases) values(one);
+    return Analyse(cases, 3);
+  };
+  // One value in each group, but not the same, and none that raw sums hold exactly.
+  const GroupAnalysis constant = change([](Case& one) { one.values(1) = 0.1 + 0.2 * one.level; });
+  EXPECT_THAT(constant.singularity.constant, ElementsAre(1));
+  EXPECT_THAT(constant.singularity.dependent, ElementsAre());
+  EXPECT_FALSE(constant.wilks || constant.canonical || constant.classification);
+  EXPECT_EQ(constant.within.At(1, 1), 0.0);
+  EXPECT_EQ(constant.groups[2].deviations[1], 0.0);
+  EXPECT_GT(constant.between.At(1, 1), 0.0);
+  EXPECT_TRUE(std::isnan(constant.univariate[1].f));
+  EXPECT_GT(constant.univariate[0].f, 0.0);
+  EXPECT_EQ(constant.box.leftOut.size(), 3U);
+  EXPECT_EQ(constant.box.leftOut[2].variable, 1U);
+  EXPECT_TRUE(std::isnan(constant.box.m));
+
+  const GroupAnalysis dependent = change([](Case& one) {
+    one.values(1) = 3 * one.values(0);
+    one.values(3) = one.values(0) - 2 * one.values(2) + 7;
+  });
+  EXPECT_THAT(dependent.singularity.dependent, ElementsAre(1, 3));
+  EXPECT_GT(dependent.univariate[3].f, 0.0);
+
+  const GroupAnalysis huge = change([](Case& one) { one.values(2) *= 1e200; });
+  EXPECT_THAT(huge.singularity.overflown, ElementsAre(2));
+  EXPECT_GT(huge.univariate[0].f, 0.0);
+}
+
+TEST(Groups, SmallGroupsOnlyStayOutOfBoxesTest) {
+  std::vector<Case> cases = SomeCases(7, 3, 2, 90);
+  const double before = Analyse(cases, 3).box.m;
+  for (const double value : {1.0, 4.0}) cases.push_back({3, 1.0, VectorXd{{value, 2.0 * value}}});
+  cases.push_back({4, 1.0, VectorXd{{1.0, 1.0}}});
+  const GroupAnalysis analysis = Analyse(cases, 5);
+  EXPECT_TRUE(analysis.wilks && analysis.canonical && analysis.classification);
+  ASSERT_EQ(analysis.box.leftOut.size(), 2U);
+  EXPECT_EQ(analysis.box.leftOut[0].group, 3U);
+  EXPECT_EQ(analysis.box.leftOut[0].variable, 1U);
+  EXPECT_FALSE(analysis.box.leftOut[1].variable.has_value());
+  EXPECT_NEAR(analysis.box.m, before, 1e-9) << "formed anew from the other groups";
+  EXPECT_TRUE(std::isnan(analysis.groups[4].deviations[0]));
+}
+
+TEST(Groups, OneGroupOrTooLittleWeight) {
+  std::vector<Case> cases = SomeCases(8, 2, 2, 40);
+  std::erase_if(cases, [](const Case& one) { return one.level == 1; });
+  const GroupAnalysis one = Analyse(cases, 2);
+  EXPECT_THAT(one.emptyLevels, ElementsAre(1));
+  EXPECT_FALSE(one.wilks || one.canonical);
+  EXPECT_TRUE(one.classification.has_value());
+  EXPECT_TRUE(std::isnan(one.univariate[0].f));
+  EXPECT_GT(one.covariance.At(0, 0), 0.0);
+
+  for (Case& light : cases) light.weight = 1.0 / 64;
+  const GroupAnalysis light = Analyse(cases, 2);
+  EXPECT_TRUE(light.singularity.isTooLight);
+  EXPECT_TRUE(std::isnan(light.covariance.At(0, 0)));
+  EXPECT_GT(light.within.At(0, 0), 0.0);
+}
+
+}  // namespace
+}  // namespace derive_test
