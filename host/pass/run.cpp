@@ -162,7 +162,7 @@ void Problem::Keep(std::exception_ptr fault, std::uint64_t chunk) {
 Outcome Problem::Finish() {
   std::unique_ptr<Partial> partial = _tree.TakeBefore(_fault ? _faultChunk : _chunks);
   if (partial != nullptr)
-    if (const auto fault = partial->Fault()) throw *fault;
+    if (const auto fault = partial->Fault()) throw table::InputError(*fault);
   if (_fault) std::rethrow_exception(_fault);
   return {std::move(partial), _complete};
 }

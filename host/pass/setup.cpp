@@ -23,6 +23,7 @@ Shape ShapeOf(Kind kind, const Columns& columns, const Levels* levels) {
 
 std::vector<double> Origins(const table::Input& input, const std::vector<std::size_t>& variables) {
   std::vector<double> origins;
+  origins.reserve(variables.size());
   for (const std::size_t col : variables) origins.push_back(Origin(input.Columns()[col].sample));
   return origins;
 }

@@ -95,7 +95,7 @@ TEST(Levels, AreFoundInAnyKindOfFile) {
   const Sheet sheet = MakeSheet(random, 400, 2);
   const TempFile file(sheet.Text());
   const TempFile behind("front" + sheet.Text());
-  for (const unsigned int threads : {1, 3, 16}) {
+  for (const unsigned int threads : {1U, 3U, 16U}) {
     Feed feed(sheet.Text(), 1'000);
     const pass::Files piped({feed.Path()});
     const pass::Files named({file.Path()});
@@ -125,7 +125,7 @@ TEST(Levels, FailOnTheFirstFault) {
   };
   const pass::Columns byText{.variables = {0}, .group = 1};
   const std::string tooMany = "column g: has more than 20 distinct values, too many for groups";
-  for (const unsigned int threads : {1, 2, 7, 16}) {
+  for (const unsigned int threads : {1U, 2U, 7U, 16U}) {
     EXPECT_EQ(FindMessage(rows(40, "x,g\n"), byText, threads, 20), "");
     EXPECT_EQ(FindMessage(rows(41, "x,g\n"), byText, threads, 19),
               "column g: has more than 19 distinct values, too many for groups");

@@ -73,8 +73,8 @@ TEST(Extremes, DoNotDependOnTheOrder) {
 
 TEST(ChunkRows, FollowTheShapeAlone) {
   EXPECT_EQ(pass::ChunkRows(20, 0), pass::ChunkRows(20, 1));
-  for (const std::uint64_t columns : {1, 5, 20, 100, 1'000, 30'000}) {
-    for (const std::uint64_t groups : {0, 3, 100, 1'000, 100'000}) {
+  for (const std::uint64_t columns : {1U, 5U, 20U, 100U, 1'000U, 30'000U}) {
+    for (const std::uint64_t groups : {0U, 3U, 100U, 1'000U, 100'000U}) {
       const std::uint64_t rows = pass::ChunkRows(columns, groups);
       EXPECT_EQ(rows % 16, 8U) << "an odd number of cache lines";
       const std::uint64_t wanted = std::max<std::uint64_t>(columns < 8'000 ? 1'000 : 250, 32 * groups);

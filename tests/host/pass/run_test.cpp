@@ -64,8 +64,8 @@ std::string Message(const Scenario& scenario) {
 // Two chunks fail. Whichever does so sooner, and whether or not the other one is read at all, the first is told. The
 // pauses make both orders likely; the outcome does not depend on them.
 TEST(Run, TellsTheFirstFaultInTheOrderOfTheChunks) {
-  for (const unsigned int threads : {1, 2, 3, 7, 16}) {
-    for (const std::uint64_t slow : {3, 5}) {
+  for (const unsigned int threads : {1U, 2U, 3U, 7U, 16U}) {
+    for (const std::uint64_t slow : {3U, 5U}) {
       const auto visit = [&](std::uint64_t number) {
         if (number != 3 && number != 5) return;
         std::this_thread::sleep_for(std::chrono::milliseconds(number == slow ? 10 : 1));
@@ -82,7 +82,7 @@ TEST(Run, TellsTheFirstFaultInTheOrderOfTheChunks) {
 }
 
 TEST(Run, ReadsNoFurtherThanNeeded) {
-  for (const unsigned int threads : {1, 2, 16}) {
+  for (const unsigned int threads : {1U, 2U, 16U}) {
     std::atomic<std::uint64_t> visited = 0;
     const auto count = [&](std::uint64_t) { ++visited; };
     EXPECT_EQ(Message({.threads = threads, .most = 1, .visit = count}), "too many");
