@@ -121,6 +121,27 @@ void Squares(const Columns& run, const double* weights, double* squares) {
   }
 }
 
+void Extremes(const Columns& run, double missing, double* mins, double* maxs) {
+  const Vector code = Broadcast(missing);
+  for (std::size_t first = 0; first < run.columns; first += kLanes) {
+    Mask waiting = Mask{} == Mask{};
+    Vector min{};
+    Vector max{};
+    ForEachRow(ColumnGroup(run, first), 0, run.rows, [&](std::size_t, Vector x) {
+      const Mask present = x != code;
+      const Mask begins = present & waiting;
+      waiting &= ~present;
+      min = begins | (present & (x < min)) ? x : min;
+      max = begins | (present & (x > max)) ? x : max;
+    });
+    for (std::size_t lane = 0; lane < kLanes && first + lane < run.columns; ++lane) {
+      if (waiting[lane]) continue;
+      mins[first + lane] = min[lane];
+      maxs[first + lane] = max[lane];
+    }
+  }
+}
+
 /// Sums within groups go to a table in cache, group after group: two vectors of sums and two of squares for two
 /// groups of columns at a time, because two rows of the same group must wait for each other.
 constexpr std::size_t kTableWidth = 4 * kLanes;

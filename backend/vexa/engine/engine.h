@@ -18,8 +18,9 @@ struct Columns {
 };
 
 /// Which cells of left × right exist. In a triangle both sides are the same run and the left column is the
-/// later one.
-enum class Shape { kTriangle, kStrictTriangle, kRectangle };
+/// later one. Staircase is a rectangle of which left column k has only the first widths[k] cells, never fewer than
+/// the one before it.
+enum class Shape { kTriangle, kStrictTriangle, kRectangle, kStaircase };
 
 /// Σ (w·left)·right over the rows for every cell, packed row by row; cell k is written to cells[k × cellStride].
 struct CrossProducts {
@@ -29,7 +30,9 @@ struct CrossProducts {
   const double* weights;  ///< null: every row weighs 1
   double* cells;
   std::size_t cellStride;
-  const double* means;  ///< null, or those of a triangle's columns, on which they are centred in passing
+  const double* means = nullptr;  ///< those of a triangle's columns, on which they are centred in passing
+  const std::size_t* widths = nullptr;  ///< of a staircase
+  bool resume = false;                  ///< the cells hold the sums over the rows before these
 };
 
 /// Mean and extremes of every column.
@@ -106,6 +109,12 @@ struct Kernels {
 
   /// Writes the presence bits of a column: its values that do not equal `missing`.
   void (*presence)(const double* x, std::size_t rows, double missing, std::uint64_t* present);
+  /// Writes the present ones among `rows` values, less `shift`, one behind the other and returns their number; `to`
+  /// has room for all of them and kMaxPairLanes more.
+  std::size_t (*compact)(const double* x, const std::uint64_t* present, std::size_t rows, double shift,
+                         double* to);
+  /// The extremes of the present values of each column; mins and maxs keep what they hold where there are none.
+  void (*extremes)(const Columns& run, double missing, double* mins, double* maxs);
 
   std::size_t pairLanes;
   std::size_t (*pairScratch)(const Pairs& job);

@@ -92,6 +92,8 @@ class PairKernel {
   }
 
  private:
+  static constexpr bool kUnit = !kCase && !kReg;
+
   std::size_t Words() const { return (_panel.rows + kWordRows - 1) / kWordRows; }
   const std::uint64_t* Present(std::size_t first) const {
     return _job.firstPresent[first] + _panel.row / kWordRows;
@@ -274,10 +276,10 @@ class PairKernel {
         const Vector y = Load(_panel.values + k * kPairLanes + v * kLanes);
         const Mask present = y != missing;
         const Vector e = y - mean1[v];
-        AddWhere(css1[v], present, (combined * e) * e);
+        AddWhere(css1[v], present, (kUnit ? e : combined * e) * e);
         if (kPair) {
           const Vector d = Broadcast(x[k]) - mean0[v];
-          const Vector weighted = combined * d;
+          const Vector weighted = kUnit ? d : combined * d;
           AddWhere(css0[v], present, weighted * d);
           AddWhere(cscp[v], present, weighted * e);
         }
@@ -320,12 +322,43 @@ void PairsOf(const Pairs& job, PairSums* results, double* scratch) {
 }
 
 void Presence(const double* x, std::size_t rows, double missing, std::uint64_t* present) {
+  const Vector code = Broadcast(missing);
   for (std::size_t row = 0; row < rows; row += kWordRows) {
     const std::size_t count = rows - row < kWordRows ? rows - row : kWordRows;
+    if (count == kWordRows) {
+      Mask any{};
+      for (std::size_t k = 0; k < kWordRows; k += kLanes) any |= Load(x + row + k) == code;
+      if (!Any(any)) {
+        present[row / kWordRows] = ~std::uint64_t{0};
+        continue;
+      }
+    }
     std::uint64_t bits = 0;
     for (std::size_t k = 0; k < count; ++k) bits |= static_cast<std::uint64_t>(x[row + k] != missing) << k;
     present[row / kWordRows] = bits;
   }
+}
+
+std::size_t Compact(const double* x, const std::uint64_t* present, std::size_t rows, double shift,
+                    double* to) {
+  double* const begin = to;
+  for (std::size_t row = 0; row < rows; row += kWordRows) {
+    std::uint64_t bits = present[row / kWordRows];
+#if VEXA_ENGINE_LANES == 8
+    std::size_t k = row;
+    for (; k + kLanes <= rows && bits != 0; k += kLanes, bits >>= kLanes) {
+      const auto mask = static_cast<unsigned char>(bits);
+      Store(to, __builtin_ia32_compressdf512_mask(Load(x + k) - Broadcast(shift), Vector{}, mask));
+      to += __builtin_popcount(mask);
+    }
+    const std::size_t base = k;
+#else
+    const std::size_t base = row;
+#endif
+    for (; bits != 0; bits &= bits - 1)
+      *to++ = x[base + static_cast<std::size_t>(__builtin_ctzll(bits))] - shift;
+  }
+  return static_cast<std::size_t>(to - begin);
 }
 
 }  // namespace VEXA_ENGINE_LEVEL

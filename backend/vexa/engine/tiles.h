@@ -23,6 +23,8 @@ constexpr std::size_t kRightBlock = 480;
 static_assert(kLeftBlock % kTileRows == 0 && kRightBlock % kTileLanes == 0);
 static_assert(kRightBlock % kTileRows == 0);
 
+inline bool IsTriangle(Shape shape) { return shape == Shape::kTriangle || shape == Shape::kStrictTriangle; }
+
 inline std::size_t Min(std::size_t a, std::size_t b) { return a < b ? a : b; }
 inline std::size_t RoundUp(std::size_t x, std::size_t unit) { return (x + unit - 1) / unit * unit; }
 
@@ -39,6 +41,7 @@ struct Destination {
   std::size_t Width(std::size_t left) const {
     if (job.shape == Shape::kTriangle) return left + 1;
     if (job.shape == Shape::kStrictTriangle) return left;
+    if (job.shape == Shape::kStaircase) return job.widths[left];
     return job.right.columns;
   }
 };
@@ -85,7 +88,7 @@ class LeftBlock {
       : _packed(packed), _job(job), _first(first), _columns(columns) {}
 
   void Pack(const RightBlock& right, std::size_t row, std::size_t rows) {
-    const bool packedAlready = _job.shape != Shape::kRectangle && _first >= right.First() &&
+    const bool packedAlready = IsTriangle(_job.shape) && _first >= right.First() &&
                                _first + _columns <= right.First() + right.Columns();
     for (std::size_t col = 0; col < _columns; col += kLanes) {
       double* to = Panel(col / kTileRows * kTileRows) + col % kTileRows;
@@ -239,12 +242,12 @@ class CrossProductRun {
     const std::size_t rows = _job.left.rows;
     for (std::size_t first = 0; first < _job.right.columns; first += kRightBlock) {
       RightBlock right(_right, _job.right, first, Min(kRightBlock, _job.right.columns - first));
-      const std::size_t firstLeft = _job.shape == Shape::kRectangle ? 0 : first;
+      const std::size_t firstLeft = IsTriangle(_job.shape) ? first : 0;
       for (std::size_t row = 0; row < rows; row += kChunkRows) {
-        _first = row == 0;
+        _first = row == 0 && !_job.resume;
         _last = rows - row <= kChunkRows;
         const std::size_t chunk = Min(kChunkRows, rows - row);
-        if (_job.shape != Shape::kRectangle && _job.left.columns <= kLeftBlock) {
+        if (IsTriangle(_job.shape) && _job.left.columns <= kLeftBlock) {
           LeftBlock left(_left, _job, 0, _job.left.columns);
           PackTogether(_job, right, left, row, chunk);
           Multiply(left, right, chunk);
