@@ -65,7 +65,7 @@ void NSMatrixListwise::Data::Update(const Data& d) {
   const PooledMeans means(_means, _regWeightSum, d._means, d._regWeightSum);
   PoolExtremes(_mins, _maxs, d._mins, d._maxs);
   for (std::size_t col = 0; col < _ss.size(); ++col) {
-    _ss[col] = PooledSquare(_ss[col], d._ss[col], means.Increment(col), means.WeightA(), means.FromB(col),
+    _ss[col] = PooledSquare(_ss[col], d._ss[col], means.Increment(col), means.WeightA(), means.FromB()[col],
                             means.WeightB());
   }
 
@@ -73,11 +73,11 @@ void NSMatrixListwise::Data::Update(const Data& d) {
   int xpindex = 0;
   for (int row = 0; row < _col1 - _col0; ++row) {
     // The increment of the left mean as it came out of rounding, unlike in the symmetric block.
-    const double a = means.FromA(static_cast<std::size_t>(row)) * means.WeightA();
-    const double b = means.FromB(static_cast<std::size_t>(row)) * means.WeightB();
-    for (std::size_t col = left; col < _means.size(); ++col, ++xpindex) {
-      _xp[xpindex] = PooledCell(_xp[xpindex], d._xp[xpindex], means.FromA(col), a, means.FromB(col), b);
-    }
+    const double a = means.FromA()[row] * means.WeightA();
+    const double b = means.FromB()[row] * means.WeightB();
+    PoolCells(_xp + xpindex, d._xp + xpindex, means.FromA() + left, a, means.FromB() + left, b,
+              _means.size() - left);
+    xpindex += _col2 - _col1;
     assert(xpindex == (row+1)*(_col2-_col1));
   }
   assert(xpindex == (_col1-_col0)*(_col2-_col1));

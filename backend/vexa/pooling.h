@@ -25,6 +25,11 @@ inline double PooledCell(double cellA, double cellB, double fromA, double a, dou
   return ((fromA * a + cellB) + fromB * b) + cellA;
 }
 
+/// The pooled cross-products of one column i with `count` columns side by side, whose differences are fromA[k] and
+/// fromB[k]. The two parts may be the same one.
+void PoolCells(double* cellsA, const double* cellsB, const double* fromA, double a, const double* fromB,
+               double b, std::size_t count);
+
 /// One pooled sum of squares. Not PooledCell of a column with itself: here the difference is squared before
 /// the weight comes in.
 inline double PooledSquare(double squareA, double squareB, double fromA, double weightA, double fromB,
@@ -42,9 +47,15 @@ class PooledMeans {
         _meansB(meansB),
         _weightA(weightA),
         _weightB(weightB),
-        _many(meansA.size() > 1 ? new double[meansA.size()] : nullptr),
-        _means(_many ? _many.get() : &_one) {
-    for (std::size_t col = 0; col < meansA.size(); ++col) _means[col] = meansA[col] + Increment(col);
+        _many(meansA.size() > 1 ? new double[3 * meansA.size()] : nullptr),
+        _means(_many ? _many.get() : _one),
+        _fromA(_means + meansA.size()),
+        _fromB(_fromA + meansA.size()) {
+    for (std::size_t col = 0; col < meansA.size(); ++col) {
+      _means[col] = meansA[col] + Increment(col);
+      _fromA[col] = _means[col] - meansA[col];
+      _fromB[col] = _means[col] - meansB[col];
+    }
   }
   PooledMeans(const PooledMeans&) = delete;
   PooledMeans& operator=(const PooledMeans&) = delete;
@@ -57,9 +68,9 @@ class PooledMeans {
   double Increment(std::size_t col) const {
     return MeanIncrement(_meansA[col], _meansB[col], _weightB, Weight());
   }
-  /// A column's pooled mean minus its mean in A and in B.
-  double FromA(std::size_t col) const { return _means[col] - _meansA[col]; }
-  double FromB(std::size_t col) const { return _means[col] - _meansB[col]; }
+  /// Every column's pooled mean minus its mean in A and in B.
+  const double* FromA() const { return _fromA; }
+  const double* FromB() const { return _fromB; }
 
   void CopyTo(std::vector<double>& means) const { std::copy_n(_means, means.size(), means.begin()); }
 
@@ -68,9 +79,11 @@ class PooledMeans {
   const std::vector<double>& _meansB;
   double _weightA;
   double _weightB;
-  double _one = 0.0;
+  double _one[3] = {};
   std::unique_ptr<double[]> _many;
   double* _means;
+  double* _fromA;
+  double* _fromB;
 };
 
 /// Pools a packed triangle of cross-products with its diagonal. Returns the number of cells visited.
@@ -80,10 +93,9 @@ Index PoolTriangle(double* cellsA, const double* cellsB, const PooledMeans& mean
   for (Index col = 0; col < columns; ++col) {
     const auto row = static_cast<std::size_t>(col);
     const double a = means.Increment(row) * means.WeightA();
-    const double b = means.FromB(row) * means.WeightB();
-    for (std::size_t j = 0; j <= row; ++j, ++cell) {
-      cellsA[cell] = PooledCell(cellsA[cell], cellsB[cell], means.FromA(j), a, means.FromB(j), b);
-    }
+    const double b = means.FromB()[row] * means.WeightB();
+    PoolCells(cellsA + cell, cellsB + cell, means.FromA(), a, means.FromB(), b, row + 1);
+    cell += col + 1;
   }
   return cell;
 }

@@ -63,7 +63,8 @@ void SMatrixListwise::Data::Init(DataBatch& batch) {
   _weightSum = weights.weightSum;
   _regWeightSum = weights.regWeightSum;
 
-  const unsigned int written = CenterAndFillTriangle(run, weights, _means.data(), _mins.data(), _maxs.data(), _xp);
+  const unsigned int written =
+      CenterAndFillTriangle(run, weights, _means.data(), _mins.data(), _maxs.data(), _xp);
   const double* xprow = _xp + written - nCols;
   assert(xprow+nCols == _xp+nCells);
 }

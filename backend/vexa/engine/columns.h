@@ -142,6 +142,19 @@ void Extremes(const Columns& run, double missing, double* mins, double* maxs) {
   }
 }
 
+void Pool(const PooledRow& row) {
+  const Vector a = Broadcast(row.a);
+  const Vector b = Broadcast(row.b);
+  std::size_t k = 0;
+  for (; k + kLanes <= row.count; k += kLanes) {
+    const Vector pooled = (Load(row.fromA + k) * a + Load(row.cellsB + k)) + Load(row.fromB + k) * b;
+    Store(row.cellsA + k, pooled + Load(row.cellsA + k));
+  }
+  for (; k < row.count; ++k) {
+    row.cellsA[k] = ((row.fromA[k] * row.a + row.cellsB[k]) + row.fromB[k] * row.b) + row.cellsA[k];
+  }
+}
+
 /// Sums within groups go to a table in cache, group after group: two vectors of sums and two of squares for two
 /// groups of columns at a time, because two rows of the same group must wait for each other.
 constexpr std::size_t kTableWidth = 4 * kLanes;

@@ -55,6 +55,17 @@ struct GroupSums {
   double* squares;
 };
 
+/// cellsA[k] = ((fromA[k]·a + cellsB[k]) + fromB[k]·b) + cellsA[k]; both parts may be the same cells.
+struct PooledRow {
+  double* cellsA;
+  const double* cellsB;
+  const double* fromA;
+  double a;
+  const double* fromB;
+  double b;
+  std::size_t count;
+};
+
 /// Pairs of each first column with each of up to pairLanes second columns, over the rows in which both are
 /// present. Presence is one bit per row, row r of a column at bit r % 64 of word r / 64, bits behind the last row
 /// being 0.
@@ -106,6 +117,8 @@ struct Kernels {
 
   std::size_t (*groupSumScratch)(const GroupSums& job);
   void (*groupSums)(const GroupSums& job, double* scratch);
+
+  void (*pool)(const PooledRow& row);
 
   /// Writes the presence bits of a column: its values that do not equal `missing`.
   void (*presence)(const double* x, std::size_t rows, double missing, std::uint64_t* present);

@@ -20,6 +20,7 @@ const Kernels kKernels = {
     .squares = Squares,
     .groupSumScratch = GroupSumScratch,
     .groupSums = GroupSumsOf,
+    .pool = Pool,
     .presence = Presence,
     .compact = Compact,
     .extremes = Extremes,

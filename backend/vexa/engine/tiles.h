@@ -6,7 +6,7 @@
 
 /// Cross-products of many pairs of columns. A chunk of rows is packed row by row into panels, the left columns
 /// already multiplied by the weights; a register tile then keeps kTileRows × kTileLanes sums running, each lane
-/// and row of it a cell of its own. Between two chunks the sums rest in the result, which is exact.
+/// and row of it a cell of its own. Between two chunks the sums rest in memory, which is exact.
 
 namespace vexa::engine {
 namespace VEXA_ENGINE_LEVEL {
@@ -16,10 +16,11 @@ constexpr std::size_t kTileVectors = VEXA_ENGINE_TILE_VECTORS;
 constexpr std::size_t kTileLanes = kTileVectors * kLanes;
 static_assert(kTileRows % kLanes == 0 && kTileRows % 2 == 0);
 
-/// A right panel of this many rows fills half of a first-level cache; the packed blocks stay in the second.
+/// A right panel of this many rows fills half of a first-level cache; both packed blocks and the sums of all their
+/// cells, half a megabyte together, stay in the second.
 constexpr std::size_t kChunkRows = 128;
 constexpr std::size_t kLeftBlock = 96;
-constexpr std::size_t kRightBlock = 480;
+constexpr std::size_t kRightBlock = 240;
 static_assert(kLeftBlock % kTileRows == 0 && kRightBlock % kTileLanes == 0);
 static_assert(kRightBlock % kTileRows == 0);
 
@@ -180,10 +181,11 @@ inline void PackTogether(const CrossProducts& job, const RightBlock& right, cons
 /// sums[m][lane] += left[row][m] × right[row][lane] for every row of a chunk; `step` doubles lie between two
 /// rows of right.
 template <std::size_t kRows, std::size_t kVectors>
-void MultiplyTile(const double* left, const double* right, std::size_t step, std::size_t rows, double* sums) {
+void MultiplyTile(const double* left, const double* right, std::size_t step, std::size_t rows, double* sums,
+                  std::size_t sumStep) {
   Vector sum[kRows][kVectors];
   for (std::size_t m = 0; m < kRows; ++m) {
-    for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] = Load(sums + m * kTileLanes + v * kLanes);
+    for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] = Load(sums + m * sumStep + v * kLanes);
   }
   for (std::size_t row = 0; row < rows; ++row) {
     const double* factor[kVectors];
@@ -204,65 +206,58 @@ void MultiplyTile(const double* left, const double* right, std::size_t step, std
     right += step;
   }
   for (std::size_t m = 0; m < kRows; ++m) {
-    for (std::size_t v = 0; v < kVectors; ++v) Store(sums + m * kTileLanes + v * kLanes, sum[m][v]);
+    for (std::size_t v = 0; v < kVectors; ++v) Store(sums + m * sumStep + v * kLanes, sum[m][v]);
   }
 }
 
 template <std::size_t kRows>
 inline void MultiplyTile(std::size_t vectors, const double* left, const double* right, std::size_t step,
-                         std::size_t rows, double* sums) {
+                         std::size_t rows, double* sums, std::size_t sumStep) {
   static_assert(kTileVectors == 3);
   switch (vectors) {
     case 1:
-      return MultiplyTile<kRows, 1>(left, right, step, rows, sums);
+      return MultiplyTile<kRows, 1>(left, right, step, rows, sums, sumStep);
     case 2:
-      return MultiplyTile<kRows, 2>(left, right, step, rows, sums);
+      return MultiplyTile<kRows, 2>(left, right, step, rows, sums, sumStep);
     default:
-      return MultiplyTile<kRows, 3>(left, right, step, rows, sums);
+      return MultiplyTile<kRows, 3>(left, right, step, rows, sums, sumStep);
   }
 }
-
-/// The part of a tile's sums that are cells of the result, row m of them at `cells` for `width` columns.
-struct TileRow {
-  double* cells;
-  std::size_t width;
-};
 
 class CrossProductRun {
  public:
   CrossProductRun(const CrossProducts& job, double* scratch)
-      : _job(job), _to{job}, _right(scratch), _left(scratch + RightColumns(job) * kChunkRows) {}
+      : _job(job),
+        _to{job},
+        _sumStep(RightColumns(job)),
+        _right(scratch),
+        _left(_right + RightColumns(job) * kChunkRows),
+        _sums(_left + LeftColumns(job) * kChunkRows) {}
 
   static std::size_t Scratch(const CrossProducts& job) {
-    return (RightColumns(job) + RoundUp(Min(job.left.columns, kLeftBlock), kTileRows)) * kChunkRows;
+    return (RightColumns(job) + LeftColumns(job)) * kChunkRows + LeftColumns(job) * RightColumns(job);
   }
 
   /// Returns the number of cells written.
   std::size_t Run() {
-    const std::size_t rows = _job.left.rows;
+    const bool together = IsTriangle(_job.shape) && _job.left.columns <= kLeftBlock;
+    if (_job.means && !together) CentreColumns(_job.left, _job.means);
     for (std::size_t first = 0; first < _job.right.columns; first += kRightBlock) {
       RightBlock right(_right, _job.right, first, Min(kRightBlock, _job.right.columns - first));
-      const std::size_t firstLeft = IsTriangle(_job.shape) ? first : 0;
-      for (std::size_t row = 0; row < rows; row += kChunkRows) {
-        _first = row == 0 && !_job.resume;
-        _last = rows - row <= kChunkRows;
-        const std::size_t chunk = Min(kChunkRows, rows - row);
-        if (IsTriangle(_job.shape) && _job.left.columns <= kLeftBlock) {
-          LeftBlock left(_left, _job, 0, _job.left.columns);
-          PackTogether(_job, right, left, row, chunk);
-          Multiply(left, right, chunk);
-          continue;
-        }
-        // The first block of right columns meets every left column, which in a triangle are all there are.
-        if (_job.means && first == 0) {
-          CentreColumns({_job.left.base + row, _job.left.stride, _job.left.columns, chunk}, _job.means);
-        }
-        right.Pack(row, chunk);
-        for (std::size_t col = firstLeft; col < _job.left.columns; col += kLeftBlock) {
-          LeftBlock left(_left, _job, col, Min(kLeftBlock, _job.left.columns - col));
-          left.Pack(right, row, chunk);
+      for (std::size_t col = IsTriangle(_job.shape) ? first : 0; col < _job.left.columns; col += kLeftBlock) {
+        LeftBlock left(_left, _job, col, Min(kLeftBlock, _job.left.columns - col));
+        BeginSums(left, right);
+        for (std::size_t row = 0; row < _job.left.rows; row += kChunkRows) {
+          const std::size_t chunk = Min(kChunkRows, _job.left.rows - row);
+          if (together) {
+            PackTogether(_job, right, left, row, chunk);
+          } else {
+            right.Pack(row, chunk);
+            left.Pack(right, row, chunk);
+          }
           Multiply(left, right, chunk);
         }
+        EndSums(left, right);
       }
     }
     return _written;
@@ -272,80 +267,67 @@ class CrossProductRun {
   static std::size_t RightColumns(const CrossProducts& job) {
     return RoundUp(Min(job.right.columns, kRightBlock), kTileLanes);
   }
+  static std::size_t LeftColumns(const CrossProducts& job) {
+    return RoundUp(Min(job.left.columns, kLeftBlock), kTileRows);
+  }
+
+  /// Columns of a right block that some of the left columns up to `left` has cells in: in a triangle or staircase the
+  /// last left column reaches furthest.
+  std::size_t Reach(std::size_t left, const RightBlock& right) const {
+    const std::size_t end = Min(_to.Width(left), right.First() + right.Columns());
+    return end > right.First() ? end - right.First() : 0;
+  }
 
   void Multiply(const LeftBlock& left, const RightBlock& right, std::size_t chunk) {
     for (std::size_t panel = 0; panel < right.Columns(); panel += kTileLanes) {
-      for (std::size_t m = 0; m < left.Columns(); m += kTileRows) MultiplyTile(left, m, right, panel, chunk);
+      for (std::size_t m = 0; m < left.Columns(); m += kTileRows) {
+        const std::size_t tileRows = Min(kTileRows, left.Columns() - m);
+        const std::size_t reach = Reach(left.First() + m + tileRows - 1, right);
+        if (reach <= panel) continue;
+        const std::size_t vectors = Min(right.Vectors(panel), (reach - panel + kLanes - 1) / kLanes);
+        const double* factors = left.Panel(m);
+        const double* values = right.Panel(panel);
+        double* sums = _sums + m * _sumStep + panel;
+        if (tileRows <= kTileRows / 2) {
+          MultiplyTile<kTileRows / 2>(vectors, factors, values, right.Step(panel), chunk, sums, _sumStep);
+        } else {
+          MultiplyTile<kTileRows>(vectors, factors, values, right.Step(panel), chunk, sums, _sumStep);
+        }
+      }
     }
   }
 
-  void MultiplyTile(const LeftBlock& left, std::size_t m, const RightBlock& right, std::size_t panel,
-                    std::size_t chunk) {
-    const std::size_t firstRow = left.First() + m;
-    const std::size_t tileRows = Min(kTileRows, left.Columns() - m);
-    const std::size_t firstCol = right.First() + panel;
-    // In a triangle the last row of the tile is the one that reaches furthest to the right.
-    const std::size_t reach = _to.Width(firstRow + tileRows - 1);
-    if (reach <= firstCol) return;
-    const std::size_t vectors = Min(right.Vectors(panel), (reach - firstCol + kLanes - 1) / kLanes);
-    const std::size_t end = Min(firstCol + vectors * kLanes, right.First() + right.Columns());
-
-    TileRow tile[kTileRows];
-    for (std::size_t k = 0; k < tileRows; ++k) {
-      const std::size_t width = Min(_to.Width(firstRow + k), end);
-      tile[k] = {_to.Row(firstRow + k) + firstCol * _job.cellStride, width > firstCol ? width - firstCol : 0};
-    }
-    double* sums = _sums;
-    if (_first) {
-      for (std::size_t lane = 0; lane < kTileRows * kTileLanes; lane += kLanes) Store(sums + lane, Vector{});
-    } else {
-      for (std::size_t k = 0; k < tileRows; ++k) Resume(tile[k], sums + k * kTileLanes);
-    }
-    const double* factors = left.Panel(m);
-    const double* values = right.Panel(panel);
-    if (tileRows <= kTileRows / 2) {
-      VEXA_ENGINE_LEVEL::MultiplyTile<kTileRows / 2>(vectors, factors, values, right.Step(panel), chunk,
-                                                     sums);
-    } else {
-      VEXA_ENGINE_LEVEL::MultiplyTile<kTileRows>(vectors, factors, values, right.Step(panel), chunk, sums);
-    }
-    for (std::size_t k = 0; k < tileRows; ++k) {
-      Rest(tile[k], sums + k * kTileLanes);
-      if (_last) _written += tile[k].width;
+  void BeginSums(const LeftBlock& left, const RightBlock& right) {
+    const std::size_t rows = RoundUp(left.Columns(), kTileRows);
+    for (std::size_t k = 0; k < rows * _sumStep; k += kLanes) Store(_sums + k, Vector{});
+    if (!_job.resume) return;
+    for (std::size_t m = 0; m < left.Columns(); ++m) {
+      const double* cells = _to.Row(left.First() + m) + right.First() * _job.cellStride;
+      const std::size_t reach = Reach(left.First() + m, right);
+      for (std::size_t k = 0; k < reach; ++k) _sums[m * _sumStep + k] = cells[k * _job.cellStride];
     }
   }
 
-  /// Copies a row's cells to or from the tile: vectors where they lie side by side, then one by one.
-  template <class Copy, class CopyVector>
-  void ForEachCell(const TileRow& row, Copy copy, CopyVector copyVector) const {
-    std::size_t lane = 0;
-    if (_job.cellStride == 1) {
-      for (; lane + kLanes <= row.width; lane += kLanes) copyVector(lane);
+  void EndSums(const LeftBlock& left, const RightBlock& right) {
+    for (std::size_t m = 0; m < left.Columns(); ++m) {
+      double* cells = _to.Row(left.First() + m) + right.First() * _job.cellStride;
+      const std::size_t reach = Reach(left.First() + m, right);
+      const double* sums = _sums + m * _sumStep;
+      if (_job.cellStride == 1) {
+        for (std::size_t k = 0; k < reach; ++k) cells[k] = sums[k];
+      } else {
+        for (std::size_t k = 0; k < reach; ++k) cells[k * _job.cellStride] = sums[k];
+      }
+      _written += reach;
     }
-    for (; lane < row.width; ++lane) {
-      copy(lane, lane * _job.cellStride);
-      // A handful at most: a vector loop of the compiler's own would cost more than it saves.
-      asm("");
-    }
-  }
-  void Resume(const TileRow& row, double* sums) const {
-    ForEachCell(
-        row, [&](std::size_t lane, std::size_t cell) { sums[lane] = row.cells[cell]; },
-        [&](std::size_t lane) { Store(sums + lane, Load(row.cells + lane)); });
-  }
-  void Rest(const TileRow& row, const double* sums) const {
-    ForEachCell(
-        row, [&](std::size_t lane, std::size_t cell) { row.cells[cell] = sums[lane]; },
-        [&](std::size_t lane) { Store(row.cells + lane, Load(sums + lane)); });
   }
 
   const CrossProducts& _job;
   Destination _to;
-  alignas(kScratchAlignment) double _sums[kTileRows * kTileLanes] = {};
+  std::size_t _sumStep;
   double* _right;
   double* _left;
-  bool _first = true;
-  bool _last = true;
+  double* _sums;
   std::size_t _written = 0;
 };
 
