@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "current.h"
 #include "sfthread/sfthread.h"
 
 namespace {
@@ -39,4 +40,4 @@ void sfCompleteTask::waitAll() {
   if (_failure) std::rethrow_exception(std::exchange(_failure, nullptr));
 }
 
-sfCompleteTask* sfCompleteTask::Current() { return youngest; }
+sfCompleteTask* CurrentCounter() { return youngest; }

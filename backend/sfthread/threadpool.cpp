@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "current.h"
 #include "sfthread/sfthread.h"
 
 struct sfThreadPoolBase::State {
@@ -62,7 +63,7 @@ struct sfThreadPoolBase::State {
 };
 
 sfThreadPoolBase::sfThreadPoolBase(int threads)
-    : _state(std::make_unique<State>(threads, sfCompleteTask::Current())) {}
+    : _state(std::make_unique<State>(threads, CurrentCounter())) {}
 
 sfThreadPoolBase::~sfThreadPoolBase() = default;
 

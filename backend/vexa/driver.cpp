@@ -32,6 +32,21 @@ void RunOnThisThread(ProblemBase& problem) {
   worker->MergeResult();
 }
 
+/// A task's batches, until the run's reading ends.
+void ReadAndProcess(DriverShared& shared, ProblemWorker& worker) {
+  while (!shared._interrupted && !shared._endOfData) {
+    {
+      const sfGuard reading(shared._readMutex, sfMutex::kExclusive);
+      if (shared._interrupted || shared._endOfData) return;
+      if (!worker.ReadBatch()) {
+        shared._endOfData = true;
+        return;
+      }
+    }
+    worker.ProcessBatch();
+  }
+}
+
 void RunOnPool(ProblemBase& problem, int nThreads) {
   DriverShared shared;
   shared._done.set(nThreads);
@@ -94,7 +109,7 @@ void ProblemTask::Init(DriverShared* shared, ProblemBase* problem, int index) {
 int ProblemTask::callback(void* /*data*/) {
   const ReadingGuard guard(*_shared);
   try {
-    ReadAndProcess();
+    ReadAndProcess(*_shared, *_worker);
     const sfGuard merging(_shared->_mergeMutex, sfMutex::kExclusive);
     _worker->MergeResult();
   } catch (QuorGoToCaller) {
@@ -102,20 +117,6 @@ int ProblemTask::callback(void* /*data*/) {
   }
   _shared->_done.completeOperation();
   return 0;
-}
-
-void ProblemTask::ReadAndProcess() {
-  while (!_shared->_interrupted && !_shared->_endOfData) {
-    {
-      const sfGuard reading(_shared->_readMutex, sfMutex::kExclusive);
-      if (_shared->_interrupted || _shared->_endOfData) return;
-      if (!_worker->ReadBatch()) {
-        _shared->_endOfData = true;
-        return;
-      }
-    }
-    _worker->ProcessBatch();
-  }
 }
 
 }  // namespace vexa

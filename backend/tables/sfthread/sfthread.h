@@ -56,9 +56,6 @@ class SFTHREAD_EXPORT sfCompleteTask {
   void waitAll();
 
  private:
-  friend class sfThreadPoolBase;
-  static sfCompleteTask* Current();
-
   std::mutex _mutex;
   std::condition_variable _completed;
   int _open;

@@ -94,8 +94,6 @@ class VEXA_EXPORT ProblemTask : public CallBackObject {
   int callback(void* data) override;
 
  private:
-  void ReadAndProcess();
-
   ProblemWorker* _worker;
   DriverShared* _shared;
   int _index;  // 0 to threads − 1

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "sfthread/sfthread.h"
+
+/// This thread's youngest counter, or null.
+sfCompleteTask* CurrentCounter();
