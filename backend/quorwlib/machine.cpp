@@ -68,9 +68,10 @@ std::uint64_t CountCpus(const std::string& list) {
 std::string Unescape(const std::string& text) {
   std::string path;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\\' && i + 3 < text.size()) {
-      path += static_cast<char>(std::stoi(text.substr(i + 1, 3), nullptr, 8));
-      i += 3;
+    const std::string code = text.substr(i + 1, 3);
+    if (text[i] == '\\' && code.size() == 3 && code.find_first_not_of("01234567") == std::string::npos) {
+      path += static_cast<char>(std::stoi(code, nullptr, 8));
+      i += code.size();
     } else {
       path += text[i];
     }

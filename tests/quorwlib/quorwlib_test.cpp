@@ -43,67 +43,62 @@ class Planted {
 
 TEST(Quota, IsTheSmallestOfAllGroupsAround) {
   const double none = std::numeric_limits<double>::infinity();
-  const std::string v2 = "30 23 0:26 / /sys/fs/cgroup rw,nosuid shared:9 - cgroup2 cgroup2 rw,nsdelegate";
-  const std::string v1 = "33 31 0:30 / /cg/cpu,cpuacct rw,relatime - cgroup cgroup rw,cpuacct,cpu";
-  const std::string cpuset = "34 31 0:31 / /cg/cpuset rw - cgroup cgroup rw,cpuset";
+  const std::string v2 = "30 23 0:26 / /cg2 rw,nosuid shared:9 - cgroup2 cgroup2 rw,nsdelegate";
+  const std::string v1 = "33 31 0:30 / /cpu,cpuacct rw - cgroup cgroup rw,cpuacct,cpu";
+  const std::string cpuset = "34 31 0:31 / /cpuset rw - cgroup cgroup rw,cpuset";
   const struct {
     const char* name;
     double quota;
-    Planted::Files files;
+    std::string groups;
+    std::string mounts;
+    Planted::Files limits;
   } machines[] = {
-      {"no control groups", none, {}},
-      {"version 2 without limit",
-       none,
-       {{"/proc/self/cgroup", "0::/"},
-        {"/proc/self/mountinfo", v2},
-        {"/sys/fs/cgroup/cpu.max", "max 100000"}}},
+      {"no control groups", none, "", "", {}},
       {"version 2, own limit",
        2.5,
-       {{"/proc/self/cgroup", "0::/a/b"},
-        {"/proc/self/mountinfo", v2},
-        {"/sys/fs/cgroup/a/b/cpu.max", "250000 100000"},
-        {"/sys/fs/cgroup/a/cpu.max", "max 100000"}}},
+       "0::/a/b",
+       v2,
+       {{"/cg2/a/b/cpu.max", "250000 100000"}, {"/cg2/a/cpu.max", "max 100000"}}},
       {"version 2, limit of the group around",
        0.5,
-       {{"/proc/self/cgroup", "0::/a/b"},
-        {"/proc/self/mountinfo", v2},
-        {"/sys/fs/cgroup/a/b/cpu.max", "250000 100000"},
-        {"/sys/fs/cgroup/a/cpu.max", "25000 50000"}}},
+       "0::/a/b",
+       v2,
+       {{"/cg2/a/b/cpu.max", "250000 100000"}, {"/cg2/a/cpu.max", "25000 50000"}}},
       {"container that sees its own group as topmost",
        3.0,
-       {{"/proc/self/cgroup", "0::/docker/77/job"},
-        {"/proc/self/mountinfo", "30 23 0:26 /docker/77 /sys/fs/cg\\040roup rw - cgroup2 cgroup2 rw"},
-        {"/sys/fs/cg roup/job/cpu.max", "300000 100000"},
-        {"/sys/fs/cg roup/docker/77/job/cpu.max", "100000 100000"}}},
-      {"a group outside what is mounted",
+       "0::/docker/77/job",
+       "30 23 0:26 /docker/77 /c\\040g rw - cgroup2 cgroup2 rw",
+       {{"/c g/job/cpu.max", "300000 100000"}, {"/c g/docker/77/job/cpu.max", "100000 100000"}}},
+      {"group outside what is mounted",
        4.0,
-       {{"/proc/self/cgroup", "0::/docker/770/job"},
-        {"/proc/self/mountinfo", "30 23 0:26 /docker/77 /cg rw - cgroup2 cgroup2 rw"},
-        {"/cg/cpu.max", "400000 100000"},
-        {"/cg/0/job/cpu.max", "100000 100000"}}},
+       "0::/docker/770/job",
+       "30 23 0:26 /docker/77 /cg rw - cgroup2 cgroup2 rw",
+       {{"/cg/cpu.max", "400000 100000"}, {"/cg/0/job/cpu.max", "100000 100000"}}},
       {"version 1",
        1.5,
-       {{"/proc/self/cgroup", "5:cpuset:/b\n4:cpu,cpuacct:/a\n0::/"},
-        {"/proc/self/mountinfo", cpuset + '\n' + v1},
-        {"/cg/cpu,cpuacct/a/cpu.cfs_quota_us", "150000"},
-        {"/cg/cpu,cpuacct/a/cpu.cfs_period_us", "100000"},
-        {"/cg/cpuset/b/cpu.cfs_quota_us", "1"},
-        {"/cg/cpuset/b/cpu.cfs_period_us", "100000"}}},
+       "5:cpuset:/b\n4:cpu,cpuacct:/a\n0::/",
+       cpuset + '\n' + v1,
+       {{"/cpu,cpuacct/a/cpu.cfs_quota_us", "150000"},
+        {"/cpu,cpuacct/a/cpu.cfs_period_us", "100000"},
+        {"/cpuset/b/cpu.cfs_quota_us", "1"},
+        {"/cpuset/b/cpu.cfs_period_us", "100000"}}},
       {"version 1 without limit beside version 2",
        none,
-       {{"/proc/self/cgroup", "4:cpu,cpuacct:/\n0::/"},
-        {"/proc/self/mountinfo", v1 + '\n' + v2},
-        {"/cg/cpu,cpuacct/cpu.cfs_quota_us", "-1"},
-        {"/cg/cpu,cpuacct/cpu.cfs_period_us", "100000"}}},
+       "4:cpu,cpuacct:/\n0::/",
+       v1 + '\n' + v2,
+       {{"/cpu,cpuacct/cpu.cfs_quota_us", "-1"}, {"/cpu,cpuacct/cpu.cfs_period_us", "100000"}}},
       {"nonsense",
        none,
-       {{"/proc/self/cgroup", "x\n0:\n"},
-        {"/proc/self/mountinfo", "a - b\n - \n" + v2},
-        {"/sys/fs/cgroup/cpu.max", "many"}}},
+       "x\n0:\n",
+       "a - b\n - \n1 2 0:3 / /c\\x9 rw - cgroup2 a rw\n" + v2,
+       {{"/cg2/cpu.max", "many"}}},
   };
   for (const auto& machine : machines) {
     SCOPED_TRACE(machine.name);
-    EXPECT_EQ(Planted(machine.files).Machine().CpuQuota(), machine.quota);
+    Planted::Files files = machine.limits;
+    files.emplace_back("/proc/self/cgroup", machine.groups);
+    files.emplace_back("/proc/self/mountinfo", machine.mounts);
+    EXPECT_EQ(Planted(files).Machine().CpuQuota(), machine.quota);
   }
 }
 
