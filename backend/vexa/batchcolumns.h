@@ -26,10 +26,11 @@ struct ColumnRun {
   }
 };
 
-/// The run of `columns` columns, at least one, that begins at column `first`. Every one of them is asked of
-/// the batch, so that one that it does not have stops the process.
+/// The run of `columns` columns that begins at column `first`. Every one of them is asked of the batch, so that
+/// one that it does not have stops the process.
 template <class Batch>
 ColumnRun RunOf(Batch& batch, unsigned int first, unsigned int columns) {
+  if (columns == 0) return {nullptr, batch.MaxRows(), 0, batch.NRows()};
   double* const base = batch.Column(first);
   for (unsigned int col = 1; col < columns; ++col) batch.Column(first + col);
   return {base, batch.MaxRows(), columns, batch.NRows()};

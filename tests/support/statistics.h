@@ -4,8 +4,11 @@
 
 #include "vexa/DiscriminantMatrix.h"
 #include "vexa/DscIndividualMatrix.h"
+#include "vexa/matrixpairwise.h"
 #include "vexa/nsmatrixlistwise.h"
+#include "vexa/nsmatrixpairwise.h"
 #include "vexa/smatrixlistwise.h"
+#include "vexa/smatrixpairwise.h"
 
 /// Everything that an accumulator answers, as one list: first what it answers always, then, if its weight is
 /// positive, the rest. Cells come in the order in which they are stored, their two columns in either order.
@@ -31,6 +34,42 @@ std::vector<double> OfColumns(const Block& block) {
 
 inline double EitherOrder(const auto& block, int row, int col) {
   return (row + col) % 2 == 0 ? block.CCP(row, col) : block.CCP(col, row);
+}
+
+std::vector<double> OfRows(const auto& matrix) {
+  return {matrix.WeightSum(),
+          matrix.RegWeightSum(),
+          static_cast<double>(matrix.NRows()),
+          static_cast<double>(matrix.HasRegWeights()),
+          matrix.MissingCode(),
+          static_cast<double>(matrix.NColumns())};
+}
+
+inline void Append(std::vector<double>& values, const vexa::VarStats& variable) {
+  values.insert(values.end(), {static_cast<double>(variable.NRows()), variable.WeightSum(),
+                               variable.RegWeightSum(), variable.Mean(), variable.CSS()});
+}
+
+inline void Append(std::vector<double>& values, const vexa::VarStat& variable) {
+  values.insert(values.end(),
+                {static_cast<double>(variable.NRows()), variable.WeightSum(), variable.RegWeightSum(),
+                 variable.Mean(), variable.CSS(), variable.Min(), variable.Max()});
+}
+
+/// Of two columns in either order.
+void AppendPair(std::vector<double>& values, const auto& matrix, auto row, auto col) {
+  const auto& pair = (row + col) % 2 == 0 ? matrix.Pair(row, col) : matrix.Pair(col, row);
+  values.insert(values.end(), {static_cast<double>(pair.NRows()), pair.WeightSum(), pair.RegWeightSum(),
+                               pair.Mean0(), pair.Mean1(), pair.CSS0(), pair.CSS1(), pair.CSCP()});
+}
+
+template <class Block>
+std::vector<double> OfPairwiseColumns(const Block& block) {
+  std::vector<double> values = OfRows(block);
+  for (const int col : {block.Col0(), block.Col1(), block.Col2()}) values.push_back(col);
+  if (!(block.WeightSum() > 0.0)) return values;
+  for (int col = block.Col0(); col < block.Col2(); ++col) Append(values, block.Var(col));
+  return values;
 }
 
 }  // namespace statistics
@@ -86,6 +125,34 @@ inline std::vector<double> Statistics(const vexa::DiscIndividualMatrix& matrix) 
         values.push_back(group % 2 == 0 ? matrix.TSSP(cell, group) : matrix.TSSP(col, row, group));
       }
     }
+  }
+  return values;
+}
+
+inline std::vector<double> Statistics(const vexa::MatrixPairwise& matrix) {
+  std::vector<double> values = statistics::OfRows(matrix);
+  if (!(matrix.WeightSum() > 0.0)) return values;
+  for (unsigned int col = 0; col < matrix.NColumns(); ++col) statistics::Append(values, matrix.Var(col));
+  for (unsigned int row = 0; row < matrix.NColumns(); ++row) {
+    for (unsigned int col = 0; col < row; ++col) statistics::AppendPair(values, matrix, row, col);
+  }
+  return values;
+}
+
+inline std::vector<double> Statistics(const vexa::SMatrixPairwise& block) {
+  std::vector<double> values = statistics::OfPairwiseColumns(block);
+  if (!(block.WeightSum() > 0.0)) return values;
+  for (int row = block.Col0(); row < block.Col2(); ++row) {
+    for (int col = block.Col0(); col < row; ++col) statistics::AppendPair(values, block, row, col);
+  }
+  return values;
+}
+
+inline std::vector<double> Statistics(const vexa::NSMatrixPairwise& block) {
+  std::vector<double> values = statistics::OfPairwiseColumns(block);
+  if (!(block.WeightSum() > 0.0)) return values;
+  for (int row = block.Col0(); row < block.Col1(); ++row) {
+    for (int col = block.Col1(); col < block.Col2(); ++col) statistics::AppendPair(values, block, row, col);
   }
   return values;
 }

@@ -8,14 +8,13 @@
 #include "support/bits.h"
 #include "support/rows.h"
 #include "support/statistics.h"
-#include "vexa/matrixbase.h"
 
 /// Takes the rows in random parts into a few accumulators, merges these with each other at random, with
 /// themselves and with empty ones too, and compares each with its plain counterpart after every step.
 ///
 /// A `Subject` has the types Accumulator and Plain; Make() gives an empty accumulator and MakeOther() one of
 /// another shape, which must take over the shape of the first one merged into it; Part(rows) reduces rows by plain
-/// loops and leaves in them what a batch should hold afterwards; Add(accumulator, rows) feeds them as a batch
+/// loops, to something that a Plain can merge, and leaves in them what a batch should hold afterwards; Add(accumulator, rows) feeds them as a batch
 /// and returns what that holds afterwards. A Plain begins empty, in the shape that the subject gives.
 template <class Subject>
 void ExpectStepsEqualPlainLoops(Random& random, const Rows& rows, const Subject& subject) {
@@ -33,7 +32,7 @@ void ExpectStepsEqualPlainLoops(Random& random, const Rows& rows, const Subject&
     ASSERT_TRUE(SameBits(Statistics(*accumulators[k]), plains[k].Statistics()));
   };
   const auto merge = [&](std::size_t target, std::size_t source) {
-    vexa::MatrixBase& other = *accumulators[source];
+    auto& other = *accumulators[source];
     ASSERT_EQ(&(*accumulators[target] += other), accumulators[target].get());
     const typename Subject::Plain copy = plains[source];
     plains[target].Merge(copy);

@@ -2,14 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "support/rows.h"
 #include "vexa/DiscriminantMatrix.h"
 #include "vexa/DscIndividualMatrix.h"
 #include "vexa/databatch.h"
 #include "vexa/databatchbygroup.h"
 #include "vexa/matrixlistwise.h"
+#include "vexa/matrixpairwise.h"
 #include "vexa/nsmatrixlistwise.h"
+#include "vexa/nsmatrixpairwise.h"
 #include "vexa/smatrixlistwise.h"
+#include "vexa/smatrixpairwise.h"
 
 namespace {
 
@@ -299,6 +304,121 @@ TEST(Death, DiscIndividualMatrix) {
       {"col <= NVar() && col >= 0", cell, [&] { full.TSSP(0, 4, 0); }},
       {"groupVal < NGroup() && groupVal >= 0", cell, [&] { full.TSSP(0, 0, -1); }},
       {weight, cell, [&] { empty.TSSP(3, 3, 0); }},
+  });
+}
+
+TEST(Death, Pairwise) {
+  using vexa::MatrixPairwise;
+  const std::string update = "void vexa::MatrixPairwise::Data::Update(vexa::DataBatch&)";
+  const std::string merge = "void vexa::MatrixPairwise::Data::Update(const vexa::MatrixPairwise::Data&)";
+  const std::string var = "vexa::VarStats vexa::MatrixPairwise::Var(unsigned int) const";
+  const std::string pair = "vexa::PairStats vexa::MatrixPairwise::Pair(unsigned int, unsigned int) const";
+  MatrixPairwise empty(9.0);
+  MatrixPairwise two(9.0);
+  two += *FilledBatch(Sample(5, 2));
+  MatrixPairwise three(9.0);
+  three += *FilledBatch(Sample(5, 3));
+  MatrixPairwise weighted(9.0);
+  weighted += *FilledBatch(Sample(5, 2, false, true));
+  MatrixPairwise weightless(9.0);
+  weightless += *FilledBatch(Weightless(Sample(5, 2)));
+  ExpectEachStops({
+      {"!_xp.size()", "void vexa::MatrixPairwise::Data::Init(vexa::DataBatch&)",
+       [] {
+         MatrixPairwise::Data data(9.0);
+         data.Init(*FilledBatch(Sample(5, 2)));
+         data.Init(*FilledBatch(Sample(5, 2)));
+       }},
+      {"_hasRegWeights == data.HasRegWeights()", update,
+       [&] { two += *FilledBatch(Sample(5, 2, false, true)); }},
+      {"_varStats.size() == nCols", update, [&] { two += *FilledBatch(Sample(5, 3)); }},
+      {"_varStats.size() == d._varStats.size()", merge, [&] { two += three; }},
+      {"_hasRegWeights == d._hasRegWeights", merge, [&] { two += weighted; }},
+      {"col < NColumns()", var, [&] { empty.Var(0); }},
+      {"0. < WeightSum()", var, [&] { weightless.Var(0); }},
+      {"row < NColumns()", pair, [&] { two.Pair(2, 2); }},
+      {"col < NColumns()", pair, [&] { two.Pair(1, 2); }},
+      {"row != col", pair, [&] { weightless.Pair(1, 1); }},
+      {"0. < WeightSum()", pair, [&] { weightless.Pair(1, 0); }},
+  });
+}
+
+/// What both pairwise blocks test alike. make(missing, first, end) gives a block over a run of columns, or two.
+template <class Block, class Make>
+std::vector<BrokenPrecondition> PairwiseBlockTable(const std::string& name, const Make& make) {
+  const std::string update = "void vexa::" + name + "::Data::Update(vexa::DataBatch&)";
+  const std::string merge = "void vexa::" + name + "::Data::Update(const vexa::" + name + "::Data&)";
+  const std::string var = "vexa::VarStat& vexa::" + name + "::Var(int) const";
+  const std::string pair = "vexa::PairStat& vexa::" + name + "::Pair(int, int) const";
+  const auto filled = [make](int col0, int col2, const Rows& rows) {
+    auto block = std::shared_ptr<Block>(make(col0, col2));
+    *block += *FilledBatch(rows);
+    return block;
+  };
+  const auto full = filled(1, 4, Sample(5, 5));
+  const auto weightless = filled(1, 4, Weightless(Sample(5, 5)));
+  const auto merged = [full, filled](int col2, bool regWeights) {
+    *full += *filled(1, col2, Sample(5, 5, false, regWeights));
+  };
+  const char* rowRange = "row < _my->_col2 && row >= _my->_col0";
+  const char* colRange = "col < _my->_col2 && col >= _my->_col0";
+  return {
+      {"_hasRegWeights == data.HasRegWeights()", update,
+       [=] { *full += *FilledBatch(Sample(5, 5, true, true)); }},
+      {"_varStats.size() == nCols", update, [=] { filled(4, 2, Sample(5, 5)); }},
+      {"colNum < _nColumns", "double* vexa::DataBatch::Column(unsigned int)",
+       [=] { filled(1, 4, Sample(5, 3)); }},
+      {"colNum < _nColumns", "double* vexa::DataBatch::Column(unsigned int)",
+       [=] { filled(-1, 4, Sample(5, 5)); }},
+      {"_varStats.size() == d._varStats.size()", merge, [=] { merged(5, true); }},
+      {"_hasRegWeights == d._hasRegWeights", merge, [=] { merged(4, true); }},
+      {"col < Col2() && col >= Col0()", var, [=] { full->Var(0); }},
+      {"col < Col2() && col >= Col0()", var, [=] { full->Var(4); }},
+      {"0. < WeightSum()", var, [=] { weightless->Var(1); }},
+      {rowRange, pair, [=] { full->Pair(0, 0); }},
+      {rowRange, pair, [=] { full->Pair(4, 4); }},
+      {colRange, pair, [=] { full->Pair(1, 0); }},
+      {colRange, pair, [=] { full->Pair(1, 4); }},
+      {"row != col", pair, [=] { weightless->Pair(1, 1); }},
+      {"0. < WeightSum()", pair, [=] { weightless->Pair(3, 1); }},
+  };
+}
+
+TEST(Death, SymmetricPairwiseBlock) {
+  using vexa::SMatrixPairwise;
+  ExpectEachStops(PairwiseBlockTable<SMatrixPairwise>(
+      "SMatrixPairwise", [](int col0, int col2) { return new SMatrixPairwise(9.0, col0, col2); }));
+  ExpectEachStops({{"!_xp.size()", "void vexa::SMatrixPairwise::Data::Init(vexa::DataBatch&)", [] {
+                      SMatrixPairwise::Data data(9.0, 0, 2);
+                      data.Init(*FilledBatch(Sample(5, 2)));
+                      data.Init(*FilledBatch(Sample(5, 2)));
+                    }}});
+}
+
+TEST(Death, RectangularPairwiseBlock) {
+  using vexa::NSMatrixPairwise;
+  ExpectEachStops(PairwiseBlockTable<NSMatrixPairwise>("NSMatrixPairwise", [](int col0, int col2) {
+    return new NSMatrixPairwise(9.0, col0, col0 + 1, col2);
+  }));
+  const std::string pair = "vexa::PairStat& vexa::NSMatrixPairwise::Pair(int, int) const";
+  NSMatrixPairwise full(9.0, 0, 2, 4);
+  full += *FilledBatch(Sample(5, 4));
+  NSMatrixPairwise elsewhere(9.0, 0, 1, 4);
+  elsewhere += *FilledBatch(Sample(5, 4));
+  ExpectEachStops({
+      {"!_xp.size()", "void vexa::NSMatrixPairwise::Data::Init(vexa::DataBatch&)",
+       [] {
+         NSMatrixPairwise::Data data(9.0, 0, 1, 2);
+         data.Init(*FilledBatch(Sample(5, 2)));
+         data.Init(*FilledBatch(Sample(5, 2)));
+       }},
+      {"xpi == (_col1-_col0)*(_col2-_col1)", "void vexa::NSMatrixPairwise::Data::Update(vexa::DataBatch&)",
+       [] { NSMatrixPairwise(9.0, 0, 5, 3) += *FilledBatch(Sample(5, 5)); }},
+      {"_xp.size() == d._xp.size()",
+       "void vexa::NSMatrixPairwise::Data::Update(const vexa::NSMatrixPairwise::Data&)",
+       [&] { full += elsewhere; }},
+      {"left < _my->_col1 && right >= _my->_col1", pair, [&] { full.Pair(1, 0); }},
+      {"left < _my->_col1 && right >= _my->_col1", pair, [&] { full.Pair(2, 3); }},
   });
 }
 

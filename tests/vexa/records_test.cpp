@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <memory>
 
 #include "support/bits.h"
@@ -159,6 +160,26 @@ TYPED_TEST(Records, OnlyTheCountTellsWhetherARecordIsEmpty) {
   EXPECT_EQ(merged.variable._nRows, 6U);
   EXPECT_EQ(merged.variable._regWeightSum, 0.0);
   EXPECT_EQ(merged.variable._mean, some.variable._mean);
+}
+
+TEST(StatObjects, OfEqualExtremesAndWithNaNTheOtherRecordsAreTaken) {
+  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+  WorkArea work;
+  work._missing = 9;
+  const auto of = [&](double value) {
+    Rows rows;
+    rows.columns = {{value}, {1}};
+    rows.count = 1;
+    return BlockPart(rows, work);
+  };
+  for (const double a : {0.0, -0.0, kNaN, 2.0}) {
+    for (const double b : {0.0, -0.0, kNaN, 2.0}) {
+      SCOPED_TRACE(testing::Message() << a << " and " << b);
+      BlockPart merged = of(a);
+      merged.Merge(of(b));
+      merged.ExpectSame();
+    }
+  }
 }
 
 TEST(StatObjects, HandlesOwnTheirRecordsAndCopiesAreIndependent) {

@@ -15,6 +15,8 @@
 #include "matrixlistwise.h"
 #include "matrixpairwise.h"
 #include "nsmatrixlistwise.h"
+#include "nsmatrixpairwise.h"
 #include "smatrixlistwise.h"
+#include "smatrixpairwise.h"
 #include "statobjects.h"
 #include "workarea.h"

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "pairwise.h"
+
+/// What the states of the two pairwise blocks, which have the same fields, do alike.
+
+namespace vexa {
+
+/// Handles that nobody owns yet: they are deleted when an allocation after theirs throws.
+template <class Handle>
+using NewHandles = std::vector<std::unique_ptr<Handle>>;
+
+/// Default handles; none when the count is not positive.
+template <class Handle>
+NewHandles<Handle> MakeHandles(int count) {
+  NewHandles<Handle> made;
+  for (int k = 0; k < count; ++k) made.push_back(std::make_unique<Handle>());
+  return made;
+}
+
+template <class Handle>
+NewHandles<Handle> CopyHandles(const std::vector<Handle*>& handles) {
+  NewHandles<Handle> made;
+  for (Handle* handle : handles) made.push_back(std::unique_ptr<Handle>(handle->Copy()));
+  return made;
+}
+
+/// Hands new handles over to a list that has room for them.
+template <class Handle>
+void Append(NewHandles<Handle>& made, std::vector<Handle*>& handles) {
+  for (auto& handle : made) handles.push_back(handle.release());
+}
+
+template <class Handle>
+void DeleteHandles(std::vector<Handle*>& handles) {
+  for (Handle* handle : handles) delete handle;
+  handles.clear();
+}
+
+/// Appends records to a state and makes the work area fit the batch. When memory runs out nothing has changed.
+template <class Data>
+void AppendRecords(Data& state, int variables, int pairs, DataBatch& batch) {
+  auto varStats = MakeHandles<VarStat>(variables);
+  auto xp = MakeHandles<PairStat>(pairs);
+  state._varStats.reserve(state._varStats.size() + varStats.size());
+  state._xp.reserve(state._xp.size() + xp.size());
+  ReserveRows(state._workArea, batch);
+  Append(varStats, state._varStats);
+  Append(xp, state._xp);
+}
+
+template <class Data>
+void DeleteRecords(Data& state) {
+  DeleteHandles(state._varStats);
+  DeleteHandles(state._xp);
+}
+
+/// Adds the weights of all rows of a batch, whatever is missing in them.
+template <class Data>
+void AddWeights(Data& state, DataBatch& batch) {
+  const RowTotals totals = TotalsOf(batch);
+  state._weightSum += totals.weightSum;
+  state._regWeightSum = state._hasRegWeights ? state._regWeightSum + totals.regWeightSum : state._weightSum;
+}
+
+/// Makes one state a deep copy of another one, whatever it held.
+template <class Data>
+void CopyState(Data& state, const Data& d) {
+  auto varStats = CopyHandles(d._varStats);
+  auto xp = CopyHandles(d._xp);
+  WorkArea workArea = d._workArea;
+  state._varStats.reserve(varStats.size());
+  state._xp.reserve(xp.size());
+
+  DeleteRecords(state);
+  Append(varStats, state._varStats);
+  Append(xp, state._xp);
+  std::swap(state._workArea, workArea);
+  state._weightSum = d._weightSum;
+  state._regWeightSum = d._regWeightSum;
+  state._nRows = d._nRows;
+  state._hasRegWeights = d._hasRegWeights;
+  state._col0 = d._col0;
+  state._col1 = d._col1;
+  state._col2 = d._col2;
+}
+
+/// Adds the totals of b, which may be a itself.
+template <class Data>
+void AddRowTotals(Data& a, const Data& b) {
+  a._nRows += b._nRows;
+  a._weightSum += b._weightSum;
+  a._regWeightSum += b._regWeightSum;
+}
+
+}  // namespace vexa
