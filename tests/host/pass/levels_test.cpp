@@ -104,9 +104,9 @@ TEST(Levels, AreFoundInAnyKindOfFile) {
     const AsStandardInput rest(behind.Path(), 5);
     const pass::Files givenRest({});
     for (const pass::Files* files : {&named, &piped, &given, &givenRest}) {
-      EXPECT_THAT(Labels(Find(*files, sheet.Columns(true, Sheet::By::kText), threads).levels),
+      EXPECT_THAT(Labels(Find(*files, sheet.ByGroup(true, true), threads).levels),
                   testing::ElementsAre("g 0", "g 1", "g 2"));
-      const pass::LevelSearch search = Find(*files, sheet.Columns(true, Sheet::By::kNumber), threads);
+      const pass::LevelSearch search = Find(*files, sheet.ByGroup(true, false), threads);
       EXPECT_THAT(Labels(search.levels), testing::ElementsAre("0", "10", "20"));
       EXPECT_TRUE(search.complete);
       EXPECT_NO_THROW(files->CheckUnchanged());

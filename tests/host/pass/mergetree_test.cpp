@@ -60,11 +60,13 @@ TEST(MergeTree, IsTheSameForEveryOrderOfCompletion) {
         hands[hand].pop_back();
         if (auto merge = tree.Bring(std::move(node)))
           hands[hand].push_back(pass::MergeTree::Merge(std::move(*merge)));
-        most = std::max(most, tree.Waiting());
+        std::size_t nodes = tree.Waiting();
+        for (const auto& held : hands) nodes += held.size();
+        most = std::max(most, nodes);
       }
     }
     if (failing == chunks) {
-      EXPECT_LE(most, (workers + 1) * static_cast<std::size_t>(std::bit_width(chunks)));
+      EXPECT_LE(most, workers + (workers + 1) * static_cast<std::size_t>(std::bit_width(chunks)));
     }
     EXPECT_EQ(Spell(tree.TakeBefore(failing)), Expected(0, failing)) << chunks << " chunks";
     EXPECT_EQ(tree.Waiting(), 0U);

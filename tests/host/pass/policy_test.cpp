@@ -10,6 +10,7 @@
 #include "pass/origin.h"
 #include "pass/reduce.h"
 #include "pass/workers.h"
+#include "support/bits.h"
 #include "table/table.h"
 #include "vexa/smatrixlistwise.h"
 
@@ -57,17 +58,13 @@ TEST(Origin, IsZeroWhereItWouldNotHelpOrBreakAValue) {
   EXPECT_EQ(kHuge + most, kHuge);
 }
 
-TEST(Extremes, DoNotDependOnTheOrder) {
-  std::vector<double> values = {-0.0, 0.0, 0.0, -0.0};
-  for (int round = 0; round < 2; ++round) {
-    pass::Extremes forward;
-    for (const double value : values) forward.Take(value);
-    pass::Extremes merged;
-    merged.Take(pass::Extremes());
-    merged.Take(forward);
-    EXPECT_TRUE(merged.min == 0.0 && std::signbit(merged.min));
-    EXPECT_TRUE(merged.max == 0.0 && !std::signbit(merged.max));
-    std::swap(values[0], values[1]);
+TEST(Extremes, TellTheZerosApartInAnyOrder) {
+  for (const bool negativeFirst : {false, true}) {
+    pass::Extremes extremes;
+    extremes.Take(negativeFirst ? -0.0 : 0.0);
+    extremes.Take(negativeFirst ? 0.0 : -0.0);
+    extremes.Take(pass::Extremes());
+    EXPECT_TRUE(SameBits({extremes.min, extremes.max}, {-0.0, 0.0}));
   }
 }
 
@@ -94,16 +91,14 @@ TEST(Limits, AreToldInWords) {
   };
   const std::vector<Case> cases = {
       {{kListwiseMatrix, 0}, "no variable"},
-      {{kListwiseMatrix, 65'535}, ""},
       {{kListwiseMatrix, 65'536}, "65536 variables are too many: at most 65535"},
-      {{kPairwiseMatrix, 65'536}, ""},
+      {{kListwiseMatrix, 65'535}, ""},
       {{kPairwiseMatrix, 65'537}, "at most 65536"},
       {{kListwiseBlock, 46'340}, ""},
       {{kPairwiseBlock, 46'341}, "at most 46340"},
       {{kListwiseRectangle, 65'536, 32'767}, ""},
       {{kPairwiseRectangle, 100'000, 0}, ""},
       {{kPairwiseRectangle, 100'000, 50'000}, "50000 by 50000"},
-      {{kDiscriminant, 1'000, 0, 2'000'000}, ""},
       {{kDiscriminant, 1'100, 0, 2'000'000}, "1100 variables in 2000000 groups"},
       {{kPerGroup, 2'000, 0, 1'000}, ""},
       {{kPerGroup, 2'100, 0, 1'000}, "2100 variables in 1000 groups"},

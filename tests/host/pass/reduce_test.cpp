@@ -1,11 +1,10 @@
 #include "pass/reduce.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <bit>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -26,18 +25,10 @@ using pass_test::Sheet;
 using table_test::TempFile;
 
 constexpr unsigned int kChunkRows = 7;
+constexpr unsigned int kThreads[] = {1, 2, 3, 7, 16};
 
-/// Keeps the rows of its batches in their order, and counts how many of its kind there are.
-class Recorder {
- public:
-  Recorder() {
-    const int living = ++_living;
-    for (int most = _most; living > most && !_most.compare_exchange_weak(most, living);) continue;
-  }
-  ~Recorder() { --_living; }
-  Recorder(const Recorder&) = delete;
-  Recorder& operator=(const Recorder&) = delete;
-
+/// Keeps what its batches hold, row after row.
+struct Recorder {
   Recorder& operator+=(vexa::DataBatch& batch) {
     for (unsigned int row = 0; row < batch.NRows(); ++row) {
       for (unsigned int col = 0; col < batch.NColumns(); ++col) cells.push_back(batch.Column(col)[row]);
@@ -51,21 +42,13 @@ class Recorder {
     cells.insert(cells.end(), next.cells.begin(), next.cells.end());
     return *this;
   }
-
-  std::vector<double> cells;
-
-  static int Most() { return _most; }
-  static void Forget() { _most = 0; }
-
- private:
-  inline static std::atomic<int> _living = 0;
-  inline static std::atomic<int> _most = 0;
+  std::vector<double> cells = {};
 };
 
 template <class Accumulator>
-auto Fresh() {
-  return [] { return std::make_unique<Accumulator>(); };
-}
+using Maker = std::function<std::unique_ptr<Accumulator>()>;
+template <class Accumulator>
+const Maker<Accumulator> kFresh = [] { return std::make_unique<Accumulator>(); };
 
 pass::Options WithThreads(unsigned int threads) {
   pass::Options options;
@@ -80,21 +63,23 @@ struct Policy {
   bool groups;
   bool listwise;
 
-  bool Weighs(const Row& row) const {
-    return !weights || (row.weight > 0.0 && row.regWeight > 0.0);  // false for NaN too
-  }
-  bool Uses(const Row& row) const {
+  std::string Verdict(const Row& row) const {
     const bool complete =
         std::none_of(row.values.begin(), row.values.end(), [](double x) { return std::isnan(x); });
-    return Weighs(row) && (!groups || row.group >= 0) && (!listwise || complete);
+    const double weight = weights ? row.weight * row.regWeight : 1.0;
+    if (std::isnan(weight)) return "missing weight";
+    if (weight == 0.0) return "zero weight";
+    if (groups && row.group < 0) return "missing group";
+    return complete || !listwise ? "used" : "missing value";
   }
-  /// What a batch holds of rows [first, end).
+
+  /// What the batches of rows [first, end) hold.
   std::vector<double> Cells(const Sheet& sheet, const std::vector<double>& origin, std::size_t first,
                             std::size_t end) const {
     std::vector<double> cells;
     for (std::size_t at = first; at < std::min(end, sheet.rows.size()); ++at) {
       const Row& row = sheet.rows[at];
-      if (!Uses(row)) continue;
+      if (Verdict(row) != "used") continue;
       for (std::size_t col = 0; col < row.values.size(); ++col)
         cells.push_back(std::isnan(row.values[col]) ? table::kMissing : row.values[col] - origin[col]);
       if (weights) cells.insert(cells.end(), {row.weight, row.regWeight});
@@ -104,33 +89,32 @@ struct Policy {
   }
 };
 
-/// The sums of chunks [first, end), without any machinery: chunk by chunk, the left half a power of two.
+/// The weighted sums of chunks [first, end) without any machinery: chunk by chunk, the left half a power of two.
 template <class Accumulator, class Batch, class... Groups>
-std::unique_ptr<Accumulator> PlainSums(const Sheet& sheet, const Policy& policy,
-                                       const std::vector<double>& origin,
-                                       const std::function<std::unique_ptr<Accumulator>()>& fresh,
-                                       std::size_t first, std::size_t end, Groups... groups) {
+std::unique_ptr<Accumulator> PlainSums(const Sheet& sheet, const std::vector<double>& origin,
+                                       const Maker<Accumulator>& fresh, std::size_t first, std::size_t end,
+                                       Groups... groups) {
   if (end - first > 1) {
     const std::size_t middle = first + std::bit_floor(end - first - 1);
-    auto left = PlainSums<Accumulator, Batch>(sheet, policy, origin, fresh, first, middle, groups...);
-    *left += *PlainSums<Accumulator, Batch>(sheet, policy, origin, fresh, middle, end, groups...);
+    auto left = PlainSums<Accumulator, Batch>(sheet, origin, fresh, first, middle, groups...);
+    *left += *PlainSums<Accumulator, Batch>(sheet, origin, fresh, middle, end, groups...);
     return left;
   }
+  constexpr bool kGrouped = sizeof...(Groups) > 0;
   double weight = 0.0;
   double regWeight = 0.0;
   unsigned int group = 0;
   const auto columns = static_cast<unsigned int>(sheet.variables);
-  Batch batch(columns, kChunkRows, policy.weights ? &weight : nullptr, policy.weights ? &regWeight : nullptr,
-              policy.groups ? &group : nullptr, groups...);
-  const std::size_t width = columns + (policy.weights ? 2 : 0) + (policy.groups ? 1 : 0);
+  Batch batch(columns, kChunkRows, &weight, &regWeight, kGrouped ? &group : nullptr, groups...);
+  const Policy policy{.weights = true, .groups = kGrouped, .listwise = true};
   const std::vector<double> cells = policy.Cells(sheet, origin, first * kChunkRows, end * kChunkRows);
-  for (std::size_t at = 0; at < cells.size(); at += width) {
-    if (policy.weights) {
-      weight = cells[at + columns];
-      regWeight = cells[at + columns + 1];
-    }
-    if (policy.groups) group = static_cast<unsigned int>(cells[at + width - 1]);
-    pass::BatchUse<Batch>::Add(batch, &cells[at]);
+  for (auto cell = cells.begin(); cell != cells.end();) {
+    const double* values = &*cell;
+    cell += columns;
+    weight = *cell++;
+    regWeight = *cell++;
+    if (kGrouped) group = static_cast<unsigned int>(*cell++);
+    pass::BatchUse<Batch>::Add(batch, values);
   }
   pass::BatchUse<Batch>::Complete(batch);
   auto sums = fresh();
@@ -149,9 +133,9 @@ std::vector<double> Bits(const vexa::MatrixListwise& sums) {
 
 std::vector<double> Bits(const vexa::DiscIndividualMatrix& sums) {
   std::vector<double> cells = {static_cast<double>(sums.NRows()), sums.WeightSum()};
-  const int cellCount = (sums.NVar() + 1) * (sums.NVar() + 2) / 2;
   for (int group = 0; group < sums.NGroup(); ++group)
-    for (int cell = 0; cell < cellCount; ++cell) cells.push_back(sums.TSSP(cell, group));
+    for (int cell = 0; cell < (sums.NVar() + 1) * (sums.NVar() + 2) / 2; ++cell)
+      cells.push_back(sums.TSSP(cell, group));
   return cells;
 }
 
@@ -166,8 +150,6 @@ std::vector<double> Origins(const Sheet& sheet) {
   return origins;
 }
 
-constexpr unsigned int kThreads[] = {1, 2, 3, 7, 16};
-
 TEST(Reduce, GivesTheBitsOfThePlainTreeForAnyNumberOfThreads) {
   std::mt19937 random(11);
   for (const std::size_t rows : {1U, 7U, 8U, 200U, 1'800U}) {
@@ -175,29 +157,25 @@ TEST(Reduce, GivesTheBitsOfThePlainTreeForAnyNumberOfThreads) {
     const TempFile file(sheet.Text());
     const std::vector<double> origin = Origins(sheet);
     const std::size_t chunks = (rows + kChunkRows - 1) / kChunkRows;
-    const Policy weighted{.weights = true, .groups = false, .listwise = true};
-    const Policy grouped{.weights = true, .groups = true, .listwise = true};
-    const std::function<std::unique_ptr<vexa::DiscIndividualMatrix>()> freshGroups = [&] {
+    const Maker<vexa::DiscIndividualMatrix> freshGroups = [&] {
       return std::make_unique<vexa::DiscIndividualMatrix>(3, static_cast<int>(sheet.variables));
     };
     const auto matrix = PlainSums<vexa::MatrixListwise, vexa::DataBatch>(
-        sheet, weighted, origin, Fresh<vexa::MatrixListwise>(), 0, chunks);
+        sheet, origin, kFresh<vexa::MatrixListwise>, 0, chunks);
     const auto perGroup = PlainSums<vexa::DiscIndividualMatrix, vexa::DataBatchByGroup>(
-        sheet, grouped, origin, freshGroups, 0, chunks, 3U);
+        sheet, origin, freshGroups, 0, chunks, 3U);
+    const pass::Levels levels(std::vector<double>{0, 10, 20});
     for (const unsigned int threads : kThreads) {
+      SCOPED_TRACE(fmt::format("{} rows, {} threads", rows, threads));
       table::Input input({file.Path()});
-      const auto all = pass::Reduce<vexa::MatrixListwise>(input, sheet.Columns(true), WithThreads(threads),
-                                                          Fresh<vexa::MatrixListwise>());
+      const auto all =
+          pass::Reduce(input, sheet.Columns(true), WithThreads(threads), kFresh<vexa::MatrixListwise>);
       EXPECT_TRUE(SameBits(all.origin, origin));
-      EXPECT_TRUE(SameBits(Bits(*all.sums), Bits(*matrix))) << rows << " rows, " << threads << " threads";
-      EXPECT_TRUE(all.complete);
-
-      const pass::Levels levels(std::vector<double>{0, 10, 20});
+      EXPECT_TRUE(SameBits(Bits(*all.sums), Bits(*matrix)));
       table::Input again({file.Path()});
       const auto byGroup = pass::Reduce<vexa::DiscIndividualMatrix, vexa::DataBatchByGroup>(
-          again, sheet.Columns(true, Sheet::By::kNumber), WithThreads(threads), freshGroups, &levels);
-      EXPECT_TRUE(SameBits(Bits(*byGroup.sums), Bits(*perGroup)))
-          << rows << " rows, " << threads << " threads";
+          again, sheet.ByGroup(true, false), WithThreads(threads), freshGroups, &levels);
+      EXPECT_TRUE(SameBits(Bits(*byGroup.sums), Bits(*perGroup)));
     }
   }
 }
@@ -208,122 +186,82 @@ TEST(Reduce, HandsOverTheRowsThatThePolicyLeavesAndCountsTheOthers) {
   const TempFile file(sheet.Text());
   const std::vector<double> origin = Origins(sheet);
   ASSERT_NE(origin[0], 0.0);
+  const pass::Levels levels(std::vector<std::string>{"g 0", "g 1", "g 2"});
   for (int mask = 0; mask < 8; ++mask) {
     const Policy policy{.weights = (mask & 1) != 0, .groups = (mask & 2) != 0, .listwise = (mask & 4) != 0};
     pass::Options options = WithThreads(3);
     options.missing = policy.listwise ? pass::Missing::kListwise : pass::Missing::kPairwise;
     options.extremes = true;
-    const pass::Columns columns =
-        sheet.Columns(policy.weights, policy.groups ? Sheet::By::kText : Sheet::By::kNothing);
-    const pass::Levels levels(std::vector<std::string>{"g 0", "g 1", "g 2"});
     table::Input input({file.Path()});
-    const auto result =
-        pass::Reduce<Recorder>(input, columns, options, Fresh<Recorder>(), policy.groups ? &levels : nullptr);
+    const auto result = pass::Reduce(
+        input, policy.groups ? sheet.ByGroup(policy.weights, true) : sheet.Columns(policy.weights), options,
+        kFresh<Recorder>, policy.groups ? &levels : nullptr);
     EXPECT_TRUE(SameBits(result.sums->cells, policy.Cells(sheet, origin, 0, sheet.rows.size())));
 
-    pass::Tally expected{.read = sheet.rows.size()};
-    expected.lacking.resize(4);
+    std::map<std::string, std::uint64_t> counts;
+    pass::Tally expected{.read = sheet.rows.size(), .lacking = std::vector<std::uint64_t>(4)};
     if (policy.groups) expected.groupRows.resize(3);
     std::vector<pass::Extremes> extremes(4);
     for (const Row& row : sheet.rows) {
-      if (policy.weights && (std::isnan(row.weight) || std::isnan(row.regWeight))) {
-        ++expected.missingWeight;
-        continue;
+      const std::string verdict = policy.Verdict(row);
+      ++counts[verdict];
+      if (policy.groups && verdict == "used") ++expected.groupRows[static_cast<std::size_t>(row.group)];
+      for (std::size_t col = 0; col < 4; ++col) {
+        const bool missing = std::isnan(row.values[col]);
+        if (missing && (verdict == "used" || verdict == "missing value")) ++expected.lacking[col];
+        if (!missing && verdict == "used") extremes[col].Take(row.values[col]);
       }
-      if (policy.weights && row.weight * row.regWeight == 0.0) {
-        ++expected.zeroWeight;
-        continue;
-      }
-      if (policy.groups && row.group < 0) {
-        ++expected.missingGroup;
-        continue;
-      }
-      for (std::size_t col = 0; col < 4; ++col) expected.lacking[col] += std::isnan(row.values[col]) ? 1 : 0;
-      if (!policy.Uses(row)) {
-        ++expected.missingValue;
-        continue;
-      }
-      ++expected.used;
-      if (policy.groups) ++expected.groupRows[static_cast<std::size_t>(row.group)];
-      for (std::size_t col = 0; col < 4; ++col)
-        if (!std::isnan(row.values[col])) extremes[col].Take(row.values[col]);
     }
+    expected.used = counts["used"];
+    expected.missingWeight = counts["missing weight"];
+    expected.zeroWeight = counts["zero weight"];
+    expected.missingGroup = counts["missing group"];
+    expected.missingValue = counts["missing value"];
     EXPECT_EQ(result.tally, expected);
     for (std::size_t col = 0; col < 4; ++col) {
-      EXPECT_TRUE(SameBits(result.extremes[col].min, extremes[col].min));
-      EXPECT_TRUE(SameBits(result.extremes[col].max, extremes[col].max));
+      EXPECT_TRUE(SameBits({result.extremes[col].min, result.extremes[col].max},
+                           {extremes[col].min, extremes[col].max}));
     }
-  }
-}
-
-TEST(Reduce, KeepsFewAccumulatorsHoweverManyChunks) {
-  std::mt19937 random(13);
-  const Sheet sheet = MakeSheet(random, 14'000, 1);
-  const TempFile file(sheet.Text());
-  for (const unsigned int threads : kThreads) {
-    Recorder::Forget();
-    table::Input input({file.Path()});
-    pass::Reduce<Recorder>(input, sheet.Columns(false), WithThreads(threads), Fresh<Recorder>());
-    // Waiting nodes, and as many again in the workers' hands.
-    const auto levels = static_cast<unsigned int>(std::bit_width(sheet.rows.size() / kChunkRows)) + 1;
-    EXPECT_LE(static_cast<unsigned int>(Recorder::Most()), 2 * (threads + 1) * levels);
   }
 }
 
 TEST(Reduce, NamesTheFirstFaultOfTheFileForAnyNumberOfThreads) {
+  struct Fault {
+    std::string line;
+    int height;  // lines above the one to be named
+    std::string message;
+  };
+  const std::vector<Fault> faults = {
+      {"\"a\n\",1,2,oops,4,1,g 0,0\n", 1, "column x1: not a number: \"oops\""},
+      {"\"a\n\",-0.5,2,3,4,1,g 0,0\n", 1, "column w: negative weight: \"-0.5\""},
+      {"\"a\n\",1,2,3,4,-1,g 0,0\n", 1, "column r: negative weight: \"-1\""},
+      {"\"a\n\",1,2,3,4,inf,g 0,0\n", 1, "column r: not a finite number: \"inf\""},
+      {"\"a\n\",1,2,3,-1.7976931348623157e308,1,g 0,0\n", 1,
+       "column x2: number out of range: \"-1.7976931348623157e308\""},
+      {"\"a\n\",1,2,3,4,1\n", 0, "row of 6 cells where there are 8 columns"},
+  };
   std::mt19937 random(14);
   const Sheet sheet = MakeSheet(random, 900, 3);
   for (int round = 0; round < 30; ++round) {
     std::vector<std::string> lines = sheet.Lines();
-    std::size_t firstBad = lines.size();
-    std::string reason;
-    for (int fault = 0; fault < 4; ++fault) {
-      const std::size_t at = random() % lines.size();
-      std::string bad;
-      std::string badReason;
-      switch (random() % 5) {
-        case 0:
-          bad = "\"a\n\",1,2,oops,4,1,g 0,0\n";
-          badReason = "column x1: not a number: \"oops\"";
-          break;
-        case 1:
-          bad = "\"a\n\",-0.5,2,3,4,1,g 0,0\n";
-          badReason = "column w: negative weight: \"-0.5\"";
-          break;
-        case 2:
-          bad = "\"a\n\",1,2,3,-1.7976931348623157e308,1,g 0,0\n";
-          badReason = "column x2: number out of range: \"-1.7976931348623157e308\"";
-          break;
-        case 3:
-          bad = "\"a\n\",1,2,3,4,1\n";
-          badReason = "row of 6 cells where there are 8 columns";
-          break;
-        default:
-          bad = "\"a\n\",1,2,3,4,inf,g 0,0\n";
-          badReason = "column r: not a finite number: \"inf\"";
-      }
-      lines[at] = bad;
-      if (at <= firstBad) {
-        firstBad = at;
-        reason = badReason;
-      }
-    }
+    std::map<std::size_t, const Fault*> planted;
+    for (int count = 0; count < 4; ++count) planted[1 + random() % sheet.rows.size()] = &faults[random() % 6];
+    for (const auto& [at, fault] : planted) lines[at] = fault->line;
     // A broken end comes after all of them.
     if (round % 2 == 0) lines.back() += "\"never closed";
-    std::string text = sheet.Header();
-    for (const std::string& line : lines) text += line;
-    const TempFile file(text);
-    const std::size_t line = 2 + 2 * firstBad + (reason.starts_with("row") ? 0 : 1);
+    const TempFile file(fmt::format("{}", fmt::join(lines, "")));
+    const auto& [at, fault] = *planted.begin();
+    const std::string expected = fmt::format(
+        "{}:{}: {}", file.Path(), 2 * at + static_cast<std::size_t>(fault->height), fault->message);
     for (const unsigned int threads : kThreads) {
       std::string message;
       try {
         table::Input input({file.Path()});
-        pass::Reduce<vexa::MatrixListwise>(input, sheet.Columns(true), WithThreads(threads),
-                                           Fresh<vexa::MatrixListwise>());
+        pass::Reduce(input, sheet.Columns(true), WithThreads(threads), kFresh<vexa::MatrixListwise>);
       } catch (const table::InputError& error) {
         message = error.what();
       }
-      EXPECT_EQ(message, fmt::format("{}:{}: {}", file.Path(), line, reason)) << threads << " threads";
+      EXPECT_EQ(message, expected) << threads << " threads";
     }
   }
 }
@@ -344,7 +282,7 @@ TEST(Reduce, StopsWithTheSumsOfTheFirstRows) {
       };
       options.stopped = [&] { return seen >= stopAfter; };
       table::Input input({file.Path()});
-      const auto result = pass::Reduce<Recorder>(input, sheet.Columns(true), options, Fresh<Recorder>());
+      const auto result = pass::Reduce(input, sheet.Columns(true), options, kFresh<Recorder>);
       EXPECT_EQ(result.complete, stopAfter > sheet.rows.size());
       EXPECT_EQ(result.tally.read, seen);
       EXPECT_EQ(seen, std::min((stopAfter + kChunkRows - 1) / kChunkRows * kChunkRows, sheet.rows.size()));

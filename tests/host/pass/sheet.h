@@ -14,65 +14,57 @@
 
 namespace pass_test {
 
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();  ///< a missing cell
-
+/// NaN, or a group of −1, is a missing cell.
 struct Row {
   std::vector<double> values = {};
   double weight;
   double regWeight;
-  int group;  ///< from 0; −1: missing
+  int group;
 };
 
-/// Rows and the file that holds them: a text with quotes, delimiters and newlines in it, the case weight, the variables,
-/// the regression weight, and the group as text ("g 0") and as a number (10, now and then written 10.0).
+/// Rows and the lines of the file that holds them: a text with quotes, delimiters and a newline in it, the case weight,
+/// the variables, the regression weight, and the group as text ("g 0") and as a number (10, now and then 10.0).
 struct Sheet {
   std::vector<Row> rows = {};
   std::size_t variables = 0;
 
   std::vector<std::string> Lines() const {
-    std::vector<std::string> lines;
+    std::string header = "id,w";
+    for (std::size_t col = 0; col < variables; ++col) header += fmt::format(",x{}", col);
+    std::vector<std::string> lines = {header + ",r,g,h\n"};
+    const auto cell = [](double value) { return std::isnan(value) ? "NA," : fmt::format("{},", value); };
     for (const Row& row : rows) {
-      const auto cell = [](double value) { return std::isnan(value) ? "NA" : fmt::format("{}", value); };
       std::string line = fmt::format("\"row {},\n\"\"text\"\"\",{}", lines.size(), cell(row.weight));
-      for (const double value : row.values) line += ',' + cell(value);
-      line += ',' + cell(row.regWeight);
-      if (row.group < 0) {
-        line += ",,";
-      } else {
-        line += fmt::format(",\"g {}\",{}{}", row.group, 10 * row.group, lines.size() % 3 == 0 ? ".0" : "");
-      }
+      for (const double value : row.values) line += cell(value);
+      line += cell(row.regWeight);
+      if (row.group >= 0) line += fmt::format("\"g {}\"", row.group);
+      line +=
+          ',' + (row.group < 0 ? "" : std::to_string(10 * row.group) + (lines.size() % 3 == 0 ? ".0" : ""));
       lines.push_back(line + '\n');
     }
     return lines;
   }
+  std::string Text() const { return fmt::format("{}", fmt::join(Lines(), "")); }
 
-  std::string Header() const {
-    std::string header = "id,w";
-    for (std::size_t col = 0; col < variables; ++col) header += fmt::format(",x{}", col);
-    return header + ",r,g,h\n";
-  }
-
-  std::string Text() const {
-    std::string text = Header();
-    for (const std::string& line : Lines()) text += line;
-    return text;
-  }
-
-  enum class By { kNothing, kText, kNumber };
-  pass::Columns Columns(bool weights, By by = By::kNothing) const {
+  pass::Columns Columns(bool weights) const {
     pass::Columns columns;
     for (std::size_t col = 0; col < variables; ++col) columns.variables.push_back(2 + col);
     if (weights) {
       columns.weight = 1;
       columns.regWeight = 2 + variables;
     }
-    if (by != By::kNothing) columns.group = variables + (by == By::kText ? 3 : 4);
+    return columns;
+  }
+  pass::Columns ByGroup(bool weights, bool asText) const {
+    pass::Columns columns = Columns(weights);
+    columns.group = variables + (asText ? 3 : 4);
     return columns;
   }
 };
 
 /// Variable 0 has an origin; of every kind of row that is left out there are some.
 inline Sheet MakeSheet(std::mt19937& random, std::size_t rows, std::size_t variables) {
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
   Sheet sheet{.variables = variables};
   std::normal_distribution<double> normal;
   const auto rare = [&] { return random() % 25 == 0; };
