@@ -90,6 +90,7 @@ int Main(int argc, char** argv, Messages& messages) {
   Run chosen;
   AddMatrixCommands(program, chosen);
   AddSumsCommand(program, chosen);
+  AddGroupsCommand(program, chosen);
   std::vector<std::string> args(argv + 1, argv + argc);
   if (!args.empty() && args[0] == "help") args[0] = "--help";
   CheckCommand(program, args.empty() ? "" : args[0]);

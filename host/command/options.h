@@ -12,6 +12,13 @@ namespace command {
 
 enum class Form { kText, kCsv, kJson };
 
+/// Which rows belong together.
+struct Grouping {
+  std::string by = {};                     ///< the column of the groups
+  std::optional<std::string> levels = {};  ///< its values, as a list; nothing: all that the input has
+  unsigned int mostLevels = 1000;
+};
+
 /// The options that every command has.
 struct Options {
   std::string command = {};
@@ -20,6 +27,7 @@ struct Options {
   std::optional<std::string> columns = {};
   std::optional<std::string> weight = {};
   std::optional<std::string> regWeight = {};
+  std::optional<Grouping> grouping = {};  ///< for a command that has groups
 
   std::optional<std::string> missingTokens = {};
   std::string delimiter = {};

@@ -7,23 +7,15 @@
 #include <utility>
 
 #include "command/interrupt.h"
+#include "pass/levelsearch.h"
 #include "render/number.h"
+#include "table/rowsplitter.h"
 #include "text/printable.h"
 
 namespace command {
 namespace {
 
-constexpr std::size_t kNamesShown = 10;
 constexpr std::size_t kUnknownWidth = 80;
-
-/// "a, b, c", or the first few and how many more.
-std::string ListOf(const std::vector<std::string>& items, std::size_t shown = kNamesShown) {
-  std::string list;
-  for (std::size_t item = 0; item < std::min(items.size(), shown); ++item)
-    list += (item == 0 ? "" : ", ") + items[item];
-  if (items.size() > shown) list += fmt::format(" and {} more", items.size() - shown);
-  return list;
-}
 
 /// The variables that lack most values, as " (Ozone 37, Solar.R 7)".
 std::string Lacking(const pass::Tally& tally, const std::vector<std::string>& variables) {
@@ -36,7 +28,7 @@ std::string Lacking(const pass::Tally& tally, const std::vector<std::string>& va
   for (const std::size_t variable : order)
     items.push_back(
         fmt::format("{} {}", text::Escaped(variables[variable]), render::Grouped(tally.lacking[variable])));
-  return items.empty() ? "" : fmt::format(" ({})", ListOf(items, 3));
+  return items.empty() ? "" : fmt::format(" ({})", text::ListOf(items, 3));
 }
 
 }  // namespace
@@ -47,7 +39,12 @@ Session::Session(const Options& options, Messages& messages)
   if (options.files.empty() && isatty(STDIN_FILENO) == 1)
     _messages.Note("reading from the terminal; Ctrl-D ends the input");
   try {
-    _input.emplace(options.files, format, StopRequested);
+    if (options.grouping && !options.grouping->levels) {
+      _files.emplace(options.files, StopRequested);
+      _input = _files->Open(format);
+    } else {
+      _input = std::make_unique<table::Input>(options.files, format, StopRequested);
+    }
   } catch (const table::InputError&) {
     // Without its first row the input is not what it was going to be.
     if (StopRequested()) throw Interrupted();
@@ -57,6 +54,7 @@ Session::Session(const Options& options, Messages& messages)
     throw table::InputError("has a header and no rows", {.file = _input->FileName(0)});
   Choose();
   TellTime("opening");
+  if (options.grouping) ChooseLevels(*options.grouping);
 }
 
 std::string Session::TitleOf(const std::string& what) const {
@@ -71,6 +69,7 @@ void Session::Choose() {
   const std::vector<table::Column>& columns = _input->Columns();
   if (_options.weight) _chosen.weight = ChooseOne(*_options.weight, "--weight");
   if (_options.regWeight) _chosen.regWeight = ChooseOne(*_options.regWeight, "--reg-weight");
+  if (_options.grouping) _chosen.group = ChooseOne(_options.grouping->by, "--by");
   if (_options.columns) {
     if (_options.columns->empty()) throw UsageError("--columns names no column");
     _chosen.variables = table::SelectColumns(columns, *_options.columns);
@@ -83,7 +82,7 @@ void Session::Choose() {
     for (const std::string& name : _variables) names.push_back(text::Escaped(name));
     _messages.Note(fmt::format("{} columns, separated by {}; {} variables: {}", columns.size(),
                                text::Quoted({&_input->UsedFormat().delimiter, 1}), names.size(),
-                               ListOf(names)));
+                               text::ListOf(names)));
   }
 }
 
@@ -91,7 +90,7 @@ void Session::ChooseAllNumeric() {
   const std::vector<table::Column>& columns = _input->Columns();
   std::vector<std::string> skipped;
   for (std::size_t col = 0; col < columns.size(); ++col) {
-    if (col == _chosen.weight || col == _chosen.regWeight) continue;
+    if (col == _chosen.weight || col == _chosen.regWeight || col == _chosen.group) continue;
     if (columns[col].kind == table::Kind::kNumeric) {
       _chosen.variables.push_back(col);
     } else {
@@ -99,9 +98,25 @@ void Session::ChooseAllNumeric() {
                                     text::Quoted(columns[col].firstText), columns[col].firstTextLine));
     }
   }
-  if (!skipped.empty()) _messages.Note("not numeric, left out: " + ListOf(skipped));
+  if (!skipped.empty()) _messages.Note("not numeric, left out: " + text::ListOf(skipped));
   if (_chosen.variables.empty())
     throw table::InputError("has no numeric column", {.file = _input->FileName(0)});
+}
+
+void Session::ChooseLevels(const Grouping& grouping) {
+  if (grouping.levels) {
+    table::RowSplitter splitter(',');
+    std::vector<std::string> list;
+    for (const std::string_view level : splitter.Split(*grouping.levels)) list.emplace_back(level);
+    _levels = pass::GivenLevels(*_input, *_chosen.group, list);
+    return;
+  }
+  pass::LevelSearch search =
+      pass::FindLevels(*_files, _options.InputFormat(), _chosen, PassOptions(), grouping.mostLevels);
+  _messages.EndProgress();
+  if (!search.complete) throw Interrupted();
+  _levels = std::move(search.levels);
+  TellTime("finding the groups");
 }
 
 std::size_t Session::ChooseOne(const std::string& name, const char* option) const {
@@ -147,6 +162,7 @@ render::Account Session::AccountOf(const pass::Tally& tally, bool isComplete) co
   const auto nameOf = [&](std::size_t col) { return _input->Columns()[col].name; };
   if (_chosen.weight) account.weight = nameOf(*_chosen.weight);
   if (_chosen.regWeight) account.regWeight = nameOf(*_chosen.regWeight);
+  if (_chosen.group) account.group = nameOf(*_chosen.group);
   return account;
 }
 

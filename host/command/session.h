@@ -12,6 +12,8 @@
 #include "command/messages.h"
 #include "command/options.h"
 #include "command/output.h"
+#include "pass/files.h"
+#include "pass/levels.h"
 #include "pass/reduce.h"
 #include "render/page.h"
 #include "table/table.h"
@@ -31,10 +33,13 @@ class Session {
   const pass::Columns& Chosen() const { return _chosen; }
   /// The names of the variables.
   const std::vector<std::string>& Variables() const { return _variables; }
+  /// The levels of the groups, for which the files have been read once unless the options list them. Requires
+  /// options.grouping.
+  const pass::Levels& Levels() const { return *_levels; }
 
   /// Reduces all rows. Throws table::InputError for bad input and when no row can be used, Interrupted when the user
   /// stopped the run before any was.
-  template <class Accumulator>
+  template <class Accumulator, class Batch = vexa::DataBatch>
   pass::Reduction<Accumulator> Reduce(const std::function<std::unique_ptr<Accumulator>()>& fresh);
 
   /// A page with the account of a reduction; `what` names the statistics.
@@ -49,6 +54,7 @@ class Session {
   std::string TitleOf(const std::string& what) const;
   void Choose();
   void ChooseAllNumeric();
+  void ChooseLevels(const Grouping& grouping);
   std::size_t ChooseOne(const std::string& name, const char* option) const;
   pass::Options PassOptions();
   void CheckUsed(const pass::Tally& tally, bool isComplete) const;
@@ -60,14 +66,18 @@ class Session {
   Messages& _messages;
   std::chrono::steady_clock::time_point _stepStart = std::chrono::steady_clock::now();
   Output _output;
-  std::optional<table::Input> _input;
+  std::optional<pass::Files> _files;  // when they are read twice
+  std::unique_ptr<table::Input> _input;
+  std::optional<pass::Levels> _levels;
   pass::Columns _chosen;
   std::vector<std::string> _variables;
 };
 
-template <class Accumulator>
+template <class Accumulator, class Batch>
 pass::Reduction<Accumulator> Session::Reduce(const std::function<std::unique_ptr<Accumulator>()>& fresh) {
-  auto reduction = pass::Reduce<Accumulator>(*_input, _chosen, PassOptions(), fresh);
+  auto reduction =
+      pass::Reduce<Accumulator, Batch>(*_input, _chosen, PassOptions(), fresh, _levels ? &*_levels : nullptr);
+  if (_files && reduction.complete) _files->CheckUnchanged();
   _messages.EndProgress();
   TellTime("reading and summing");
   CheckUsed(reduction.tally, reduction.complete);

@@ -33,7 +33,7 @@ std::string Field(const Value& value) {
 void Csv(const Page& page, const Sink& sink) {
   bool isFirst = true;
   for (const Table& table : page.tables) {
-    if (table.audience == Audience::kPeople) continue;
+    if (!Reads(Audience::kCsv, table.audience)) continue;
     if (!isFirst) sink("\n");
     isFirst = false;
     std::string line;

@@ -35,6 +35,7 @@ void WriteAccount(const Account& account, const Sink& sink) {
   sink(fmt::format("  \"rows_left_out\": {{{}}},\n  \"blank_lines\": {},\n", leftOut, account.blankLines));
   sink(fmt::format("  \"weight\": {},\n  \"reg_weight\": {},\n", OptionalString(account.weight),
                    OptionalString(account.regWeight)));
+  if (account.group) sink(fmt::format("  \"group\": {},\n", String(*account.group)));
   sink(fmt::format("  \"weight_sum\": {},\n  \"reg_weight_sum\": {}", Number(account.weightSum),
                    Number(account.regWeightSum)));
 }
@@ -64,7 +65,7 @@ void Json(const Page& page, const Sink& sink) {
   for (const std::string& name : page.variables) variables += (variables.empty() ? "" : ", ") + String(name);
   sink(fmt::format(",\n  \"variables\": [{}]", variables));
   for (const Table& table : page.tables)
-    if (table.audience != Audience::kPeople) WriteTable(table, sink);
+    if (Reads(Audience::kJson, table.audience)) WriteTable(table, sink);
   sink("\n}\n");
 }
 

@@ -28,7 +28,20 @@ struct Column {
   std::function<Value(std::size_t row)> cell;
 };
 
-enum class Audience { kEverybody, kPeople, kPrograms };
+/// Who reads a table: a set of forms.
+enum class Audience : unsigned int {
+  kText = 1,
+  kCsv = 2,
+  kJson = 4,
+  kPeople = kText,
+  kPrograms = kCsv | kJson,
+  kAllButCsv = kText | kJson,
+  kEverybody = kText | kCsv | kJson,
+};
+
+constexpr bool Reads(Audience form, Audience audience) {
+  return (static_cast<unsigned int>(form) & static_cast<unsigned int>(audience)) != 0;
+}
 
 struct Table {
   std::string name = {};     ///< its key in JSON
@@ -39,6 +52,8 @@ struct Table {
   std::vector<Column> columns = {};
   /// Each row's single key is unique, as in a matrix: JSON gives an object of rows instead of a list.
   bool isKeyed = false;
+  /// The columns are of different kinds, other than in a matrix: text shows each in a form of its own.
+  bool isMixed = false;
   /// Numbers between −1 and 1: text shows them with one number of decimals.
   bool isBounded = false;
   Audience audience = Audience::kEverybody;
@@ -61,6 +76,7 @@ struct Account {
   std::uint64_t blankLines = 0;            ///< skipped, and no rows
   std::optional<std::string> weight = {};  ///< the column, if any
   std::optional<std::string> regWeight = {};
+  std::optional<std::string> group = {};
   double weightSum = 0.0;
   double regWeightSum = 0.0;
 };

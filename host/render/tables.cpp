@@ -1,6 +1,8 @@
 #include "render/tables.h"
 
+#include <algorithm>
 #include <cmath>
+#include <memory>
 #include <utility>
 
 namespace render {
@@ -8,16 +10,6 @@ namespace {
 
 std::function<Value(std::size_t)> NameOf(const std::vector<std::string>& names) {
   return [&names](std::size_t row) { return names[row]; };
-}
-
-Table Square(const std::string& name, const std::vector<std::string>& rows,
-             const std::vector<std::string>& cols,
-             const std::function<double(std::size_t, std::size_t)>& cell) {
-  Table table{.name = name, .rows = rows.size(), .isKeyed = true};
-  table.columns.push_back({"variable", NameOf(rows)});
-  for (std::size_t col = 0; col < cols.size(); ++col)
-    table.columns.push_back({cols[col], [cell, col](std::size_t row) { return cell(row, col); }});
-  return table;
 }
 
 struct Pair {
@@ -64,10 +56,48 @@ Table PairTable(const derive::Sums& sums, const std::vector<std::string>& rows,
 
 }  // namespace
 
+Table Grid(const std::string& name, const std::string& key, const std::vector<std::string>& rows,
+           const std::vector<std::string>& cols, const std::function<Value(std::size_t, std::size_t)>& cell) {
+  Table table{.name = name, .rows = rows.size(), .isKeyed = true};
+  table.columns.push_back({key, NameOf(rows)});
+  for (std::size_t col = 0; col < cols.size(); ++col)
+    table.columns.push_back({cols[col], [cell, col](std::size_t row) { return cell(row, col); }});
+  return table;
+}
+
+Table LongTable(const std::vector<Table>& tables) {
+  struct Layout {
+    std::vector<Table> tables;
+    std::vector<std::size_t> ends;  // the row behind each table's last
+  };
+  Layout layout{.tables = tables, .ends = {}};
+  std::size_t rows = 0;
+  for (const Table& table : tables) layout.ends.push_back(rows += table.rows * (table.columns.size() - 1));
+
+  // What a row is about, handed to what is to be told of it.
+  const auto about = [shared = std::make_shared<const Layout>(std::move(layout))](auto tell) {
+    return [shared, tell](std::size_t index) -> Value {
+      const auto end = std::upper_bound(shared->ends.begin(), shared->ends.end(), index);
+      const Table& table = shared->tables[static_cast<std::size_t>(end - shared->ends.begin())];
+      const std::size_t width = table.columns.size() - 1;
+      const std::size_t place = index - (*end - table.rows * width);
+      return tell(table, place / width, table.columns[1 + place % width]);
+    };
+  };
+  Table all{.name = "all", .rows = rows, .keys = 3, .audience = Audience::kCsv};
+  all.columns = {
+      {"table", about([](const Table& table, std::size_t, const Column&) { return table.name; })},
+      {"row",
+       about([](const Table& table, std::size_t row, const Column&) { return table.columns[0].cell(row); })},
+      {"column", about([](const Table&, std::size_t, const Column& column) { return column.name; })},
+      {"value", about([](const Table&, std::size_t row, const Column& column) { return column.cell(row); })}};
+  return all;
+}
+
 Table MatrixTable(const std::string& name, const derive::Matrix& matrix, const std::vector<std::string>& rows,
                   const std::vector<std::string>& cols) {
-  return Square(name, rows, cols,
-                [&matrix](std::size_t row, std::size_t col) { return matrix.At(row, col); });
+  return Grid(name, "variable", rows, cols,
+              [&matrix](std::size_t row, std::size_t col) { return matrix.At(row, col); });
 }
 
 std::vector<Table> SumsTables(const derive::Sums& sums, const std::vector<std::string>& rows,
@@ -83,8 +113,8 @@ std::vector<Table> SumsTables(const derive::Sums& sums, const std::vector<std::s
   variables.audience = Audience::kPeople;
   tables.push_back(std::move(variables));
 
-  Table products = Square("cscp", rows, cols,
-                          [&sums](std::size_t row, std::size_t col) { return sums.At(row, col).cscp; });
+  Table products = Grid("cscp", "variable", rows, cols,
+                        [&sums](std::size_t row, std::size_t col) { return sums.At(row, col).cscp; });
   products.caption = "Centred sums of squares and cross-products";
   products.audience = Audience::kPeople;
   tables.push_back(std::move(products));

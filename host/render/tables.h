@@ -1,6 +1,7 @@
 #ifndef HOST_RENDER_TABLES_H
 #define HOST_RENDER_TABLES_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,14 @@
 
 /// Results of derive/ as tables. A table refers to what it was made of, which must outlive it.
 namespace render {
+
+/// A grid of values with a name for each row and column; `key` says what a row is about.
+Table Grid(const std::string& name, const std::string& key, const std::vector<std::string>& rows,
+           const std::vector<std::string>& cols, const std::function<Value(std::size_t, std::size_t)>& cell);
+
+/// All cells of keyed tables as one table for CSV, a row for each: the table's name, the row's key, the column's
+/// name, the value.
+Table LongTable(const std::vector<Table>& tables);
 
 /// A matrix with a name for each row and column.
 Table MatrixTable(const std::string& name, const derive::Matrix& matrix, const std::vector<std::string>& rows,

@@ -42,7 +42,7 @@ std::vector<NumberForm> FormsOf(const Table& table) {
   for (std::size_t col = 0; col < forms.size(); ++col) {
     const bool isWhole = HoldsWholeNumbersOnly(table, table.columns[col]);
     forms[col] = isWhole ? NumberForm::kWhole : NumberForm::kSignificant;
-    if (table.isKeyed && !isWhole) {
+    if (table.isKeyed && !table.isMixed && !isWhole) {
       std::fill(forms.begin(), forms.end(), NumberForm::kSignificant);
       break;
     }
@@ -56,7 +56,8 @@ class ColumnStyle {
   ColumnStyle(const Table& table, const Column& column, NumberForm form, int digits)
       : _digits(digits), _form(form) {
     // The names of a matrix's rows speak for themselves.
-    if (!table.isKeyed || &column != table.columns.data()) _heading = text::Escaped(column.name);
+    const bool isMatrix = table.isKeyed && !table.isMixed;
+    if (!isMatrix || &column != table.columns.data()) _heading = text::Escaped(column.name);
     for (std::size_t row = 0; row < table.rows; ++row) {
       const Shown shown = Show(column.cell(row));
       _isNames = shown.isName;
@@ -183,7 +184,7 @@ void Text(const Page& page, const TextStyle& style, const Sink& sink) {
   sink(RowsSentence(account) + '\n');
   WriteWeights(account, style.digits, sink);
   for (const Table& table : page.tables)
-    if (table.audience != Audience::kPrograms) WriteTable(table, style, sink);
+    if (Reads(Audience::kText, table.audience)) WriteTable(table, style, sink);
   if (!page.notes.empty()) sink("\n");
   for (const std::string& note : page.notes) sink(note + '\n');
 }

@@ -109,6 +109,14 @@ std::string Quoted(std::string_view text) {
   return '"' + Escaped(shown) + (cut ? "…\"" : "\"");
 }
 
+std::string ListOf(const std::vector<std::string>& items, std::size_t most) {
+  std::string list;
+  for (std::size_t item = 0; item < std::min(items.size(), most); ++item)
+    list += (item == 0 ? "" : ", ") + items[item];
+  if (items.size() > most) list += fmt::format(" and {} more", items.size() - most);
+  return list;
+}
+
 std::size_t Width(std::string_view text) {
   std::size_t width = 0;
   while (!text.empty()) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Text from elsewhere (names, cells, paths), made fit for one line of a terminal.
 namespace text {
@@ -14,6 +15,9 @@ std::string Escaped(std::string_view text);
 
 /// `text` escaped and in double quotes, with an ellipsis after about 60 bytes.
 std::string Quoted(std::string_view text);
+
+/// "a, b, c": the items, or the first `most` of them and how many more there are.
+std::string ListOf(const std::vector<std::string>& items, std::size_t most = 10);
 
 /// Columns that escaped text takes on a terminal: two for the wide characters of East Asia and emoji, none
 /// for combining marks.

@@ -1,0 +1,173 @@
+"""groups_test.py PROGRAM: the analysis of groups, against published results and exact arithmetic."""
+
+import csv
+import io
+import json
+import random
+from fractions import Fraction
+
+import running
+from exact import Sums, digits, read_table, real, root
+
+IRIS = running.DATA / "iris.csv"
+AIR = running.DATA / "airquality.csv"
+MEASURES = ["Sepal.Length", "Sepal.Width", "Petal.Length", "Petal.Width"]
+
+
+class Groups(running.ProgramTest):
+    def analyse(self, *args):
+        return json.loads(self.succeed("groups", "-f", "json", *args).out)
+
+    def test_iris(self):
+        page = self.analyse(IRIS, "--by", "Species")
+        for test, statistic, f, df1, df2 in (("wilks", 0.02343863, 199.145, 8, 288),
+                                             ("box", 146.6632, 7.04526, 20, 77566.75)):
+            found = page["tests"][test]
+            self.assertAlmostEqual(found["statistic"], statistic, delta=5e-5 if statistic > 1 else 5e-9)
+            self.assertAlmostEqual(found["f"], f, delta=5e-4 if f > 100 else 5e-6)
+            self.assertAlmostEqual(found["df1"], df1)
+            self.assertAlmostEqual(found["df2"], df2, delta=5e-3)
+            self.assertLess(found["p"], 1e-15)
+        for function, eigenvalue, coefficients in (("1", 32.1919, (.426955, .521242, .947257, .575161)),
+                                                   ("2", 0.285391, (.012408, .735261, .401038, .581040))):
+            self.assertAlmostEqual(page["canonical"][function]["eigenvalue"], eigenvalue, delta=5e-5)
+            for name, coefficient in zip(MEASURES, coefficients):
+                self.assertAlmostEqual(abs(page["standardised"][name][function]), coefficient, delta=5.1e-7)
+        self.assertAlmostEqual(page["univariate"]["Petal.Length"]["f"], 1180.161182252981, delta=1e-8)
+        # The functions give every flower but three to its species.
+        wrong = 0
+        for row in csv.DictReader(io.StringIO(IRIS.read_text(encoding="utf-8"))):
+            score = {group: page["groups"][group]["constant"] + sum(
+                page["classification"][name][group] * float(row[name]) for name in MEASURES) for group in page["groups"]}
+            wrong += max(score, key=score.get) != row["Species"]
+        self.assertEqual(wrong, 3)
+
+    def check(self, least, file, by, names, *args, weight=None):
+        """Sums, covariances, means and deviations have at least so many correct digits."""
+        page = self.analyse(file, "--by", by, "-c", ",".join(names), *args)
+        rows = read_table(file, [*names, weight] if weight else names)
+        with open(file, newline="", encoding="utf-8") as given:
+            labels = [row[by] for row in csv.DictReader(given)]
+        sums = lambda rows: Sums([row[:len(names)] for row in rows], [row[-1] for row in rows] if weight else None)
+        each = {label: sums([row for row, own in zip(rows, labels) if own == label]) for label in sorted(set(labels))}
+        whole = sums(rows)
+        self.assertEqual(list(page["groups"]), list(each))
+        worst = {}
+
+        def hold(what, error, scale):
+            worst[what] = min(worst.get(what, 99), digits(abs(real(error)), real(scale)))
+
+        within_weight = whole.weight_sum - len(each)
+        for i, row in enumerate(names):
+            for j, col in enumerate(names):
+                within = sum(own.cell(i, j) for own in each.values())
+                scales = [root(sum(own.css(i) for own in each.values()) * sum(own.css(j) for own in each.values())),
+                          root(whole.css(i) * whole.css(j))]
+                found = lambda table: Fraction(page[table][row][col])
+                hold("within", found("within") - within, scales[0])
+                hold("covariance", (found("covariance") - within / within_weight) * within_weight, scales[0])
+                hold("between", found("between") - (whole.cell(i, j) - within), scales[1])
+                hold("total", found("total") - whole.cell(i, j), scales[1])
+            for label, own in each.items():
+                self.assertEqual(page["groups"][label]["n"], own.n)
+                hold("means", Fraction(page["means"][label][row]) - own.means[i], abs(own.means[i]))
+                variance = own.css(i) / (own.weight_sum - 1)
+                hold("sds", real(page["sds"][label][row]) - root(variance), root(variance))
+        for what, found in worst.items():
+            # A deviation is of one small group, and loses what its distance from the origin costs.
+            self.assertGreaterEqual(found, least - (what == "sds"), (what, worst))
+        return page
+
+    def test_exact_sums(self):
+        self.check(13, IRIS, "Species", MEASURES)
+        self.check(13, IRIS, "Species", MEASURES[:2], "-w", "Petal.Length", weight="Petal.Length")
+        self.check(13, AIR, "Month", ["Ozone", "Wind", "Temp"])
+
+    def test_far_origin(self):
+        rows = list(csv.DictReader(io.StringIO(IRIS.read_text(encoding="utf-8"))))
+        lines = [",".join([*(repr(float(row[name]) + 1e9) for name in MEASURES), row["Species"]]) for row in rows]
+        self.write("far.csv", "\n".join([",".join([*MEASURES, "Species"]), *lines]) + "\n")
+        far = self.check(13, self.folder / "far.csv", "Species", MEASURES)
+        near = self.analyse(IRIS, "--by", "Species")
+        self.assertAlmostEqual(far["tests"]["wilks"]["statistic"], near["tests"]["wilks"]["statistic"], delta=1e-7)
+
+    def test_csv_is_json_in_one_long_table(self):
+        args = (IRIS, "--by", "Species", "--priors", "size", "-c", "1:3")
+        page = self.analyse(*args)
+        for row in csv.DictReader(io.StringIO(self.succeed("groups", "-f", "csv", *args).out)):
+            self.assertEqual(page[row["table"]][row["row"]].pop(row["column"]), float(row["value"]))
+        left = [cells for table in page.values() if isinstance(table, dict) for cells in table.values()]
+        self.assertEqual([cells for cells in left if cells and not isinstance(cells, int)], [])
+
+    def test_threads_and_standard_input(self):
+        draw = random.Random(5)
+        names = ["north", "the \"south\"", "east, far", "w", *(f"g{k}" for k in range(40))]
+        lines = ["a,b,group,w,c"]
+        for _ in range(60_000):
+            k = draw.randrange(len(names) - 1) if draw.random() < 0.999 else len(names) - 1
+            quoted = '"' + names[k].replace('"', '""') + '"'
+            cells = [f"{draw.gauss(100 + k, 3):.4f}", f"{draw.gauss(k % 5, 1):.3f}", "NA" if draw.random() < 0.01 else quoted,
+                     draw.choice(["1", "2", "0.5", "0"]), f"{draw.random():.6f}"]
+            lines.append(",".join(cells))
+        text = "\n".join(lines) + "\n"
+        self.write("big.csv", text)
+        args = ("groups", "--by", "group", "-w", "w", "-f", "csv")
+        first = self.succeed(*args, "big.csv", "-t", 1)
+        self.assertIn("without a group", first.err)
+        for threads in running.THREADS[1:]:
+            run = self.succeed(*args, "big.csv", "-t", threads)
+            self.assertEqual((run.out, run.err), (first.out, first.err), threads)
+        self.assertEqual(self.succeed(*args, input=text).out, first.out)
+        feeder = running.subprocess.Popen(["cat", self.folder / "big.csv"], stdout=running.subprocess.PIPE)
+        self.assertEqual(self.succeed(*args, "-t", 3, "-", input=feeder.stdout).out, first.out)
+        feeder.stdout.close()
+        feeder.wait()
+        listed = ",".join('"' + name.replace('"', '""') + '"' for name in names)
+        self.assertEqual(self.succeed(*args, "--levels", listed, "big.csv").out, first.out)
+
+    def test_what_cannot_be_done_is_named_and_the_rest_is_there(self):
+        same = "x,y,g\n" + "".join(f"{k % 7},{0.1 if k % 2 else 0.3},{k % 2}.0\n" for k in range(40))
+        small = "x,y,g\n" + "".join(f"{k % 7},{k * k % 11},{'ab'[k % 2]}\n" for k in range(40)) + "5,6,lonely\n1,,void\n"
+        double = "x,y,g\n" + "".join(f"{k * k % 7},{2 * (k * k % 7) + 1},{k % 3}\n" for k in range(40))
+        no_inverse = ("So the covariance matrix within groups has no inverse: Wilks' lambda, the canonical and the "
+                      "classification functions are undefined.")
+        too_few = "Box's test is undefined, as fewer than two groups take part."
+        singular = "Groups where a variable does not vary or those before it determine it are left out of Box's test: "
+        for content, args, notes in (
+                (same, [], ["Variables that do not vary within any group: y.", no_inverse,
+                            singular + '"0" (y), "1" (y).', too_few]),
+                (double, [], ["Variables that those before them determine: y.", no_inverse,
+                              singular + '"0" (y), "1" (y), "2" (y).', too_few]),
+                (small, [], ['No row is used of "void".', "Groups without variances, as they weigh no more than 1, are left "
+                                                          'out of Box\'s test: "lonely".']),
+                (small, ["--levels", "b"], ['There is one group only, "b": nothing to compare it with.'])):
+            with self.subTest(notes[0]):
+                self.write("a.csv", content)
+                run = self.succeed("groups", "--by", "g", "a.csv", *args, "-f", "json")
+                self.assertEqual([line.removeprefix("vexa-stats: ") for line in run.err.splitlines()][:-1], notes)
+                page = json.loads(run.out)
+                self.assertGreater(page["within"]["x"]["x"], 0)
+                text = self.succeed("groups", "--by", "g", "a.csv", *args).out
+                self.assertEqual(text.splitlines()[-len(notes):], notes)
+        self.write("a.csv", small)
+        page = self.analyse("--by", "g", "a.csv")
+        self.assertEqual(page["sds"]["lonely"], {"x": None, "y": None})
+        self.assertEqual((page["rows_left_out"]["missing_value"], page["groups"]["lonely"]["n"]), (1, 1))
+        self.assertIsNotNone(page["tests"]["box"]["p"])
+
+    def test_errors(self):
+        self.write("a.csv", "x,g\n" + "".join(f"{k},{k % 30}\n" for k in range(3000)))
+        for args, code, message in (
+                (["--by", "g", "--max-groups", "29"], 2, "column g: has more than 29 distinct values, too many for groups"),
+                (["--by", "g", "--levels", "1,1.0"], 2, 'column g: level given twice: "1.0"'),
+                (["--by", "g", "--levels", "one"], 2, 'column g: level is not a number, as the column\'s are: "one"'),
+                (["--by", "q"], 2, "column q: is not among the 2 columns of the input"),
+                (["--by", "x,g"], 1, '--by takes one column, not "x,g"'),
+                (["--by", "g", "-r", "x"], 1, "there is no option -r"),
+                ([], 1, "--by is required")):
+            run = self.run_program("groups", "a.csv", *args)
+            self.assertEqual((run.code, run.out, run.err.splitlines()[0]), (code, "", "vexa-stats: error: " + message))
+
+
+if __name__ == "__main__":
+    running.main()
