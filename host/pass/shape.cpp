@@ -15,10 +15,11 @@ namespace {
 constexpr std::uint64_t kMostInt = std::numeric_limits<std::int32_t>::max();
 constexpr std::uint64_t kMostUnsigned = std::numeric_limits<std::uint32_t>::max();
 
-// A record of a pair and of a variable, with its pointer and the allocator's share where each is one of its own.
-constexpr std::uint64_t kPairBytes = 72;
-constexpr std::uint64_t kOwnPairBytes = 112;
-constexpr std::uint64_t kVariableBytes = 96;
+// The record of a pair of variables, also with its pointer and the allocator's share where each is one of its own, and
+// the record of a variable.
+constexpr std::uint64_t kPairBytes = 64;
+constexpr std::uint64_t kOwnPairBytes = 88;
+constexpr std::uint64_t kVariableBytes = 80;
 
 std::uint64_t Triangle(std::uint64_t columns) { return columns * (columns + 1) / 2; }
 

@@ -1,7 +1,7 @@
 #include "pass/tally.h"
 
 #include <cassert>
-#include <cmath>
+#include <cstddef>
 
 namespace pass {
 namespace {
@@ -25,11 +25,6 @@ void Tally::Add(const Tally& other) {
   missingValue += other.missingValue;
   AddEach(lacking, other.lacking);
   AddEach(groupRows, other.groupRows);
-}
-
-void Extremes::Take(double value) {
-  if (value < min || (value == min && std::signbit(value))) min = value;
-  if (value > max || (value == max && !std::signbit(value))) max = value;
 }
 
 void Extremes::Take(const Extremes& other) {

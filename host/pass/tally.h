@@ -1,7 +1,7 @@
 #ifndef HOST_PASS_TALLY_H
 #define HOST_PASS_TALLY_H
 
-#include <cstddef>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <vector>
@@ -34,7 +34,10 @@ struct Extremes {
   double min = std::numeric_limits<double>::infinity();  ///< above max while there is no value
   double max = -std::numeric_limits<double>::infinity();
 
-  void Take(double value);
+  void Take(double value) {
+    if (value < min || (value == min && std::signbit(value))) min = value;
+    if (value > max || (value == max && !std::signbit(value))) max = value;
+  }
   void Take(const Extremes& other);
 };
 
