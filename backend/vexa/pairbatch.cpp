@@ -75,16 +75,15 @@ double* Room(Index count) {
 
 class PairBatch {
  public:
-  PairBatch(const engine::Kernels& kernels, DataBatch& batch, const PairedRuns& runs, double missing,
-            Extremes extremes, SummarySink& sink, Workspace& work)
+  PairBatch(const engine::Kernels& kernels, const PairInput& input, const Pairing& pairing, Extremes extremes,
+            SummarySink& sink, Workspace& work)
       : _kernels(kernels),
-        _batch(batch),
-        _runs(runs),
-        _triangle(runs.triangle),
-        _count(runs.Columns()),
-        _secondBegin(_triangle ? 0 : runs.firstCount),
-        _rows(batch.NRows()),
-        _missing(missing),
+        _input(input),
+        _pairing(pairing),
+        _triangle(pairing.triangle),
+        _count(input.run.columns),
+        _secondBegin(_triangle ? 0 : pairing.firstCount),
+        _rows(input.run.rows),
         _extremes(extremes),
         _sink(sink),
         _work(work) {}
@@ -105,13 +104,13 @@ class PairBatch {
   void TakeColumns() {
     _work.columns.resize(_count);
     for (Index col = 0; col < _count; ++col) {
-      _work.columns[col] = _batch.Column(_runs.first + static_cast<unsigned int>(col));
+      _work.columns[col] = _input.run.Column(static_cast<unsigned int>(col));
     }
   }
 
   void TakeWeights() {
-    const double* weights = _batch.Weights();
-    const double* regWeights = _batch.RegWeights();
+    const double* weights = _input.weights;
+    const double* regWeights = _input.regWeights;
     _combined = weights ? weights : regWeights;
     if (!weights || !regWeights) return;
     _work.combined.resize(_rows);
@@ -122,7 +121,7 @@ class PairBatch {
   void FindPresence() {
     _work.bits.resize(_count * Words(_rows));
     for (Index col = 0; col < _count; ++col) {
-      _kernels.presence(_work.columns[col], _rows, _missing, _work.bits.data() + col * Words(_rows));
+      _kernels.presence(_work.columns[col], _rows, _input.missing, _work.bits.data() + col * Words(_rows));
     }
   }
 
@@ -163,10 +162,10 @@ class PairBatch {
             .secondPresent = _work.secondPresent.data(),
             .secondCount = _work.secondColumns.size(),
             .rows = _rows,
-            .missing = _missing,
-            .weights = _batch.Weights(),
+            .missing = _input.missing,
+            .weights = _input.weights,
             .combined = _combined,
-            .sumCombined = _batch.HasRegWeights()};
+            .sumCombined = _input.regWeights != nullptr};
   }
 
   void RunKernel(const engine::Pairs& job) {
@@ -200,8 +199,8 @@ class PairBatch {
     _work.mins.assign(_count, maxvalue);
     _work.maxs.assign(_count, minvalue);
     if (_extremes == Extremes::kWanted) {
-      const engine::Columns run{_batch.Column(_runs.first), _batch.MaxRows(), _count, _rows};
-      _kernels.extremes(run, _missing, _work.mins.data(), _work.maxs.data());
+      const engine::Columns run{_input.run.base, _input.run.stride, _count, _rows};
+      _kernels.extremes(run, _input.missing, _work.mins.data(), _work.maxs.data());
     }
     _work.own.resize(_count);
 
@@ -240,7 +239,7 @@ class PairBatch {
   void PairSingles() {
     const auto seconds = [this](char grouped) {
       _work.second.clear();
-      for (Index col = _secondBegin; col < _secondBegin + _runs.secondCount; ++col) {
+      for (Index col = _secondBegin; col < _secondBegin + _pairing.secondCount; ++col) {
         if (_work.grouped[col] == grouped) _work.second.push_back(col);
       }
     };
@@ -256,7 +255,7 @@ class PairBatch {
       const std::span columns = std::span(_work.second).subspan(panel);
       const auto seconds = columns.first(std::min(_kernels.pairLanes, columns.size()));
       _work.first.clear();
-      for (Index col = 0; col < _runs.firstCount; ++col) {
+      for (Index col = 0; col < _pairing.firstCount; ++col) {
         if ((withGrouped || !_work.grouped[col]) && Wanted(col, seconds.front())) _work.first.push_back(col);
       }
       TakeSeconds(seconds);
@@ -299,7 +298,7 @@ class PairBatch {
   void PairClasses() {
     for (Index a = 0; a < _classCount; ++a) {
       const Class& first = _work.classes[a];
-      if (first.columns.size() < kClassMin || first.columns.front() >= _runs.firstCount) continue;
+      if (first.columns.size() < kClassMin || first.columns.front() >= _pairing.firstCount) continue;
       // Of two classes of a triangle either may hold the later column of a pair, so both orders are done at once.
       for (Index b = _triangle ? a : 0; b < _classCount; ++b) {
         const Class& second = _work.classes[b];
@@ -421,13 +420,12 @@ class PairBatch {
   }
 
   const engine::Kernels& _kernels;
-  DataBatch& _batch;
-  const PairedRuns& _runs;
+  const PairInput& _input;
+  const Pairing& _pairing;
   bool _triangle;
   Index _count;
   Index _secondBegin;
   Index _rows;
-  double _missing;
   Extremes _extremes;
   SummarySink& _sink;
   Workspace& _work;
@@ -437,12 +435,11 @@ class PairBatch {
 
 }  // namespace
 
-bool SummarisePairs(DataBatch& batch, const PairedRuns& runs, double missing, Extremes extremes,
-                    SummarySink& sink) {
+bool SummarisePairs(const PairInput& input, const Pairing& pairing, Extremes extremes, SummarySink& sink) {
   const engine::Kernels* kernels = engine::Active();
-  if (!kernels || !engine::Worthwhile({nullptr, 0, runs.Columns(), batch.NRows()})) return false;
+  if (!kernels || !engine::Worthwhile({nullptr, 0, input.run.columns, input.run.rows})) return false;
   thread_local Workspace work;
-  PairBatch(*kernels, batch, runs, missing, extremes, sink, work).Run();
+  PairBatch(*kernels, input, pairing, extremes, sink, work).Run();
   return true;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vexa/databatch.h"
+#include "batchcolumns.h"
 
 /// The pairwise accumulators' way to the engine: one batch reduced to a summary of each column over the rows in which
 /// it is present, and of each pair of columns over the rows in which both are. The bits are those that the records'
@@ -31,8 +31,8 @@ struct PairSummary {
   double cscp;
 };
 
-/// Takes the summaries, in no particular order, each once. Columns are counted from the beginning of the runs, the
-/// second column of a pair from the beginning of its own run.
+/// Takes the summaries, in no particular order, each once. Columns are counted from the beginning of the run, the
+/// second column of a rectangle's pair from the first of the second columns.
 class SummarySink {
  public:
   virtual void TakeColumn(unsigned int col, const ColumnSummary& summary) = 0;
@@ -42,26 +42,29 @@ class SummarySink {
   ~SummarySink() = default;
 };
 
-/// Columns of a batch between which pairs are wanted. Triangle: each column of a run with every earlier one, the later
-/// column being the first of the pair. Rectangle: each column of one run with each column of the run that follows it.
-struct PairedRuns {
+/// Between which columns of a run pairs are wanted. Triangle: each column with every earlier one, the later column being
+/// the first of the pair. Rectangle: each of the first columns with each of the ones behind them.
+struct Pairing {
   bool triangle;
-  unsigned int first;  ///< where the first run begins
-  unsigned int firstCount;
-  unsigned int secondCount;  ///< columns of the second run; of a triangle, those of its one run again
+  unsigned int firstCount;   ///< of a triangle, all columns
+  unsigned int secondCount;  ///< of a triangle, all columns
 
-  static PairedRuns Triangle(unsigned int col, unsigned int count) { return {true, col, count, count}; }
-  static PairedRuns Rectangle(unsigned int col, unsigned int firstCount, unsigned int secondCount) {
-    return {false, col, firstCount, secondCount};
-  }
-  unsigned int Columns() const { return triangle ? firstCount : firstCount + secondCount; }
+  static Pairing Triangle(unsigned int columns) { return {true, columns, columns}; }
+  static Pairing Rectangle(unsigned int left, unsigned int right) { return {false, left, right}; }
+};
+
+/// What is reduced; nothing of it is written to.
+struct PairInput {
+  ColumnRun run;
+  const double* weights;     ///< case weights; null: every row weighs 1
+  const double* regWeights;  ///< null: none
+  double missing;
 };
 
 enum class Extremes { kWanted, kNotWanted };
 
-/// Reduces the batch, which is only read. False, and nothing taken, when the plain records have to do it: too few
-/// columns or rows, or no memory to work in.
-bool SummarisePairs(DataBatch& batch, const PairedRuns& runs, double missing, Extremes extremes,
-                    SummarySink& sink);
+/// Reduces the rows of a batch. False, and nothing taken, when the plain records have to do it: too few columns or rows
+/// to be worth it. Throws std::bad_alloc, possibly after some have been taken.
+bool SummarisePairs(const PairInput& input, const Pairing& pairing, Extremes extremes, SummarySink& sink);
 
 }  // namespace vexa
