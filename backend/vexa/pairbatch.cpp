@@ -1,13 +1,13 @@
 #include "pairbatch.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <new>
 #include <span>
 #include <vector>
 
 #include "engine/engine.h"
 #include "packed.h"
+#include "presenceclasses.h"
 #include "scratch.h"
 #include "vexa/kernels.h"
 
@@ -16,38 +16,24 @@ namespace vexa {
 namespace {
 
 using Index = std::size_t;
-using Word = std::uint64_t;
+using Word = PresenceClasses::Word;
 
 constexpr Index kWordRows = 64;
 
 /// First columns of one call of the pair kernel: their sums stay in the second-level cache.
 constexpr Index kFirstColumns = 64;
 
-/// Columns that are missing in the same rows form a class when there are that many of them: the pairs between two
-/// classes all have the same rows, so that means and sums of squares are formed once for a column instead of once
-/// for a pair, and the cross-products are those of complete columns. Wider ones are split, which bounds the memory.
-constexpr Index kClassMin = 16;
-constexpr Index kClassMax = 256;
-
 /// Rows of two classes that are worked on at a time.
 constexpr Index kClassRows = 256;
 static_assert(kClassRows % kWordRows == 0);
 
-Index Words(Index rows) { return (rows + kWordRows - 1) / kWordRows; }
-
-/// Columns with the same presence bits, ascending.
-struct Class {
-  std::vector<Index> columns;
-  Word hash = 0;
-};
+constexpr Index kClassMax = PresenceClasses::kMaxColumns;
 
 /// Memory that is kept from batch to batch, so that nothing is allocated once all of it has grown.
 struct Workspace {
   std::vector<const double*> columns;
-  std::vector<Word> bits;
   std::vector<double> combined;
-  std::vector<Class> classes;
-  std::vector<char> grouped;
+  PresenceClasses classes;
   std::vector<Index> first;
   std::vector<Index> second;
   std::vector<const double*> firstColumns;
@@ -56,6 +42,8 @@ struct Workspace {
   std::vector<const Word*> secondPresent;
   std::vector<engine::PairSums> sums;
   std::vector<Word> common;
+  std::vector<double> mins;
+  std::vector<double> maxs;
   std::vector<ColumnSummary> own;     ///< of each column in its own rows
   std::vector<ColumnSummary> shared;  ///< of the columns of two classes in their common rows
   std::vector<double> values;
@@ -63,14 +51,50 @@ struct Workspace {
   std::vector<Index> widths;
   std::vector<double> cells;
   std::vector<double> transposedCells;
-  std::vector<double> mins;
-  std::vector<double> maxs;
+
+  void Reserve(const engine::Kernels& kernels, Index count, Index rows) {
+    const Index classColumns = std::min(count, kClassMax);
+    columns.reserve(count);
+    combined.reserve(rows);
+    classes.Reserve(count, rows);
+    first.reserve(count);
+    second.reserve(count);
+    firstColumns.reserve(kFirstColumns);
+    firstPresent.reserve(kFirstColumns);
+    secondColumns.reserve(engine::kMaxPairLanes);
+    secondPresent.reserve(engine::kMaxPairLanes);
+    sums.resize(kFirstColumns);
+    common.reserve(rows / kWordRows + 1);
+    mins.reserve(count);
+    maxs.reserve(count);
+    own.reserve(count);
+    if (count >= PresenceClasses::kMinColumns) {
+      shared.reserve(2 * classColumns);
+      // Compaction writes whole vectors, the last one of a column beyond its end.
+      values.reserve(2 * classColumns * kClassRows + engine::kMaxPairLanes);
+      weights.reserve(kClassRows + engine::kMaxPairLanes);
+      widths.reserve(classColumns);
+      cells.reserve(classColumns * classColumns);
+      transposedCells.reserve(classColumns * classColumns);
+    }
+
+    engine::Pairs pairs{};
+    pairs.firstCount = kFirstColumns;
+    engine::CrossProducts products{};
+    products.left.columns = classColumns;
+    products.right.columns = classColumns;
+    const Index scratch = std::max(kernels.pairScratch(pairs), kernels.crossProductScratch(products));
+    if (!Scratch(scratch)) throw std::bad_alloc();
+  }
 };
 
-double* Room(Index count) {
-  double* room = Scratch(count);
-  if (!room) throw std::bad_alloc();
-  return room;
+Workspace& ThreadWorkspace() {
+  thread_local Workspace work;
+  return work;
+}
+
+const engine::Kernels* EngineFor(Index columns, Index rows) {
+  return engine::Worthwhile({nullptr, 0, columns, rows}) ? engine::Active() : nullptr;
 }
 
 class PairBatch {
@@ -91,15 +115,15 @@ class PairBatch {
   void Run() {
     TakeColumns();
     TakeWeights();
-    FindPresence();
-    FindClasses();
+    _work.classes.Find(_kernels, _work.columns, _rows, _input.missing, _secondBegin);
     SummariseColumns();
     PairSingles();
     PairClasses();
   }
 
  private:
-  const Word* Present(Index col) const { return _work.bits.data() + col * Words(_rows); }
+  const Word* Present(Index col) const { return _work.classes.Present(col); }
+  Index Words() const { return _work.classes.Words(); }
 
   void TakeColumns() {
     _work.columns.resize(_count);
@@ -118,42 +142,6 @@ class PairBatch {
     _combined = _work.combined.data();
   }
 
-  void FindPresence() {
-    _work.bits.resize(_count * Words(_rows));
-    for (Index col = 0; col < _count; ++col) {
-      _kernels.presence(_work.columns[col], _rows, _input.missing, _work.bits.data() + col * Words(_rows));
-    }
-  }
-
-  /// A class never spans the border between first and second columns of a rectangle.
-  void FindClasses() {
-    _classCount = 0;
-    for (Index col = 0; col < _count; ++col) {
-      const std::span bits(Present(col), Words(_rows));
-      Word hash = 0xcbf29ce484222325;
-      for (const Word word : bits) hash = (hash ^ word) * 0x100000001b3;
-      const auto fits = [&](const Class& c) {
-        return c.hash == hash && c.columns.size() < kClassMax &&
-               (c.columns.front() < _secondBegin) == (col < _secondBegin) &&
-               std::equal(bits.begin(), bits.end(), Present(c.columns.front()));
-      };
-      const auto end = _work.classes.begin() + static_cast<std::ptrdiff_t>(_classCount);
-      auto found = std::find_if(_work.classes.begin(), end, fits);
-      if (found == end) {
-        if (_classCount == _work.classes.size()) _work.classes.emplace_back();
-        found = _work.classes.begin() + static_cast<std::ptrdiff_t>(_classCount++);
-        found->columns.clear();
-        found->hash = hash;
-      }
-      found->columns.push_back(col);
-    }
-    _work.grouped.assign(_count, 0);
-    for (Index k = 0; k < _classCount; ++k) {
-      if (_work.classes[k].columns.size() < kClassMin) continue;
-      for (const Index col : _work.classes[k].columns) _work.grouped[col] = 1;
-    }
-  }
-
   engine::Pairs Job() const {
     return {.first = nullptr,
             .firstPresent = nullptr,
@@ -169,8 +157,7 @@ class PairBatch {
   }
 
   void RunKernel(const engine::Pairs& job) {
-    if (_work.sums.size() < job.firstCount) _work.sums.resize(job.firstCount);
-    _kernels.pairs(job, _work.sums.data(), Room(_kernels.pairScratch(job)));
+    _kernels.pairs(job, _work.sums.data(), Scratch(_kernels.pairScratch(job)));
   }
 
   void TakeSeconds(std::span<const Index> columns) {
@@ -206,7 +193,7 @@ class PairBatch {
 
     _work.second.resize(_count);
     for (Index col = 0; col < _count; ++col) _work.second[col] = col;
-    _work.common.assign(Words(_rows), ~Word{0});
+    _work.common.assign(Words(), ~Word{0});
     if (_rows % kWordRows != 0) _work.common.back() >>= kWordRows - _rows % kWordRows;
     ForEachColumn(_work.second, _work.common.data(),
                   [this](Index col, const engine::PairSums& sums, Index lane) {
@@ -237,15 +224,15 @@ class PairBatch {
 
   /// All pairs of which at least one column belongs to no class.
   void PairSingles() {
-    const auto seconds = [this](char grouped) {
+    const auto seconds = [this](bool grouped) {
       _work.second.clear();
       for (Index col = _secondBegin; col < _secondBegin + _pairing.secondCount; ++col) {
-        if (_work.grouped[col] == grouped) _work.second.push_back(col);
+        if (_work.classes.InClass(col) == grouped) _work.second.push_back(col);
       }
     };
-    seconds(0);
+    seconds(false);
     PairPanels(true);
-    seconds(1);
+    seconds(true);
     PairPanels(false);
   }
 
@@ -256,7 +243,8 @@ class PairBatch {
       const auto seconds = columns.first(std::min(_kernels.pairLanes, columns.size()));
       _work.first.clear();
       for (Index col = 0; col < _pairing.firstCount; ++col) {
-        if ((withGrouped || !_work.grouped[col]) && Wanted(col, seconds.front())) _work.first.push_back(col);
+        if ((withGrouped || !_work.classes.InClass(col)) && Wanted(col, seconds.front()))
+          _work.first.push_back(col);
       }
       TakeSeconds(seconds);
       for (Index first = 0; first < _work.first.size(); first += kFirstColumns) {
@@ -296,14 +284,13 @@ class PairBatch {
   }
 
   void PairClasses() {
-    for (Index a = 0; a < _classCount; ++a) {
-      const Class& first = _work.classes[a];
-      if (first.columns.size() < kClassMin || first.columns.front() >= _pairing.firstCount) continue;
+    const PresenceClasses& classes = _work.classes;
+    for (Index a = 0; a < classes.Classes(); ++a) {
+      if (classes.Members(a).front() >= _pairing.firstCount) continue;
       // Of two classes of a triangle either may hold the later column of a pair, so both orders are done at once.
-      for (Index b = _triangle ? a : 0; b < _classCount; ++b) {
-        const Class& second = _work.classes[b];
-        if (second.columns.size() < kClassMin || second.columns.front() < _secondBegin) continue;
-        PairTwoClasses(first.columns, second.columns);
+      for (Index b = _triangle ? a : 0; b < classes.Classes(); ++b) {
+        if (classes.Members(b).front() >= _secondBegin)
+          PairTwoClasses(classes.Members(a), classes.Members(b));
       }
     }
   }
@@ -313,8 +300,8 @@ class PairBatch {
     const bool same = a.data() == b.data();
     const Word* presentA = Present(a.front());
     const Word* presentB = Present(b.front());
-    _work.common.resize(Words(_rows));
-    for (Index word = 0; word < Words(_rows); ++word) _work.common[word] = presentA[word] & presentB[word];
+    _work.common.resize(Words());
+    for (Index word = 0; word < Words(); ++word) _work.common[word] = presentA[word] & presentB[word];
 
     // The columns in the rows that all pairs of the two have in common: a's, then b's.
     _work.shared.resize(a.size() + b.size());
@@ -360,7 +347,6 @@ class PairBatch {
 
   /// Cross-products of the columns about their means in the common rows, some rows at a time.
   void MultiplyClasses(std::span<const Index> a, std::span<const Index> b, bool same) {
-    // Compaction writes whole vectors, the last one of a column beyond its end.
     _work.values.resize((a.size() + (same ? 0 : b.size())) * kClassRows + engine::kMaxPairLanes);
     _work.weights.resize(kClassRows + engine::kMaxPairLanes);
     _work.cells.assign(a.size() * b.size(), 0.0);
@@ -416,7 +402,7 @@ class PairBatch {
                               .cellStride = 1};
     job.widths = _work.widths.data();
     job.resume = true;
-    _kernels.crossProducts(job, Room(_kernels.crossProductScratch(job)));
+    _kernels.crossProducts(job, Scratch(_kernels.crossProductScratch(job)));
   }
 
   const engine::Kernels& _kernels;
@@ -430,16 +416,20 @@ class PairBatch {
   SummarySink& _sink;
   Workspace& _work;
   const double* _combined = nullptr;
-  Index _classCount = 0;
 };
 
 }  // namespace
 
+void ReservePairs(unsigned int columns, unsigned int rows) {
+  if (const engine::Kernels* kernels = EngineFor(columns, rows))
+    ThreadWorkspace().Reserve(*kernels, columns, rows);
+}
+
 bool SummarisePairs(const PairInput& input, const Pairing& pairing, Extremes extremes, SummarySink& sink) {
-  const engine::Kernels* kernels = engine::Active();
-  if (!kernels || !engine::Worthwhile({nullptr, 0, input.run.columns, input.run.rows})) return false;
-  thread_local Workspace work;
-  PairBatch(*kernels, input, pairing, extremes, sink, work).Run();
+  const engine::Kernels* kernels = EngineFor(input.run.columns, input.run.rows);
+  if (!kernels) return false;
+  ReservePairs(input.run.columns, input.run.rows);
+  PairBatch(*kernels, input, pairing, extremes, sink, ThreadWorkspace()).Run();
   return true;
 }
 

@@ -63,8 +63,11 @@ struct PairInput {
 
 enum class Extremes { kWanted, kNotWanted };
 
+/// So that SummarisePairs of up to that many columns and rows, on this thread, throws nothing. Throws std::bad_alloc.
+void ReservePairs(unsigned int columns, unsigned int rows);
+
 /// Reduces the rows of a batch. False, and nothing taken, when the plain records have to do it: too few columns or rows
-/// to be worth it. Throws std::bad_alloc, possibly after some have been taken.
+/// to be worth it. Throws std::bad_alloc before anything is taken.
 bool SummarisePairs(const PairInput& input, const Pairing& pairing, Extremes extremes, SummarySink& sink);
 
 }  // namespace vexa
