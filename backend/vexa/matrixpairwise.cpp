@@ -60,7 +60,7 @@ void MatrixPairwise::Data::Init(DataBatch& data) {
   assert(!_xp.size());  // NOLINT(readability-container-size-empty): the text is what people read
   const unsigned int nCols = data.NColumns();
   // Everything that can throw comes first: a failed allocation leaves an empty state empty.
-  ReserveRows(_workArea, data);
+  ReserveRows(_workArea, data, data.NColumns());
   _varStats.reserve(nCols);
   _xp.reserve(MatrixRow(nCols));
 
@@ -73,7 +73,7 @@ void MatrixPairwise::Data::Init(DataBatch& data) {
 void MatrixPairwise::Data::Update(DataBatch& data) {
   assert(_hasRegWeights == data.HasRegWeights());
   const unsigned int nRows = data.NRows();
-  ReserveRows(_workArea, data);
+  ReserveRows(_workArea, data, data.NColumns());
   _nRows += nRows;
   if (nRows == 0) return;
   const unsigned int nCols = data.NColumns();

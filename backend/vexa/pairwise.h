@@ -2,8 +2,11 @@
 
 #include <cstddef>
 #include <type_traits>
+#include <utility>
 
 #include "batchcolumns.h"
+#include "packed.h"
+#include "pairbatch.h"
 #include "records.h"
 #include "vexa/databatch.h"
 #include "vexa/kernels.h"
@@ -14,9 +17,10 @@
 
 namespace vexa {
 
-/// Gives the work area room for the rows of a batch, so that taking it in throws nothing afterwards.
-inline void ReserveRows(WorkArea& work, DataBatch& batch) {
+/// Makes room for the rows of a batch, so that taking in a run of its columns throws nothing afterwards.
+inline void ReserveRows(WorkArea& work, DataBatch& batch, std::size_t columns) {
   const std::size_t rows = batch.NRows();
+  ReservePairs(static_cast<unsigned int>(columns), batch.NRows());
   work._x0.reserve(rows);
   work._x1.reserve(rows);
   if (!batch.Weights() && !batch.RegWeights()) return;
@@ -55,9 +59,13 @@ auto& RecordAt(Records& records, std::size_t k) {
   }
 }
 
+template <class Records>
+using RecordIn = std::remove_reference_t<decltype(RecordAt(std::declval<Records&>(), 0))>;
+
 /// A batch next to the running records of an accumulator: those of the variables of a run of its columns, and those
 /// of pairs of them. Each AddX visits every record of its shape once, reduces the batch to a part about the part's
-/// own means and merges that; the order of the visits changes no value. This is the definition.
+/// own means and merges that; the order of the visits changes no value. The loops below are the definition, the
+/// engine does the same.
 template <class Variables, class Pairs>
 class PairwiseBatch {
  public:
@@ -72,6 +80,8 @@ class PairwiseBatch {
   /// Every variable, and the pair of every column with each one before it, row after row of the strict triangle; the
   /// later column is the first of the pair. Returns the number of pairs.
   unsigned int AddTriangle() const {
+    EngineParts parts(*this, Pairing::Triangle(_run.columns));
+    if (parts.Add()) return parts.Taken();
     AddVariables();
     unsigned int pair = 0;
     for (unsigned int col = 0; col < _run.columns; ++col) {
@@ -83,6 +93,8 @@ class PairwiseBatch {
   /// Every variable, and the pair of each of the first `left` columns with each of the `right` ones behind them, row
   /// after row; the left column is the first of the pair. Returns the number of pairs.
   unsigned int AddRectangle(unsigned int left, unsigned int right) const {
+    EngineParts parts(*this, Pairing::Rectangle(left, right));
+    if (parts.Add()) return parts.Taken();
     AddVariables();
     unsigned int pair = 0;
     for (unsigned int row = 0; row < left; ++row) {
@@ -109,6 +121,36 @@ class PairwiseBatch {
     InitPair(part, _run.Column(first), _run.Column(second), _weights, _regWeights, _work, RowCount());
     MergePair(running, part);
   }
+
+  /// Merges the parts that the engine makes of the batch.
+  class EngineParts final : public SummarySink {
+   public:
+    EngineParts(const PairwiseBatch& batch, const Pairing& pairing) : _batch(batch), _pairing(pairing) {}
+
+    /// False when the engine leaves the batch to the plain loops.
+    bool Add() {
+      const PairInput input{_batch._run, _batch._weights, _batch._regWeights, _batch._work._missing};
+      return SummarisePairs(input, _pairing, Family<RecordIn<Variables>>::kExtremes, *this);
+    }
+    unsigned int Taken() const { return _taken; }
+
+    void TakeColumn(unsigned int col, const ColumnSummary& summary) override {
+      auto& running = RecordAt(_batch._variables, col);
+      MergeVariable(running, RecordOf<RecordIn<Variables>>(summary));
+    }
+    void TakePair(unsigned int first, unsigned int second, const PairSummary& summary) override {
+      const std::size_t row = first;
+      const std::size_t pair =
+          (_pairing.triangle ? StrictTriangleRow(row) : row * _pairing.secondCount) + second;
+      MergePair(RecordAt(_batch._pairs, pair), RecordOf<RecordIn<Pairs>>(summary));
+      ++_taken;
+    }
+
+   private:
+    const PairwiseBatch& _batch;
+    Pairing _pairing;
+    unsigned int _taken = 0;
+  };
 
   ColumnRun _run;
   const double* _weights;

@@ -48,7 +48,7 @@ void AppendRecords(Data& state, int variables, int pairs, DataBatch& batch) {
   auto xp = MakeHandles<PairStat>(pairs);
   state._varStats.reserve(state._varStats.size() + varStats.size());
   state._xp.reserve(state._xp.size() + xp.size());
-  ReserveRows(state._workArea, batch);
+  ReserveRows(state._workArea, batch, varStats.size());
   Append(varStats, state._varStats);
   Append(xp, state._xp);
 }

@@ -4,6 +4,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "pairbatch.h"
 #include "pooling.h"
 #include "vexa/compaction.h"
 #include "vexa/kernels.h"
@@ -19,13 +20,20 @@ namespace vexa {
 struct MatrixFamily {
   using Count = std::uint64_t;
   static double PooledWeight(double weightA, double weightB) { return weightA + weightB; }
+  static constexpr Extremes kExtremes = Extremes::kNotWanted;
   static void TakeExtremes(VarStatsData& /*record*/, std::vector<double>& /*values*/) {}
+  static void TakeExtremes(VarStatsData& /*record*/, const ColumnSummary& /*summary*/) {}
   static void PoolExtremes(VarStatsData& /*a*/, const VarStatsData& /*b*/) {}
 };
 
 struct BlockFamily {
   using Count = int;
   static double PooledWeight(double weightA, double weightB) { return weightB + weightA; }
+  static constexpr Extremes kExtremes = Extremes::kWanted;
+  static void TakeExtremes(VarStatData& record, const ColumnSummary& summary) {
+    record._min = summary.min;
+    record._max = summary.max;
+  }
   static void TakeExtremes(VarStatData& record, std::vector<double>& values) {
     record._min = Mins(values);
     record._max = Maxs(values);
@@ -78,6 +86,33 @@ void InitPair(Record& record, const double* x, const double* y, const double* we
   record._css0 = CrossProduct(work._x0, work._x0, work._w);
   record._css1 = CrossProduct(work._x1, work._x1, work._w);
   record._cscp = CrossProduct(work._x0, work._x1, work._w);
+}
+
+/// What the engine made of the same rows, as a record.
+template <class Record>
+Record RecordOf(const ColumnSummary& summary) {
+  Record record;
+  record._nRows = static_cast<typename Family<Record>::Count>(summary.rows);
+  record._weightSum = summary.weightSum;
+  record._regWeightSum = summary.regWeightSum;
+  record._mean = summary.mean;
+  record._css = summary.css;
+  Family<Record>::TakeExtremes(record, summary);
+  return record;
+}
+
+template <class Record>
+Record RecordOf(const PairSummary& summary) {
+  Record record;
+  record._nRows = static_cast<typename Family<Record>::Count>(summary.rows);
+  record._weightSum = summary.weightSum;
+  record._regWeightSum = summary.regWeightSum;
+  record._mean0 = summary.mean0;
+  record._mean1 = summary.mean1;
+  record._css0 = summary.css0;
+  record._css1 = summary.css1;
+  record._cscp = summary.cscp;
+  return record;
 }
 
 /// Two records A and B of one family that are being pooled: what all their columns have in common.

@@ -37,7 +37,7 @@ void SMatrixPairwise::Data::Init(DataBatch& data) {
 void SMatrixPairwise::Data::Update(DataBatch& data) {
   assert(_hasRegWeights == data.HasRegWeights());
   const unsigned int nRows = data.NRows();
-  ReserveRows(_workArea, data);
+  ReserveRows(_workArea, data, _varStats.size());
   _nRows += nRows;
   if (nRows == 0) return;
   const auto nCols = static_cast<std::size_t>(_col2 - _col0);

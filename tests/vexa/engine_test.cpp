@@ -8,6 +8,7 @@
 
 #include "support/bits.h"
 #include "support/rows.h"
+#include "support/statistics.h"
 #include "vexa/batchcolumns.h"
 
 // The instruction set under test against the plain kernels, phase by phase, on shapes that fill, just miss or
@@ -166,6 +167,44 @@ TEST(Engine, RunsOfEqualValuesGiveThePlainBits) {
     const Values actual = AllPhases(rows);
     const PlainKernels plain;
     ASSERT_TRUE(SameBits(actual, AllPhases(rows))) << run;
+  }
+}
+
+/// What pairwise accumulators make of the rows, pairs of a triangle and of a rectangle.
+Values PairwiseStatistics(const Rows& rows, double missing) {
+  const int columns = static_cast<int>(rows.columns.size());
+  FilledBatch batch(rows, 3);
+  vexa::SMatrixPairwise triangle(missing);
+  triangle += *batch;
+  vexa::NSMatrixPairwise rectangle(missing, 0, columns / 3, columns);
+  rectangle += *batch;
+  Values all = Statistics(triangle);
+  const Values more = Statistics(rectangle);
+  all.insert(all.end(), more.begin(), more.end());
+  return all;
+}
+
+// Enough columns that are missing in the same rows are treated together, and too many of them are split.
+TEST(Engine, ColumnsThatAreMissingTogetherGiveThePlainBits) {
+  Random random(5);
+  for (const std::size_t columns : {15, 16, 17, 33, 48, 70, 270, 530}) {
+    for (const std::size_t count : {columns > 100 ? 30 : 24, columns > 100 ? 65 : 520}) {
+      for (const auto missing : {Missing::kShared, Missing::kWholeColumns, Missing::kScattered}) {
+        RowsSpec spec;
+        spec.rows = count;
+        spec.columns = columns;
+        spec.weights = count % 2 == 0;
+        spec.regWeights = columns % 2 == 0;
+        spec.missingRate = columns % 3 == 0 ? 0.0 : 0.1;
+        spec.missingCode = -1.797e308;
+        spec.missing = missing;
+        const Rows rows = MakeRows(random, spec);
+        const Values actual = PairwiseStatistics(rows, spec.missingCode);
+        const PlainKernels plain;
+        ASSERT_TRUE(SameBits(actual, PairwiseStatistics(rows, spec.missingCode)))
+            << columns << " columns, " << count << " rows";
+      }
+    }
   }
 }
 
