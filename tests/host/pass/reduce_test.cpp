@@ -133,9 +133,9 @@ std::vector<double> Bits(const vexa::MatrixListwise& sums) {
 
 std::vector<double> Bits(const vexa::DiscIndividualMatrix& sums) {
   std::vector<double> cells = {static_cast<double>(sums.NRows()), sums.WeightSum()};
+  const int cellCount = (sums.NVar() + 1) * (sums.NVar() + 2) / 2;
   for (int group = 0; group < sums.NGroup(); ++group)
-    for (int cell = 0; cell < (sums.NVar() + 1) * (sums.NVar() + 2) / 2; ++cell)
-      cells.push_back(sums.TSSP(cell, group));
+    for (int cell = 0; cell < cellCount; ++cell) cells.push_back(sums.TSSP(cell, group));
   return cells;
 }
 
