@@ -19,6 +19,12 @@ struct Grouping {
   unsigned int mostLevels = 1000;
 };
 
+/// Two lists of columns, between which a rectangle lies.
+struct Rectangle {
+  std::optional<std::string> rows = {};
+  std::optional<std::string> cols = {};
+};
+
 /// The options that every command has.
 struct Options {
   std::string command = {};
@@ -27,7 +33,9 @@ struct Options {
   std::optional<std::string> columns = {};
   std::optional<std::string> weight = {};
   std::optional<std::string> regWeight = {};
+  Rectangle rectangle = {};               ///< instead of columns, for a command that has it
   std::optional<Grouping> grouping = {};  ///< for a command that has groups
+  bool extremes = false;                  ///< for a command that shows them
 
   std::optional<std::string> missingTokens = {};
   std::string delimiter = {};

@@ -59,6 +59,9 @@ Session::Session(const Options& options, Messages& messages)
 
 std::string Session::TitleOf(const std::string& what) const {
   const std::size_t count = _variables.size();
+  if (_chosen.leftRun > 0)
+    return fmt::format("{} of {} with {} variables, over the rows where all are present", what,
+                       _chosen.leftRun, count - _chosen.leftRun);
   return fmt::format("{} of {} variable{}, over the rows where {}", what, count, count == 1 ? "" : "s",
                      count == 1   ? "it is present"
                      : count == 2 ? "both are present"
@@ -70,7 +73,10 @@ void Session::Choose() {
   if (_options.weight) _chosen.weight = ChooseOne(*_options.weight, "--weight");
   if (_options.regWeight) _chosen.regWeight = ChooseOne(*_options.regWeight, "--reg-weight");
   if (_options.grouping) _chosen.group = ChooseOne(_options.grouping->by, "--by");
-  if (_options.columns) {
+  const Rectangle& rectangle = _options.rectangle;
+  if (rectangle.rows || rectangle.cols) {
+    ChooseRectangle(rectangle);
+  } else if (_options.columns) {
     if (_options.columns->empty()) throw UsageError("--columns names no column");
     _chosen.variables = table::SelectColumns(columns, *_options.columns);
   } else {
@@ -103,6 +109,17 @@ void Session::ChooseAllNumeric() {
     throw table::InputError("has no numeric column", {.file = _input->FileName(0)});
 }
 
+void Session::ChooseRectangle(const Rectangle& rectangle) {
+  if (!rectangle.rows || !rectangle.cols) throw UsageError("--rows and --cols come together");
+  if (_options.columns) throw UsageError("--columns does not go with --rows and --cols");
+  if (rectangle.rows->empty()) throw UsageError("--rows names no column");
+  if (rectangle.cols->empty()) throw UsageError("--cols names no column");
+  _chosen.variables = table::SelectColumns(_input->Columns(), *rectangle.rows);
+  _chosen.leftRun = _chosen.variables.size();
+  for (const std::size_t col : table::SelectColumns(_input->Columns(), *rectangle.cols))
+    _chosen.variables.push_back(col);
+}
+
 void Session::ChooseLevels(const Grouping& grouping) {
   if (grouping.levels) {
     table::RowSplitter splitter(',');
@@ -128,7 +145,7 @@ std::size_t Session::ChooseOne(const std::string& name, const char* option) cons
 }
 
 pass::Options Session::PassOptions() {
-  pass::Options options{.threads = _options.threads, .stopped = StopRequested};
+  pass::Options options{.threads = _options.threads, .extremes = _options.extremes, .stopped = StopRequested};
   if (_options.progress.value_or(Messages::IsTerminal())) {
     options.progress = [this](const pass::Progress& progress) {
       _messages.Progress(progress.rows, progress.bytes, progress.totalBytes);

@@ -1,38 +1,58 @@
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "command/commands.h"
 #include "command/session.h"
 #include "derive/listwise.h"
 #include "render/tables.h"
 #include "vexa/matrixlistwise.h"
+#include "vexa/smatrixlistwise.h"
 
 namespace command {
 namespace {
 
-int RunSums(const Options& options, Messages& messages) {
-  Session session(options, messages);
-  const auto reduction =
-      session.Reduce<vexa::MatrixListwise>([] { return std::make_unique<vexa::MatrixListwise>(); });
-  const derive::ListwiseSums sums(*reduction.sums, reduction.origin);
-
+template <class Accumulator>
+int Show(Session& session, const pass::Reduction<Accumulator>& reduction, const derive::Sums& sums,
+         render::WithExtremes extremes) {
   render::Page page = session.StartPage("Sums", reduction);
   page.account.weightSum = reduction.sums->WeightSum();
   page.account.regWeightSum = reduction.sums->RegWeightSum();
-  page.tables = render::SumsTables(sums, session.Variables(), session.Variables());
+  page.tables = render::SumsTables(sums, session.Variables(), session.Variables(), extremes);
   return session.Deliver(page);
+}
+
+int RunWithExtremes(Session& session) {
+  const auto reduction =
+      session.Reduce<vexa::SMatrixListwise>([] { return std::make_unique<vexa::SMatrixListwise>(); });
+  std::vector<derive::Range> ranges;
+  for (const pass::Extremes& extremes : reduction.extremes) ranges.push_back({extremes.min, extremes.max});
+  const derive::BlockSums sums(*reduction.sums, reduction.origin, std::move(ranges));
+  return Show(session, reduction, sums, render::WithExtremes::kYes);
+}
+
+int RunSums(const Options& options, Messages& messages) {
+  Session session(options, messages);
+  if (options.extremes) return RunWithExtremes(session);
+  const auto reduction =
+      session.Reduce<vexa::MatrixListwise>([] { return std::make_unique<vexa::MatrixListwise>(); });
+  const derive::ListwiseSums sums(*reduction.sums, reduction.origin);
+  return Show(session, reduction, sums, render::WithExtremes::kNo);
 }
 
 }  // namespace
 
 void AddSumsCommand(CLI::App& program, Run& chosen) {
   const auto options = std::make_shared<Options>();
-  AddCommand(program, "sums", "What they are made of: counts, weight sums, means, centred sums.",
-             "  vexa-stats sums data.csv\n"
-             "  vexa-stats sums -f csv -c x,y -w cases -r precision data.csv\n",
-             *options)
-      .callback([&chosen, options] {
-        chosen = [options](Messages& messages) { return RunSums(*options, messages); };
-      });
+  CLI::App& app =
+      AddCommand(program, "sums", "What they are made of: counts, weight sums, means, centred sums.",
+                 "  vexa-stats sums data.csv\n"
+                 "  vexa-stats sums -f csv -c x,y -w cases -r precision data.csv\n",
+                 *options);
+  app.add_flag("--extremes", options->extremes, "Also the smallest and the largest value of each variable")
+      ->group("Output");
+  app.callback(
+      [&chosen, options] { chosen = [options](Messages& messages) { return RunSums(*options, messages); }; });
 }
 
 }  // namespace command

@@ -3,8 +3,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 namespace derive {
+
+/// The smallest and the largest value of a variable, as they stand in the input; NaN where nobody asked.
+struct Range {
+  double min = std::numeric_limits<double>::quiet_NaN();
+  double max = std::numeric_limits<double>::quiet_NaN();
+};
 
 /// What an accumulator holds about one pair of variables: everything that a statistic of the pair is made of.
 ///
@@ -19,6 +26,8 @@ struct Cell {
   double cssRow = 0.0;  ///< Σ w (x − mean x)²
   double cssCol = 0.0;
   double cscp = 0.0;  ///< Σ w (x − mean x)(y − mean y)
+  Range rangeRow = {};
+  Range rangeCol = {};
 };
 
 /// The sums of an accumulator, whatever its shape and its handling of missing values.

@@ -27,7 +27,7 @@ Pair TrianglePair(std::size_t index) {
 }
 
 Table PairTable(const derive::Sums& sums, const std::vector<std::string>& rows,
-                const std::vector<std::string>& cols) {
+                const std::vector<std::string>& cols, WithExtremes extremes) {
   const std::size_t width = sums.Cols();
   const bool isTriangle = sums.IsSymmetric();
   const auto pairAt = [isTriangle, width](std::size_t index) {
@@ -51,6 +51,19 @@ Table PairTable(const derive::Sums& sums, const std::vector<std::string>& rows,
                    {"css_row", sum(&derive::Cell::cssRow)},
                    {"css_column", sum(&derive::Cell::cssCol)},
                    {"cscp", sum(&derive::Cell::cscp)}};
+  if (extremes == WithExtremes::kNo) return table;
+  const auto extreme = [&sums, pairAt](auto range, auto end) {
+    return [&sums, pairAt, range, end](std::size_t index) -> Value {
+      const Pair pair = pairAt(index);
+      return sums.At(pair.row, pair.col).*range.*end;
+    };
+  };
+  using derive::Cell;
+  using derive::Range;
+  table.columns.push_back({"min_row", extreme(&Cell::rangeRow, &Range::min)});
+  table.columns.push_back({"max_row", extreme(&Cell::rangeRow, &Range::max)});
+  table.columns.push_back({"min_column", extreme(&Cell::rangeCol, &Range::min)});
+  table.columns.push_back({"max_column", extreme(&Cell::rangeCol, &Range::max)});
   return table;
 }
 
@@ -101,8 +114,8 @@ Table MatrixTable(const std::string& name, const derive::Matrix& matrix, const s
 }
 
 std::vector<Table> SumsTables(const derive::Sums& sums, const std::vector<std::string>& rows,
-                              const std::vector<std::string>& cols) {
-  std::vector<Table> tables = {PairTable(sums, rows, cols)};
+                              const std::vector<std::string>& cols, WithExtremes extremes) {
+  std::vector<Table> tables = {PairTable(sums, rows, cols, extremes)};
   if (!sums.IsListwise() || !sums.IsSymmetric()) return tables;
   tables[0].audience = Audience::kPrograms;
 
@@ -110,6 +123,10 @@ std::vector<Table> SumsTables(const derive::Sums& sums, const std::vector<std::s
   variables.columns = {{"variable", NameOf(rows)},
                        {"mean", [&sums](std::size_t row) { return sums.At(row, row).meanRow; }},
                        {"css", [&sums](std::size_t row) { return sums.At(row, row).cssRow; }}};
+  if (extremes == WithExtremes::kYes) {
+    variables.columns.push_back({"min", [&sums](std::size_t row) { return sums.At(row, row).rangeRow.min; }});
+    variables.columns.push_back({"max", [&sums](std::size_t row) { return sums.At(row, row).rangeRow.max; }});
+  }
   variables.audience = Audience::kPeople;
   tables.push_back(std::move(variables));
 

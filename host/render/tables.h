@@ -24,10 +24,13 @@ Table LongTable(const std::vector<Table>& tables);
 Table MatrixTable(const std::string& name, const derive::Matrix& matrix, const std::vector<std::string>& rows,
                   const std::vector<std::string>& cols);
 
+enum class WithExtremes { kNo, kYes };
+
 /// The sums themselves: one row per pair of variables for programs; where every pair is over the same rows, a
 /// table of the variables and a matrix of the cross-products for people.
 std::vector<Table> SumsTables(const derive::Sums& sums, const std::vector<std::string>& rows,
-                              const std::vector<std::string>& cols);
+                              const std::vector<std::string>& cols,
+                              WithExtremes extremes = WithExtremes::kNo);
 
 }  // namespace render
 

@@ -68,6 +68,33 @@ class Accuracy(running.ProgramTest):
             file.writelines(f"{a!r},{a - 1e6 + b!r},{c!r}\n" for a, b, c in zip(*columns))
         self.check(13.5, self.folder / "far.csv", ("a", "b", "c"), "far.csv")
 
+    def test_rectangle(self):
+        file = running.DATA / "iris.csv"
+        rows, cols = (IRIS[3], IRIS[0]), (IRIS[1], IRIS[3], IRIS[2])
+        exact = Sums(read_table(file, [*rows, *cols]))
+        args = ("--rows", ",".join(rows), "--cols", ",".join(cols), file)
+        for i, (cov, corr) in enumerate(zip(self.records("cov", *args), self.records("corr", *args))):
+            self.assertEqual((list(cov), cov["variable"]), (["variable", *cols], rows[i]))
+            for j, name in enumerate(cols, len(rows)):
+                self.assertGreaterEqual(exact.digits(i, j, float(cov[name]), exact.covariance(i, j), exact.n - 1), 14)
+                self.assertGreaterEqual(digits(abs(real(float(corr[name])) - exact.correlation(i, j)), 1), 14)
+        for wrong in (["--rows", "1:2"], ["--rows", "1:2", "--cols", "3", "-c", "4"], ["--rows", "", "--cols", "3"]):
+            self.assertEqual(self.run_program("cov", *wrong, file).code, 1)
+
+    def test_extremes_are_the_inputs_own(self):
+        # An origin of about 1e9, and later values that lose digits when it is subtracted.
+        draw = random.Random(4)
+        values = [[1e9 + draw.random(), draw.gauss(0, 1)] for _ in range(20_000)]
+        values[15_000][0], values[17_000][0] = 0.1, 3e9 + 1 / 3
+        self.write("a.csv", "x,y\n" + "".join(f"{x!r},{y!r}\n" for x, y in values))
+        wanted = {name: [min(column), max(column)] for name, column in zip("xy", zip(*values))}
+        plain = self.records("sums", "a.csv")
+        for row, without in zip(self.records("sums", "--extremes", "a.csv"), plain):
+            for side in ("row", "column"):
+                self.assertEqual([float(row[f"{end}_{side}"]) for end in ("min", "max")], wanted[row[side]])
+            # The symmetric block pools as the full matrix does, to the bit.
+            self.assertEqual({key: row[key] for key in without}, without)
+
     def test_json_holds_the_same_numbers(self):
         air = running.DATA / "airquality.csv"
         args = ("-c", "Ozone:Temp", "-w", "Wind", air)
