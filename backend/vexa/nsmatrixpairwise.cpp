@@ -11,13 +11,6 @@
 
 namespace vexa {
 
-namespace {
-
-/// Columns of a run, whose end may lie before its begin.
-unsigned int Width(int begin, int end) { return static_cast<unsigned int>(std::max(end - begin, 0)); }
-
-}  // namespace
-
 NSMatrixPairwise::Data::Data(double missing, int col0, int col1, int col2)
     : _col0(col0), _col1(col1), _col2(col2) {
   _workArea._missing = missing;
@@ -44,7 +37,11 @@ void NSMatrixPairwise::Data::Update(DataBatch& data) {
   AddWeights(*this, data);
   const ColumnRun run = RunOf(data, static_cast<unsigned int>(_col0), static_cast<unsigned int>(nCols));
   const PairwiseBatch batch(data, run, _workArea, _varStats, _xp);
-  const auto xpi = static_cast<int>(batch.AddRectangle(Width(_col0, _col1), Width(_col1, _col2)));
+  // Bounds out of order make no pairs, and the assertion says so.
+  const bool ordered = _col0 <= _col1 && _col1 <= _col2;
+  const auto left = static_cast<unsigned int>(ordered ? _col1 - _col0 : 0);
+  const auto right = static_cast<unsigned int>(ordered ? _col2 - _col1 : 0);
+  const auto xpi = static_cast<int>(batch.AddRectangle(left, right));
   assert(xpi == (_col1-_col0)*(_col2-_col1));
 }
 

@@ -401,6 +401,7 @@ TEST(Death, RectangularPairwiseBlock) {
     return new NSMatrixPairwise(9.0, col0, col0 + 1, col2);
   }));
   const std::string pair = "vexa::PairStat& vexa::NSMatrixPairwise::Pair(int, int) const";
+  const std::string addBatch = "void vexa::NSMatrixPairwise::Data::Update(vexa::DataBatch&)";
   NSMatrixPairwise full(9.0, 0, 2, 4);
   full += *FilledBatch(Sample(5, 4));
   NSMatrixPairwise elsewhere(9.0, 0, 1, 4);
@@ -412,8 +413,10 @@ TEST(Death, RectangularPairwiseBlock) {
          data.Init(*FilledBatch(Sample(5, 2)));
          data.Init(*FilledBatch(Sample(5, 2)));
        }},
-      {"xpi == (_col1-_col0)*(_col2-_col1)", "void vexa::NSMatrixPairwise::Data::Update(vexa::DataBatch&)",
-       [] { NSMatrixPairwise(9.0, 0, 5, 3) += *FilledBatch(Sample(5, 5)); }},
+      {"xpi == (_col1-_col0)*(_col2-_col1)", addBatch,
+       [] { NSMatrixPairwise(9.0, 0, 30, 20) += *FilledBatch(Sample(40, 30)); }},
+      {"xpi == (_col1-_col0)*(_col2-_col1)", addBatch,
+       [] { NSMatrixPairwise(9.0, 10, 0, 30) += *FilledBatch(Sample(40, 30)); }},
       {"_xp.size() == d._xp.size()",
        "void vexa::NSMatrixPairwise::Data::Update(const vexa::NSMatrixPairwise::Data&)",
        [&] { full += elsewhere; }},
