@@ -50,7 +50,7 @@ void CheckCommand(const CLI::App& program, const std::string& first) {
 
 /// What is wrong with the command line, in words of this program.
 std::string InWords(const CLI::ParseError& error) {
-  const std::string what = error.what();
+  std::string what = error.what();
   const std::size_t colon = what.find(':');
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr && colon != std::string::npos)
     return what.substr(0, colon) + (what.ends_with("missing") ? " needs a value" : " can be given only once");

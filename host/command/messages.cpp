@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "render/number.h"
 
@@ -24,7 +25,7 @@ std::string Size(double bytes) {
 }
 
 std::string Duration(double seconds) {
-  const auto whole = static_cast<std::uint64_t>(seconds + 0.5);
+  const auto whole = static_cast<std::uint64_t>(std::llround(seconds));
   if (whole < 60) return fmt::format("{} s", whole);
   if (whole < 3600) return fmt::format("{} min {:02} s", whole / 60, whole % 60);
   return fmt::format("{} h {:02} min", whole / 3600, whole % 3600 / 60);

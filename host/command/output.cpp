@@ -42,10 +42,10 @@ std::string NameBeside(const std::string& target, int attempt) {
 Output::Output(std::string path, const std::vector<std::string>& inputs)
     : _path(path == "-" ? std::string() : std::move(path)), _descriptor(STDOUT_FILENO) {
   if (_path.empty()) return;
-  _target = Resolved(_path);
   struct stat status {};
-  if (stat(_target.c_str(), &status) != 0) {
+  if (stat(_path.c_str(), &status) != 0) {
     if (errno != ENOENT) Fail(errno);
+    _target = _path;
     OpenBeside();
     return;
   }
@@ -58,12 +58,13 @@ Output::Output(std::string path, const std::vector<std::string>& inputs)
     }
   }
   if (!S_ISREG(status.st_mode)) {
-    _descriptor = open(_target.c_str(), O_WRONLY | O_CLOEXEC);
+    _descriptor = open(_path.c_str(), O_WRONLY | O_CLOEXEC);
     if (_descriptor < 0) Fail(errno);
     return;
   }
   // The folder alone decides whether a file can be replaced, but who protected it meant it.
-  if (access(_target.c_str(), W_OK) != 0) Fail(errno);
+  if (access(_path.c_str(), W_OK) != 0) Fail(errno);
+  _target = Resolved(_path);
   OpenBeside();
   fchmod(_descriptor, status.st_mode & 07777);
 }

@@ -16,6 +16,7 @@ namespace command {
 namespace {
 
 constexpr std::size_t kUnknownWidth = 80;
+constexpr std::size_t kReasonsShown = 10;
 
 /// The variables that lack most values, as " (Ozone 37, Solar.R 7)".
 std::string Lacking(const pass::Tally& tally, const std::vector<std::string>& variables) {
@@ -25,9 +26,11 @@ std::string Lacking(const pass::Tally& tally, const std::vector<std::string>& va
   std::stable_sort(order.begin(), order.end(),
                    [&](std::size_t a, std::size_t b) { return tally.lacking[a] > tally.lacking[b]; });
   std::vector<std::string> items;
-  for (const std::size_t variable : order)
+  items.reserve(order.size());
+  for (const std::size_t variable : order) {
     items.push_back(
         fmt::format("{} {}", text::Escaped(variables[variable]), render::Grouped(tally.lacking[variable])));
+  }
   return items.empty() ? "" : fmt::format(" ({})", text::ListOf(items, 3));
 }
 
@@ -95,16 +98,21 @@ void Session::Choose() {
 void Session::ChooseAllNumeric() {
   const std::vector<table::Column>& columns = _input->Columns();
   std::vector<std::string> skipped;
+  std::vector<std::string> reasons;
   for (std::size_t col = 0; col < columns.size(); ++col) {
     if (col == _chosen.weight || col == _chosen.regWeight || col == _chosen.group) continue;
     if (columns[col].kind == table::Kind::kNumeric) {
       _chosen.variables.push_back(col);
     } else {
-      skipped.push_back(fmt::format("{} ({} in line {})", text::Escaped(columns[col].name),
+      skipped.push_back(text::Escaped(columns[col].name));
+      reasons.push_back(fmt::format("{} ({} in line {})", skipped.back(),
                                     text::Quoted(columns[col].firstText), columns[col].firstTextLine));
     }
   }
-  if (!skipped.empty()) _messages.Note("not numeric, left out: " + text::ListOf(skipped));
+  if (!skipped.empty()) {
+    _messages.Note(fmt::format("not numeric, left out: {}",
+                               fmt::join(skipped.size() <= kReasonsShown ? reasons : skipped, ", ")));
+  }
   if (_chosen.variables.empty())
     throw table::InputError("has no numeric column", {.file = _input->FileName(0)});
 }

@@ -48,9 +48,11 @@ void WriteTable(const Table& table, const Sink& sink) {
   for (std::size_t row = 0; row < table.rows; ++row) {
     std::string line = row == 0 ? "\n    " : ",\n    ";
     if (table.isKeyed) line += Scalar(table.columns[0].cell(row)) + ": ";
-    for (std::size_t col = first; col < keys.size(); ++col)
-      line +=
-          fmt::format("{}{}: {}", col == first ? "{" : ", ", keys[col], Scalar(table.columns[col].cell(row)));
+    line += '{';
+    for (std::size_t col = first; col < keys.size(); ++col) {
+      if (col > first) line += ", ";
+      line += keys[col] + ": " + Scalar(table.columns[col].cell(row));
+    }
     sink(line + '}');
   }
   sink(fmt::format("\n  {}", table.isKeyed ? '}' : ']'));

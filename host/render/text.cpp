@@ -170,9 +170,10 @@ std::string RowsSentence(const Account& account) {
     sentence += fmt::format(" ({} skipped)", counted(account.blankLines, "blank line"));
   if (account.used == account.read) return sentence + ", all used";
   std::string reasons;
-  for (const LeftOut& reason : account.leftOut)
+  for (const LeftOut& reason : account.leftOut) {
     if (reason.rows > 0)
       reasons += fmt::format("{}{} {}", reasons.empty() ? "" : "; ", Grouped(reason.rows), reason.phrase);
+  }
   return fmt::format("{}, {} used, {} left out: {}", sentence, Grouped(account.used),
                      Grouped(account.read - account.used), reasons);
 }

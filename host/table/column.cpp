@@ -11,6 +11,7 @@
 #include "table/cell.h"
 #include "table/inputerror.h"
 #include "table/rowsplitter.h"
+#include "text/printable.h"
 
 namespace table {
 namespace {
@@ -27,6 +28,14 @@ class Finder {
     return found->second;
   }
 
+  /// A name that differs in the case of letters, or in what stands between them, alone; null if there is none.
+  const std::string* SimilarName(std::string_view name) const {
+    const std::string essence = Essence(name);
+    for (const Column& column : _columns)
+      if (!essence.empty() && Essence(column.name) == essence) return &column.name;
+    return nullptr;
+  }
+
   std::optional<std::size_t> ByNameOrPosition(std::string_view text) const {
     if (const auto named = ByName(text)) return named;
     std::size_t position = 0;
@@ -38,6 +47,18 @@ class Finder {
   }
 
  private:
+  /// Letters and digits in lower case; of other alphabets, all bytes.
+  static std::string Essence(std::string_view name) {
+    std::string essence;
+    for (const char byte : name) {
+      const bool isUpper = byte >= 'A' && byte <= 'Z';
+      const bool isPlain = (byte >= 'a' && byte <= 'z') || (byte >= '0' && byte <= '9');
+      if (isUpper || isPlain || static_cast<unsigned char>(byte) >= 0x80)
+        essence += isUpper ? static_cast<char>(byte - 'A' + 'a') : byte;
+    }
+    return essence;
+  }
+
   const std::vector<Column>& _columns;
   std::unordered_map<std::string_view, std::size_t> _byName;
 };
@@ -59,8 +80,10 @@ Range Find(const Finder& finder, std::string_view item, std::size_t columns) {
     if (*last < *first) throw InputError("range of columns runs backwards", {}, item);
     return {*first, *last};
   }
-  throw InputError(fmt::format("is not among the {} columns of the input", columns),
-                   {.column = std::string(item)});
+  std::string reason = fmt::format("is not among the {} columns of the input", columns);
+  if (const std::string* similar = finder.SimilarName(item))
+    reason += fmt::format("; did you mean {}?", text::Escaped(*similar));
+  throw InputError(reason, {.column = std::string(item)});
 }
 
 }  // namespace

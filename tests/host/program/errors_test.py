@@ -138,7 +138,8 @@ class Endings(running.ProgramTest):
         process.stdin.flush()
         # Its handler stands before it waits for input.
         status = pathlib.Path(f"/proc/{process.pid}/status")
-        while "SigCgt:\t0000000000000000" in status.read_text() and process.poll() is None:
+        caught = 1 << signal.SIGINT - 1
+        while not int(status.read_text().split("SigCgt:")[1].split()[0], 16) & caught and process.poll() is None:
             pass
         process.send_signal(signal.SIGINT)
         self.assertEqual((process.wait(), process.stdout.read()), (130, b""))
@@ -181,6 +182,12 @@ class Endings(running.ProgramTest):
         self.assertEqual((self.folder / "old.csv").read_text(), "variable,x,y\nx,2,3\ny,3,4.5\n")
         self.assertEqual(os.stat(self.folder / "old.csv").st_mode & 0o7777, 0o640)
         self.assertTrue(os.path.islink(self.folder / "link.csv"))
+        # What is no ordinary file is written, not replaced.
+        read_end, write_end = os.pipe()
+        self.succeed("cov", "a.csv", "-f", "csv", "-o", f"/dev/fd/{write_end}", pass_fds=(write_end,))
+        os.close(write_end)
+        with open(read_end, encoding="utf-8") as pipe:
+            self.assertEqual(pipe.read(), "variable,x,y\nx,2,3\ny,3,4.5\n")
         self.assertEqual(self.left_behind("a.csv", "old.csv", "link.csv"), [])
 
 

@@ -18,7 +18,6 @@
 namespace render_test {
 namespace {
 
-using render::Account;
 using render::Page;
 using render::Table;
 using render::Value;
@@ -240,12 +239,12 @@ TEST(Sums, EveryPairOnceInWideTriangles) {
   const std::vector<std::string> names(variables, "x");
   const Table table = render::SumsTables(sums, names, names)[0];
   ASSERT_EQ(table.rows, variables * (variables + 1) / 2);
-  std::size_t index = 0;
-  for (std::size_t row = 0; row < variables; row += row < 10 ? 1 : 331)
+  for (std::size_t row = 0; row < variables; row += row < 10 ? 1 : 331) {
     for (const std::size_t col : {std::size_t{0}, row}) {
-      index = row * (row + 1) / 2 + col;
-      EXPECT_EQ(std::get<double>(table.columns[9].cell(index)), static_cast<double>(100 * row + col));
+      const Value cscp = table.columns[9].cell(row * (row + 1) / 2 + col);
+      EXPECT_EQ(std::get<double>(cscp), static_cast<double>(100 * row + col));
     }
+  }
 }
 
 }  // namespace

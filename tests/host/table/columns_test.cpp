@@ -77,6 +77,7 @@ TEST(Columns, ChosenByNameRangeAndPosition) {
   EXPECT_EQ(select("\"x, y:z\""), "7 8");
   EXPECT_EQ(select("\"x, y\",1"), "7 0");
   EXPECT_EQ(select("a,q"), "column q: is not among the 9 columns of the input");
+  EXPECT_EQ(select("X_Y"), "column X_Y: is not among the 9 columns of the input; did you mean x, y?");
   EXPECT_EQ(select("1:10"), "column 1:10: is not among the 9 columns of the input");
   EXPECT_EQ(select("0"), "column 0: is not among the 9 columns of the input");
   EXPECT_EQ(select("b:a"), "range of columns runs backwards: \"b:a\"");
