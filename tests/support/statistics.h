@@ -4,6 +4,7 @@
 
 #include "vexa/DiscriminantMatrix.h"
 #include "vexa/DscIndividualMatrix.h"
+#include "vexa/matrixlistwise.h"
 #include "vexa/matrixpairwise.h"
 #include "vexa/nsmatrixlistwise.h"
 #include "vexa/nsmatrixpairwise.h"
@@ -73,6 +74,19 @@ std::vector<double> OfPairwiseColumns(const Block& block) {
 }
 
 }  // namespace statistics
+
+inline std::vector<double> Statistics(const vexa::MatrixListwise& matrix) {
+  std::vector<double> values = {static_cast<double>(matrix.NRows()), matrix.WeightSum(),
+                                matrix.RegWeightSum()};
+  if (!(matrix.WeightSum() > 0.0)) return values;
+  for (unsigned int row = 0; row < matrix.NColumns(); ++row) {
+    values.push_back(matrix.Mean(row));
+    for (unsigned int col = 0; col <= row; ++col) {
+      values.push_back((row + col) % 2 == 0 ? matrix.CCP(row, col) : matrix.CCP(col, row));
+    }
+  }
+  return values;
+}
 
 inline std::vector<double> Statistics(const vexa::SMatrixListwise& block) {
   std::vector<double> values = statistics::OfColumns(block);

@@ -24,17 +24,7 @@ struct ListwiseLaws {
     FilledBatch batch(rows);
     return accumulator += *batch;
   }
-  static std::vector<double> Statistics(const Accumulator& accumulator) {
-    std::vector<double> values = {static_cast<double>(accumulator.NRows()), accumulator.WeightSum(),
-                                  accumulator.RegWeightSum()};
-    for (unsigned int col = 0; col < accumulator.NColumns(); ++col) {
-      values.push_back(accumulator.Mean(col));
-      for (unsigned int other = 0; other < accumulator.NColumns(); ++other) {
-        values.push_back(accumulator.CCP(col, other));
-      }
-    }
-    return values;
-  }
+  static std::vector<double> Statistics(const Accumulator& matrix) { return ::Statistics(matrix); }
 };
 
 /// An accumulator behind the common interface that takes ungrouped batches.
