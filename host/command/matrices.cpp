@@ -36,7 +36,7 @@ constexpr Statistic kStatistics[] = {
                  "  vexa-stats cov -c height,weight:age -w cases part1.csv part2.csv\n"
                  "  vexa-stats cov -f csv -o cov.csv data.csv\n",
      .plural = "Covariances",
-     .undefined = "NA: undefined, because the cases weigh 1 or less or a sum is beyond the doubles.",
+     .undefined = "NA: undefined, as the cases weigh 1 or less, or a sum is beyond the range of a double.",
      .isBounded = false,
      .derive = derive::Covariances},
     {.name = "corr",
@@ -45,7 +45,7 @@ constexpr Statistic kStatistics[] = {
                  "  vexa-stats corr -c 3:7 --digits 3 data.csv\n"
                  "  zcat data.csv.gz | vexa-stats corr -f json > corr.json\n",
      .plural = "Correlations",
-     .undefined = "NA: undefined, because a variable does not vary.",
+     .undefined = "NA: undefined, as a variable does not vary, or a sum is beyond the range of a double.",
      .isBounded = true,
      .derive = derive::Correlations},
 };

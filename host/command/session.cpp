@@ -225,9 +225,10 @@ void Session::Write(const render::Page& page) {
 
 void Session::TellTime(const char* step) {
   const auto now = std::chrono::steady_clock::now();
-  if (_options.verbose)
-    _messages.Note(
-        fmt::format("{}: {:.3f} s", step, std::chrono::duration<double>(now - _stepStart).count()));
+  if (_options.verbose) {
+    const std::chrono::duration<double> taken = now - _stepStart;
+    _messages.Note(fmt::format("{}: {:.3f} s", step, taken.count()));
+  }
   _stepStart = now;
 }
 

@@ -19,6 +19,7 @@ constexpr int kSmallPower = -5;
 std::string Shortest(double value) { return fmt::format("{}", value); }
 
 std::string Significant(double value, int digits) {
+  if (!std::isfinite(value)) return fmt::format("{}", value);
   std::string scientific = fmt::format("{:.{}e}", value, digits - 1);
   // The power of the rounded number: 9.99 with two digits is 10.
   const int power = std::stoi(scientific.substr(scientific.find('e') + 1));

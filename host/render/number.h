@@ -10,7 +10,8 @@ namespace render {
 std::string Shortest(double value);
 
 /// At least `digits` significant digits, trailing zeros included: how precise a number is stays visible. Only what is
-/// very large or very small has an exponent, so that numbers of one column can be compared by eye.
+/// very large or very small has an exponent, so that numbers of one column can be compared by eye. "inf" and "nan" for
+/// what is not finite.
 std::string Significant(double value, int digits);
 /// `decimals` digits behind the point; what rounds to zero has no sign.
 std::string Fixed(double value, int decimals);

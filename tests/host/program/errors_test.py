@@ -116,6 +116,8 @@ class Endings(running.ProgramTest):
                 process.stdin.write(self.ROWS.encode())
                 process.stdin.flush()
                 process.send_signal(signal.SIGINT)
+                # One press that arrives twice.
+                process.send_signal(signal.SIGINT)
                 out, err = process.stdout.read().decode(), process.stderr.read().decode()
                 self.assertEqual(process.wait(), 130, err)
                 process.stdin.close(), process.stdout.close(), process.stderr.close()
