@@ -1,10 +1,10 @@
 #include "command/interrupt.h"
 
 #include <signal.h>
-#include <time.h>
 
 #include <atomic>
 #include <cstdint>
+#include <ctime>
 
 namespace command {
 namespace {
