@@ -1,6 +1,7 @@
 #include "support/rows.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -44,7 +45,8 @@ std::vector<double> MakeColumn(Random& random, Family family, std::size_t rows) 
         column[row] = row < run ? fixed : Uniform(random);
         break;
       case Family::kFewValues:
-        column[row] = static_cast<double>(Below(random, 4)) - 1;
+        column[row] = std::copysign(static_cast<double>(Below(random, 3)), fixed);
+        if (Chance(random, 0.5) && column[row] == 0.0) column[row] = -column[row];
         break;
       case Family::kWild:
         column[row] = WildValue(random);

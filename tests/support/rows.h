@@ -61,7 +61,7 @@ enum class Family {
   kOffset,      ///< spread 1 about 1e9
   kConstant,    ///< one value
   kLeadingRun,  ///< a long run of one value, then others
-  kFewValues,   ///< small integers: ties
+  kFewValues,   ///< small integers of one sign, zeros of both: ties
   kWild,        ///< NaN, infinities, subnormals, signed zeros among ordinary values
 };
 

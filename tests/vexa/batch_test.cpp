@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "support/bits.h"
+#include "support/rows.h"
+#include "vexa/databatch.h"
+#include "vexa/databatchbygroup.h"
+
+namespace {
+
+TEST(Batch, KeepsWhatTheHostVariablesHeldAtEachRow) {
+  double weight = 1.5;
+  double regWeight = 0.25;
+  unsigned int group = 5;
+  vexa::DataBatch batch(2, 3, &weight, &regWeight, &group);
+  const double rows[][2] = {{1, 2}, {3, 4}, {5, 6}};
+  batch.AddRow(rows[0]);
+  weight = 2.5, regWeight = 0.5, group = 2;
+  batch.AddRow(rows[1]);
+  group = 9;
+  batch.AddRow(rows[2]);
+  EXPECT_TRUE(SameBits(Contents(batch), {1, 3, 5, 2, 4, 6, 1.5, 2.5, 2.5, 0.25, 0.5, 0.5}));
+  EXPECT_EQ(batch.Groups()[1], 2U);
+  EXPECT_EQ(batch.MaxGroupSeen(), 9U);
+  EXPECT_EQ(batch.Column(1), batch.Column(0) + 3);
+  batch.Clear();
+  EXPECT_EQ(batch.NRows() + batch.MaxGroupSeen(), 0U);
+}
+
+TEST(Batch, RowSizeCountsWhatIsThereWithoutWrapping) {
+  for (const auto size : {vexa::DataBatch::RowSize, vexa::DataBatchByGroup::RowSize}) {
+    EXPECT_EQ(size(3, true, true, true), 44U);
+    EXPECT_EQ(size(3, true, false, true), 36U);
+    EXPECT_EQ(size(0xffffffffU, true, false, false), std::uint64_t{8} << 32);
+  }
+}
+
+TEST(Batch, RecommendedCapacityAvoidsCacheConflictsAndFits) {
+  for (const std::uint64_t cache : {0ULL, 1ULL << 15, 1ULL << 20, 48ULL << 20, 1ULL << 40}) {
+    for (unsigned int columns = 1; columns < 200'000; columns = columns * 3 + 1) {
+      const std::uint64_t rowSize = vexa::DataBatch::RowSize(columns, true, true, false);
+      const std::uint64_t rows = vexa::RecommendedRows(cache, rowSize);
+      ASSERT_GT(rows, 0U);
+      ASSERT_NE(rows * sizeof(double) % 4096, 0U) << columns << " columns, cache " << cache;
+      ASSERT_LT((columns + 1ULL) * rows, 1ULL << 32);
+      if (rows > 8) {
+        ASSERT_LE(rows * rowSize, cache / 2);
+      }
+    }
+  }
+}
+
+/// Columns and weights as the grouped batch shows them and as the rows, group by group in the order added, have them.
+void ExpectSorted(vexa::DataBatchByGroup& batch, const Rows& rows) {
+  std::vector<std::size_t> order;
+  for (unsigned int group = 0; group < batch.MaxGroup(); ++group) {
+    const std::size_t before = order.size();
+    for (std::size_t row = 0; row < rows.count; ++row)
+      if (rows.groups[row] == group) order.push_back(row);
+    ASSERT_EQ(batch.groupCount(group), order.size() - before);
+  }
+  const auto check = [&](const double* sorted, const std::vector<double>& added) {
+    std::vector<double> expected;
+    for (const std::size_t row : order) expected.push_back(added[row]);
+    ASSERT_TRUE(SameBits({sorted, sorted + expected.size()}, expected));
+  };
+  ASSERT_EQ(batch.NRows(), rows.count);
+  for (unsigned int col = 0; col < batch.NColumns(); ++col) check(batch.Column(col), rows.columns[col]);
+  ASSERT_EQ(batch.HasWeights(), rows.hasWeights);
+  ASSERT_EQ(batch.Weights() != nullptr, rows.hasWeights);
+  if (rows.hasWeights) check(batch.Weights(), rows.weights);
+}
+
+TEST(GroupedBatch, SortsStablyBeforeAndAfterFurtherRows) {
+  for (unsigned int seed = 0; seed < 300; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    RowsSpec spec = RandomSpec(random, 600, 40);
+    spec.groups = 1 + seed % 12;
+    spec.rows = std::max<std::size_t>(spec.rows, 1);
+    const Rows rows = MakeRows(random, spec);
+    const std::size_t half = 1 + rows.count / 2;
+    FilledGroupedBatch batch(rows.Slice(0, half), spec.groups, 600);
+    ASSERT_NO_FATAL_FAILURE(ExpectSorted(*batch, rows.Slice(0, half)));
+    batch.Append(rows.Slice(half, rows.count - half));
+    ASSERT_NO_FATAL_FAILURE(ExpectSorted(*batch, rows));
+    batch->SortByGroup();
+    ASSERT_NO_FATAL_FAILURE(ExpectSorted(*batch, rows));
+    batch->Clear();
+    ASSERT_NO_FATAL_FAILURE(ExpectSorted(*batch, rows.Slice(0, 0)));
+    batch.Append(rows);
+    ASSERT_NO_FATAL_FAILURE(ExpectSorted(*batch, rows));
+  }
+  const unsigned int group = 0;
+  vexa::DataBatchByGroup none(2, 4, nullptr, nullptr, &group, 0);
+  none.SortByGroup();
+  EXPECT_EQ(none.NRows(), 0U);
+}
+
+}  // namespace
