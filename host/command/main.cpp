@@ -22,6 +22,8 @@
 namespace command {
 namespace {
 
+constexpr std::size_t kCommandsColumn = 13;
+constexpr std::size_t kOptionsColumn = 26;
 constexpr const char* kFooter =
     "vexa-stats COMMAND --help tells the options of a command.\n"
     "\n"
@@ -80,9 +82,9 @@ int Answer(const CLI::App& program, const CLI::ParseError& error, Messages& mess
 }
 
 int Main(int argc, char** argv, Messages& messages) {
-  CLI::App program("Statistics of data files of any size, in one pass, with the same bits every time.",
+  CLI::App program("Statistics of data files of any size in one pass, the same bits every time.",
                    "vexa-stats");
-  program.formatter(std::make_shared<HelpFormatter>());
+  program.formatter(std::make_shared<HelpFormatter>(kOptionsColumn));
   program.set_help_flag("-h,--help", "Print this help");
   program.set_version_flag("--version", VEXA_VERSION, "Print the version");
   program.require_subcommand(1);
@@ -91,6 +93,7 @@ int Main(int argc, char** argv, Messages& messages) {
   AddMatrixCommands(program, chosen);
   AddSumsCommand(program, chosen);
   AddGroupsCommand(program, chosen);
+  program.formatter(std::make_shared<HelpFormatter>(kCommandsColumn));
   std::vector<std::string> args(argv + 1, argv + argc);
   if (!args.empty() && args[0] == "help") args[0] = "--help";
   CheckCommand(program, args.empty() ? "" : args[0]);

@@ -12,8 +12,6 @@
 namespace command {
 namespace {
 
-constexpr std::size_t kHelpColumn = 26;
-
 char OneByte(const std::string& text, const char* option) {
   if (text == "tab" || text == "\\t") return '\t';
   if (text.size() == 1) return text[0];
@@ -146,8 +144,8 @@ CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::stri
   return app;
 }
 
-HelpFormatter::HelpFormatter() {
-  column_width(kHelpColumn);
+HelpFormatter::HelpFormatter(std::size_t column) {
+  column_width(column);
   label("Positionals", "Arguments");
   label("SUBCOMMAND", "COMMAND");
 }

@@ -2,6 +2,7 @@
 #define HOST_COMMAND_OPTIONS_H
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -62,7 +63,8 @@ CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::stri
 /// The help of this program, laid out for people.
 class HelpFormatter : public CLI::Formatter {
  public:
-  HelpFormatter();
+  /// `column`: where the explanations begin.
+  explicit HelpFormatter(std::size_t column);
   std::string make_usage(const CLI::App* app, std::string name) const override;
   std::string make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const override;
   std::string make_description(const CLI::App* app) const override;

@@ -44,12 +44,11 @@ int RunSums(const Options& options, Messages& messages) {
 
 void AddSumsCommand(CLI::App& program, Run& chosen) {
   const auto options = std::make_shared<Options>();
-  CLI::App& app =
-      AddCommand(program, "sums", "What they are made of: counts, weight sums, means, centred sums.",
-                 "  vexa-stats sums data.csv\n"
-                 "  vexa-stats sums -f csv -c x,y -w cases -r precision data.csv\n",
-                 *options);
-  app.add_flag("--extremes", options->extremes, "Also the smallest and the largest value of each variable")
+  CLI::App& app = AddCommand(program, "sums", "Counts, weight sums, means, centred squares and products.",
+                             "  vexa-stats sums data.csv\n"
+                             "  vexa-stats sums -f csv -c x,y -w cases -r precision data.csv\n",
+                             *options);
+  app.add_flag("--extremes", options->extremes, "Also the smallest and largest value of each variable")
       ->group("Output");
   app.callback(
       [&chosen, options] { chosen = [options](Messages& messages) { return RunSums(*options, messages); }; });

@@ -1,0 +1,69 @@
+"""options_test.py PROGRAM: what each option does to a small table, to the byte."""
+
+import running
+
+PLAIN = "x,y,w,t\n1,2,1,a\n2,1,2,b\n4,6,0.5,c\n"
+
+
+class Options(running.ProgramTest):
+    #   what it is about: standard input, arguments, standard output, standard error without "vexa-stats: "
+    CASES = {
+        "columns in the order given": (PLAIN, "cov -f csv -c y,1", "variable,y,x\ny,7,3.5\nx,3.5,2.3333333333333335\n",
+                                       "3 rows read, all used"),
+        "columns given twice over": (PLAIN, "cov -f csv -c y -c 1", "variable,y,x\ny,7,3.5\nx,3.5,2.3333333333333335\n",
+                                     "3 rows read, all used"),
+        "all numeric ones but the weights": (
+            PLAIN, "cov -f csv -w w", "variable,x,y\nx,1.2,1.6\ny,1.6,4\n", 'not numeric, left out: t ("a" in line 2)\n3 rows read, all used'),
+        "weights that cancel out": ("x,w,r\n1,2,0.5\n3,0.5,2\n5,,1\n7,1,0\n", "sums -f csv -c x -w w -r r",
+                                    "row,column,n,weight_sum,reg_weight_sum,mean_row,mean_column,css_row,css_column,cscp\n"
+                                    "x,x,2,2.5,2,2,2,2,2,2\n", "4 rows read, 2 used, 2 left out: 1 with a missing weight; "
+                                    "1 with a weight of zero"),
+        "other missing tokens": ("x,y\n1,2\n-9,3\n2,none\n,1\n3,4\n", "cov -f csv --na -9.0,NONE",
+                                 "variable,x,y\nx,2,2\ny,2,2\n",
+                                 "5 rows read, 2 used, 3 left out: 3 with a missing value (x 2, y 1)"),
+        "tabs and decimal commas": ("x\ty\n1,5\t2\n2,5\t4\n", "cov -f csv -d tab --decimal ,",
+                                    "variable,x,y\nx,0.5,1\ny,1,2\n", "2 rows read, all used"),
+        "no header": ("1 2\n2 4\n", "cov -f csv --no-header -d _", None,
+                      'not numeric, left out: V1 ("1 2" in line 1)\nerror: <stdin>: has no numeric column'),
+        "no header, blanks between": ("1 2\n2 4\n", ["cov", "-f", "csv", "--no-header", "-d", " "],
+                                      "variable,V1,V2\nV1,0.5,1\nV2,1,2\n", "2 rows read, all used"),
+        "digits": ("x\n1\n2\n4\n", "cov --digits 3",
+                   "Covariances of 1 variable, over the rows where it is present\n3 rows read, all used\n\n      x\nx  2.33\n", ""),
+        "text of everything": (
+            "x,y,w\n1,1,2\n2,1,1\n3,1,2\n\n,1,1\n", "corr -w w -c x,y",
+            "Correlations of 2 variables, over the rows where both are present\n"
+            "4 rows read (1 blank line skipped), 3 used, 1 left out: 1 with a missing value (x 1)\n"
+            "Case weight w: the rows used weigh 5\n\n           x   y\nx   1.000000  NA\ny  NA         NA\n\n"
+            "NA: undefined, as a variable does not vary, or a sum is beyond the range of a double.\n", ""),
+        "progress, forced": ("x\n1\n3\n", "cov -f csv --progress", "variable,x\nx,2\n", None),
+        "verbose": ("x\n1\n3\n", "cov -f csv --verbose --no-progress", "variable,x\nx,2\n", None),
+    }
+
+    def test_each_option(self):
+        for name, (given, args, out, err) in self.CASES.items():
+            with self.subTest(name):
+                run = self.run_program(*(args.split() if isinstance(args, str) else args), input=given)
+                self.assertEqual(run.out, out or "", run.err)
+                self.assertEqual(run.code, 0 if out else 2)
+                if err is not None:
+                    self.assertEqual(run.err, "".join(f"vexa-stats: {line}\n" for line in err.splitlines()))
+
+    def test_standard_error_of_a_watched_run(self):
+        run = self.succeed("cov", "-f", "csv", "--progress", input="x\n1\n3\n")
+        self.assertRegex(run.err, r"vexa-stats: 100 %: 2 rows, 6 B of 6 B, .*/s\nvexa-stats: 2 rows read, all used\n")
+        run = self.succeed("cov", "-f", "csv", "--verbose", input="x;y\n1;2\n3;4\n")
+        self.assertIn('vexa-stats: 2 columns, separated by ";"; 2 variables: x, y\n', run.err)
+        self.assertRegex(run.err, r"reading and summing: \d+\.\d{3} s\n")
+
+    def test_help_names_every_option_within_the_terminal(self):
+        for command in ("", "cov", "corr", "sums", "groups"):
+            page = self.succeed(*([command] if command else []), "--help").out
+            self.assertLessEqual(max(map(len, page.splitlines())), 80, page)
+            if command:
+                for option in ("--columns", "--weight", "--na", "--delimiter", "--decimal", "--no-header", "--format",
+                               "--output", "--digits", "--threads", "--progress", "--no-progress", "--verbose"):
+                    self.assertIn(option, page)
+
+
+if __name__ == "__main__":
+    running.main()
