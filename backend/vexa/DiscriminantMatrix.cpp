@@ -12,7 +12,10 @@ namespace vexa {
 
 namespace {
 
-std::size_t GroupCells(int nGroup, int nVar) { return static_cast<std::size_t>(nGroup * nVar); }
+std::size_t GroupCells(int nGroup, int nVar) {
+  const int cells = nGroup * nVar;
+  return static_cast<std::size_t>(cells);
+}
 
 std::size_t PairCells(int nVar) { return static_cast<std::size_t>(StrictTriangleRow(nVar)); }
 

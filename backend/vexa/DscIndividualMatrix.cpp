@@ -15,7 +15,10 @@ namespace {
 /// Cells of one group: the triangle over the variables and the constant.
 int CountMatrix(int nVar) { return TriangleRow(nVar + 1); }
 
-std::size_t AllCells(int nGroup, int nVar) { return static_cast<std::size_t>(CountMatrix(nVar) * nGroup); }
+std::size_t AllCells(int nGroup, int nVar) {
+  const int cells = CountMatrix(nVar) * nGroup;
+  return static_cast<std::size_t>(cells);
+}
 
 }  // namespace
 

@@ -94,7 +94,8 @@ void NSMatrixListwise::Data::Init(const Data& d) {
   std::vector<double> means = d._means;
   std::vector<double> mins = d._mins;
   std::vector<double> maxs = d._maxs;
-  double* xp = CopyCells(d._xp, static_cast<std::size_t>((d._col2 - d._col1) * (d._col1 - d._col0)));
+  const int nCells = (d._col2 - d._col1) * (d._col1 - d._col0);
+  double* xp = CopyCells(d._xp, static_cast<std::size_t>(nCells));
 
   delete[] _xp;
   _xp = xp;

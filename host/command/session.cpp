@@ -62,9 +62,10 @@ Session::Session(const Options& options, Messages& messages)
 
 std::string Session::TitleOf(const std::string& what) const {
   const std::size_t count = _variables.size();
-  if (_chosen.leftRun > 0)
+  if (_chosen.leftRun > 0) {
     return fmt::format("{} of {} with {} variables, over the rows where all are present", what,
                        _chosen.leftRun, count - _chosen.leftRun);
+  }
   return fmt::format("{} of {} variable{}, over the rows where {}", what, count, count == 1 ? "" : "s",
                      count == 1   ? "it is present"
                      : count == 2 ? "both are present"

@@ -184,8 +184,9 @@ std::vector<std::string> GroupReport::Notes() const {
 }
 
 std::string GroupReport::Named(const std::vector<std::size_t>& variables) const {
-  std::vector<std::string> names;
-  for (const std::size_t variable : variables) names.push_back(text::Escaped(_variables[variable]));
+  std::vector<std::string> names(variables.size());
+  std::transform(variables.begin(), variables.end(), names.begin(),
+                 [this](std::size_t variable) { return text::Escaped(_variables[variable]); });
   return text::ListOf(names);
 }
 
@@ -193,13 +194,12 @@ void GroupReport::NoteSingularity(std::vector<std::string>& notes) const {
   const derive::Singularity& singularity = _analysis.singularity;
   if (!singularity.IsThere()) return;
   if (singularity.isTooLight) notes.emplace_back("The groups together weigh no more than their number.");
-  if (!singularity.overflown.empty())
-    notes.push_back("Sums of squares are beyond the range of a double: " + Named(singularity.overflown) +
-                    ".");
-  if (!singularity.constant.empty())
-    notes.push_back("Variables that do not vary within any group: " + Named(singularity.constant) + ".");
-  if (!singularity.dependent.empty())
-    notes.push_back("Variables that those before them determine: " + Named(singularity.dependent) + ".");
+  const auto name = [&](const char* what, const std::vector<std::size_t>& variables) {
+    if (!variables.empty()) notes.push_back(fmt::format("{}: {}.", what, Named(variables)));
+  };
+  name("Variables whose sums of squares are beyond the range of a double", singularity.overflown);
+  name("Variables that do not vary within any group", singularity.constant);
+  name("Variables that those before them determine", singularity.dependent);
   notes.emplace_back(
       "So the covariance matrix within groups has no inverse: Wilks' lambda, the canonical and the "
       "classification functions are undefined.");
@@ -216,13 +216,12 @@ void GroupReport::NoteBox(std::vector<std::string>& notes) const {
       light.push_back(group);
     }
   }
-  if (!light.empty())
-    notes.push_back("Groups without variances, as they weigh no more than 1, are left out of Box's test: " +
-                    text::ListOf(light) + ".");
-  if (!singular.empty())
-    notes.push_back(
-        "Groups where a variable does not vary or those before it determine it are left out of Box's test: " +
-        text::ListOf(singular) + ".");
+  const auto leaveOut = [&](const char* why, const std::vector<std::string>& groups) {
+    if (groups.empty()) return;
+    notes.push_back(fmt::format("Groups {} are left out of Box's test: {}.", why, text::ListOf(groups)));
+  };
+  leaveOut("without variances, as they weigh no more than 1,", light);
+  leaveOut("where a variable does not vary or those before it determine it", singular);
   if (std::isnan(_analysis.box.m))
     notes.emplace_back("Box's test is undefined, as fewer than two groups take part.");
 }
