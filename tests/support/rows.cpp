@@ -26,82 +26,51 @@ double WildValue(Random& random) {
   return Chance(random, 0.05) ? kSpecial[Below(random, std::size(kSpecial))] : Uniform(random);
 }
 
+double Value(Random& random, Family family, double fixed) {
+  switch (family) {
+    case Family::kUniform:
+    case Family::kLeadingRun:
+      return Uniform(random);
+    case Family::kOffset:
+      return 1e9 + Uniform(random);
+    case Family::kConstant:
+      return fixed;
+    case Family::kFewValues: {
+      const auto value = static_cast<double>(Below(random, 3));
+      return std::copysign(value, value == 0.0 ? Uniform(random) : fixed);
+    }
+    case Family::kWild:
+      return WildValue(random);
+  }
+  return 0.0;
+}
+
 std::vector<double> MakeColumn(Random& random, Family family, std::size_t rows) {
   std::vector<double> column(rows);
   const double fixed = Uniform(random) * 1000;
-  const std::size_t run = rows == 0 ? 0 : Below(random, rows + 1);
-  for (std::size_t row = 0; row < rows; ++row) {
-    switch (family) {
-      case Family::kUniform:
-        column[row] = Uniform(random);
-        break;
-      case Family::kOffset:
-        column[row] = 1e9 + Uniform(random);
-        break;
-      case Family::kConstant:
-        column[row] = fixed;
-        break;
-      case Family::kLeadingRun:
-        column[row] = row < run ? fixed : Uniform(random);
-        break;
-      case Family::kFewValues:
-        column[row] = std::copysign(static_cast<double>(Below(random, 3)), fixed);
-        if (Chance(random, 0.5) && column[row] == 0.0) column[row] = -column[row];
-        break;
-      case Family::kWild:
-        column[row] = WildValue(random);
-        break;
-    }
-  }
+  for (double& value : column) value = Value(random, family, fixed);
+  if (family == Family::kLeadingRun) std::fill_n(column.begin(), Below(random, rows + 1), fixed);
   return column;
 }
 
-/// Whether a cell is missing, cell by cell in the order of the rows of one column after the other.
-class MissingPattern {
- public:
-  MissingPattern(Random& random, const RowsSpec& spec) : _random(random), _spec(spec) {
-    for (std::size_t row = 0; row < spec.rows; ++row) {
-      _owner.push_back(Below(random, spec.columns + 1));
-      for (auto& pattern : _shared) pattern.push_back(Chance(random, spec.missingRate));
-    }
-  }
-
-  void NextColumn(std::size_t col) {
-    _col = col;
-    _whole = Chance(_random, _spec.missingRate);
-    _choice = Below(_random, 3);
-  }
-
-  bool Misses(std::size_t row) {
-    switch (_spec.missing) {
-      case Missing::kScattered:
-        return Chance(_random, _spec.missingRate);
-      case Missing::kWholeColumns:
-        return _whole;
-      case Missing::kDisjoint:
-        return _owner[row] != _col;
-      case Missing::kShared:
-        return _choice < 2 && _shared[_choice][row];
-    }
-    return false;
-  }
-
- private:
-  Random& _random;
-  const RowsSpec& _spec;
-  std::vector<std::size_t> _owner;
-  std::vector<bool> _shared[2];
-  std::size_t _col = 0;
-  bool _whole = false;
-  std::size_t _choice = 0;
-};
-
 void PutMissing(Random& random, const RowsSpec& spec, Rows& rows) {
-  MissingPattern pattern(random, spec);
+  std::vector<std::size_t> owner;
+  std::vector<bool> shared[2];
+  for (std::size_t row = 0; row < spec.rows; ++row) {
+    owner.push_back(Below(random, spec.columns + 1));
+    for (auto& pattern : shared) pattern.push_back(Chance(random, spec.missingRate));
+  }
   for (std::size_t col = 0; col < spec.columns; ++col) {
-    pattern.NextColumn(col);
+    const bool whole = Chance(random, spec.missingRate);
+    const std::size_t choice = Below(random, 3);
+    const auto misses = [&](std::size_t row) {
+      if (spec.missing == Missing::kScattered) return Chance(random, spec.missingRate);
+      if (spec.missing == Missing::kWholeColumns) return whole;
+      if (spec.missing == Missing::kDisjoint) return owner[row] != col;
+      return choice < 2 && shared[choice][row];
+    };
     for (std::size_t row = 0; row < spec.rows; ++row) {
-      if (!pattern.Misses(row)) continue;
+      if (!misses(row)) continue;
       const bool negate = spec.missingCode == 0.0 && Chance(random, 0.3);
       rows.columns[col][row] = negate ? -spec.missingCode : spec.missingCode;
     }
@@ -136,58 +105,6 @@ Rows Rows::Slice(std::size_t first, std::size_t size) const {
   part.hasRegWeights = hasRegWeights;
   part.count = size;
   return part;
-}
-
-FilledBatch::FilledBatch(const Rows& rows, unsigned int spare)
-    : _batch(std::make_unique<vexa::DataBatch>(
-          static_cast<unsigned int>(rows.columns.size()),
-          std::max(static_cast<unsigned int>(rows.count) + spare, 1U), rows.hasWeights ? &_weight : nullptr,
-          rows.hasRegWeights ? &_regWeight : nullptr, rows.groups.empty() ? nullptr : &_group)) {
-  std::vector<double> row(rows.columns.size());
-  for (unsigned int col = 0; col < _batch->NColumns(); ++col) {
-    std::fill_n(_batch->Column(col), _batch->MaxRows(), std::numeric_limits<double>::quiet_NaN());
-  }
-  for (std::size_t i = 0; i < rows.count; ++i) {
-    for (std::size_t col = 0; col < row.size(); ++col) row[col] = rows.columns[col][i];
-    if (rows.hasWeights) _weight = rows.weights[i];
-    if (rows.hasRegWeights) _regWeight = rows.regWeights[i];
-    if (!rows.groups.empty()) _group = rows.groups[i];
-    _batch->AddRow(row.data());
-  }
-}
-
-FilledGroupedBatch::FilledGroupedBatch(const Rows& rows, unsigned int maxGroup, unsigned int spare)
-    : _batch(std::make_unique<vexa::DataBatchByGroup>(
-          static_cast<unsigned int>(rows.columns.size()),
-          std::max(static_cast<unsigned int>(rows.count) + spare, 1U), rows.hasWeights ? &_weight : nullptr,
-          rows.hasRegWeights ? &_regWeight : nullptr, rows.groups.empty() ? nullptr : &_group, maxGroup)) {
-  for (unsigned int col = 0; col < _batch->NColumns(); ++col) {
-    std::fill_n(_batch->Column(col), _batch->MaxRows(), std::numeric_limits<double>::quiet_NaN());
-  }
-  Append(rows);
-}
-
-void FilledGroupedBatch::Append(const Rows& rows) {
-  for (std::size_t i = 0; i < rows.count; ++i) {
-    double* row = _batch->NextRow();
-    for (const auto& column : rows.columns) *row++ = column[i];
-    if (rows.hasWeights) _weight = rows.weights[i];
-    if (rows.hasRegWeights) _regWeight = rows.regWeights[i];
-    if (!rows.groups.empty()) _group = rows.groups[i];
-    _batch->AddRow();
-  }
-  if (!rows.groups.empty()) _batch->SortByGroup();
-}
-
-std::vector<double> Contents(vexa::DataBatch& batch) {
-  std::vector<double> contents;
-  const auto append = [&](const double* x) {
-    if (x) contents.insert(contents.end(), x, x + batch.NRows());
-  };
-  for (unsigned int col = 0; col < batch.NColumns(); ++col) append(batch.Column(col));
-  append(batch.Weights());
-  append(batch.RegWeights());
-  return contents;
 }
 
 Rows MakeRows(Random& random, const RowsSpec& spec) {

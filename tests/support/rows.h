@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <limits>
 #include <memory>
 #include <random>
 #include <vector>
@@ -21,39 +23,71 @@ struct Rows {
 };
 
 /// A batch and the host variables that it reads, which must live as long as it is filled.
-class FilledBatch {
+template <class Batch>
+class HostedBatch {
  public:
-  /// `spare` rows of capacity stay unused, their cells NaN, so that a read past the last row poisons a sum.
-  explicit FilledBatch(const Rows& rows, unsigned int spare = 0);
-  vexa::DataBatch& operator*() { return *_batch; }
-  vexa::DataBatch* operator->() { return _batch.get(); }
+  HostedBatch(const Rows& rows, unsigned int spare, auto... maxGroup)
+      : _batch(std::make_unique<Batch>(static_cast<unsigned int>(rows.columns.size()),
+                                       std::max(static_cast<unsigned int>(rows.count) + spare, 1U),
+                                       rows.hasWeights ? &_weight : nullptr,
+                                       rows.hasRegWeights ? &_regWeight : nullptr,
+                                       rows.groups.empty() ? nullptr : &_group, maxGroup...)) {
+    for (unsigned int col = 0; col < _batch->NColumns(); ++col)
+      std::fill_n(_batch->Column(col), _batch->MaxRows(), std::numeric_limits<double>::quiet_NaN());
+    Append(rows);
+  }
+  Batch& operator*() { return *_batch; }
+  Batch* operator->() { return _batch.get(); }
+
+  /// Appends rows of the same shape. A grouped batch is left sorted when the rows have groups.
+  void Append(const Rows& rows) {
+    constexpr bool kGrouped = requires { _batch->NextRow(); };
+    std::vector<double> row(rows.columns.size());
+    for (std::size_t i = 0; i < rows.count; ++i) {
+      for (std::size_t col = 0; col < row.size(); ++col) row[col] = rows.columns[col][i];
+      if (rows.hasWeights) _weight = rows.weights[i];
+      if (rows.hasRegWeights) _regWeight = rows.regWeights[i];
+      if (!rows.groups.empty()) _group = rows.groups[i];
+      if constexpr (kGrouped) {
+        std::copy(row.begin(), row.end(), _batch->NextRow());
+        _batch->AddRow();
+      } else {
+        _batch->AddRow(row.data());
+      }
+    }
+    if constexpr (kGrouped) {
+      if (!rows.groups.empty()) _batch->SortByGroup();
+    }
+  }
 
  private:
   double _weight = 0.0;
   double _regWeight = 0.0;
   unsigned int _group = 0;
-  std::unique_ptr<vexa::DataBatch> _batch;
+  std::unique_ptr<Batch> _batch;
 };
 
-/// The same for a grouped batch, which is left sorted when the rows have groups.
-class FilledGroupedBatch {
- public:
-  FilledGroupedBatch(const Rows& rows, unsigned int maxGroup, unsigned int spare = 0);
-  vexa::DataBatchByGroup& operator*() { return *_batch; }
-  vexa::DataBatchByGroup* operator->() { return _batch.get(); }
-
-  /// Appends rows of the same shape and sorts again.
-  void Append(const Rows& rows);
-
- private:
-  double _weight = 0.0;
-  double _regWeight = 0.0;
-  unsigned int _group = 0;
-  std::unique_ptr<vexa::DataBatchByGroup> _batch;
+/// `spare` rows of capacity stay unused, their cells NaN, so that a read past the last row poisons a sum.
+struct FilledBatch : HostedBatch<vexa::DataBatch> {
+  explicit FilledBatch(const Rows& rows, unsigned int spare = 0) : HostedBatch(rows, spare) {}
+};
+struct FilledGroupedBatch : HostedBatch<vexa::DataBatchByGroup> {
+  FilledGroupedBatch(const Rows& rows, unsigned int maxGroup, unsigned int spare = 0)
+      : HostedBatch(rows, spare, maxGroup) {}
 };
 
 /// What a batch holds now, column after column, then case weights, then regression weights.
-std::vector<double> Contents(vexa::DataBatch& batch);
+template <class Batch>
+std::vector<double> Contents(Batch& batch) {
+  std::vector<double> contents;
+  const auto append = [&](const double* x) {
+    if (x) contents.insert(contents.end(), x, x + batch.NRows());
+  };
+  for (unsigned int col = 0; col < batch.NColumns(); ++col) append(batch.Column(col));
+  append(batch.Weights());
+  if constexpr (requires { batch.RegWeights(); }) append(batch.RegWeights());
+  return contents;
+}
 
 /// What the values of a generated column look like.
 enum class Family {

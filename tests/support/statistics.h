@@ -82,8 +82,8 @@ inline std::vector<double> Statistics(const vexa::DiscriminantMatrix& matrix) {
   if (!(matrix.WeightSum() > 0.0)) return values;
   for (int group = 0; group < matrix.NGroup(); ++group) statistics::Add(values, matrix.sumW(group));
   for (int var = 0; var < matrix.NVar(); ++var) {
-    for (int group = 0; group < matrix.NGroup(); ++group)
-      statistics::Add(values, matrix.sumX1(group, var), matrix.sumX2(group, var));
+    for (int group = 0; group < matrix.NGroup(); ++group) statistics::Add(values, matrix.sumX1(group, var));
+    for (int group = 0; group < matrix.NGroup(); ++group) statistics::Add(values, matrix.sumX2(group, var));
     for (int col = 0; col < var; ++col) statistics::AddCell(values, matrix, var, col);
   }
   return values;

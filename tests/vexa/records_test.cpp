@@ -2,10 +2,12 @@
 
 #include <limits>
 #include <memory>
+#include <type_traits>
 
 #include "support/bits.h"
 #include "support/plainpairwise.h"
 #include "support/rows.h"
+#include "support/statistics.h"
 #include "vexa/compaction.h"
 #include "vexa/matrixpairwise.h"
 #include "vexa/statobjects.h"
@@ -30,46 +32,41 @@ TEST(Compaction, KeepsThePresentRowsWithTheirWeights) {
     Random random(seed);
     const RowsSpec spec = TwoColumns(random);
     const Rows rows = MakeRows(random, spec);
+    const double* x = rows.columns[0].data();
+    const double* y = rows.columns[1].data();
     const double* weights = OrNull(rows.hasWeights, rows.weights);
     const double* regWeights = OrNull(rows.hasRegWeights, rows.regWeights);
     const int n = static_cast<int>(rows.count);
+    const auto expectKept = [&](const Rows& kept) {
+      ASSERT_TRUE(SameBits(out._x0, kept.columns[0]));
+      ASSERT_TRUE(SameBits(out._w, kept.weights));
+      ASSERT_TRUE(SameBits(out._rw, kept.regWeights));
+    };
     // What an earlier call left must not matter: the outputs are never cleared in between.
-    vexa::CopyNonmissing(rows.columns[1].data(), weights, regWeights, spec.missingCode, n, out._x0, out._w,
-                         out._rw);
-    const Rows one = plain::Present(rows, {1}, spec.missingCode);
-    ASSERT_TRUE(SameBits(out._x0, one.columns[0]));
-    ASSERT_TRUE(SameBits(out._w, one.weights));
-    ASSERT_TRUE(SameBits(out._rw, one.regWeights));
-    vexa::CopyCompletePairs(rows.columns[0].data(), rows.columns[1].data(), weights, regWeights,
-                            spec.missingCode, n, out._x0, out._x1, out._w, out._rw);
-    const Rows two = plain::Present(rows, {0, 1}, spec.missingCode);
-    ASSERT_TRUE(SameBits(out._x0, two.columns[0]));
-    ASSERT_TRUE(SameBits(out._x1, two.columns[1]));
-    ASSERT_TRUE(SameBits(out._w, two.weights));
-    ASSERT_TRUE(SameBits(out._rw, two.regWeights));
+    vexa::CopyNonmissing(y, weights, regWeights, spec.missingCode, n, out._x0, out._w, out._rw);
+    expectKept(plain::Present(rows, {1}, spec.missingCode));
+    vexa::CopyCompletePairs(x, y, weights, regWeights, spec.missingCode, n, out._x0, out._x1, out._w,
+                            out._rw);
+    const Rows both = plain::Present(rows, {0, 1}, spec.missingCode);
+    expectKept(both);
+    ASSERT_TRUE(SameBits(out._x1, both.columns[1]));
   }
 }
 
-std::vector<double> Values(const vexa::VarStatsData& r) {
-  return {static_cast<double>(r._nRows), r._weightSum, r._regWeightSum, r._mean, r._css};
-}
-std::vector<double> Values(const vexa::VarStatData& r) {
-  return {static_cast<double>(r._nRows), r._weightSum, r._regWeightSum, r._mean, r._css, r._min, r._max};
-}
-template <class Pair>
-std::vector<double> PairValues(const Pair& r) {
-  return {static_cast<double>(r._nRows),
-          r._weightSum,
-          r._regWeightSum,
-          r._mean0,
-          r._mean1,
-          r._css0,
-          r._css1,
-          r._cscp};
+std::vector<double> Values(const auto& record) {
+  std::vector<double> values;
+  statistics::Add(values, record._nRows, record._weightSum, record._regWeightSum);
+  if constexpr (requires { record._cscp; }) {
+    statistics::Add(values, record._mean0, record._mean1, record._css0, record._css1, record._cscp);
+  } else {
+    statistics::Add(values, record._mean, record._css);
+    if constexpr (requires { record._min; }) statistics::Add(values, record._min, record._max);
+  }
+  return values;
 }
 
-/// Whole records and parts of one set of rows, next to what plain loops make of them.
-template <class VariableRecord, class PairRecord, class Count>
+/// Records of one set of rows, next to what plain loops make of them.
+template <class VariableRecord, class PairRecord>
 struct Part {
   VariableRecord variable;
   PairRecord pair;
@@ -80,7 +77,7 @@ struct Part {
   Part(const Rows& rows, WorkArea& work) {
     const double* weights = OrNull(rows.hasWeights, rows.weights);
     const double* regWeights = OrNull(rows.hasRegWeights, rows.regWeights);
-    const auto n = static_cast<Count>(rows.count);
+    const int n = static_cast<int>(rows.count);
     // Init overwrites whatever the records held.
     variable._nRows = pair._nRows = 3;
     variable._mean = pair._cscp = 17;
@@ -98,18 +95,16 @@ struct Part {
   }
 
   void ExpectSame() const {
-    const std::vector<double> values = Values(variable);
-    ASSERT_TRUE(SameBits(values, plainVariable.Variable(values.size() == 7)));
-    ASSERT_TRUE(SameBits(PairValues(pair), plainPair.Pair()));
+    constexpr bool kExtremes = std::is_same_v<VariableRecord, vexa::VarStatData>;
+    ASSERT_TRUE(SameBits(Values(variable), plainVariable.Variable(kExtremes)));
+    ASSERT_TRUE(SameBits(Values(pair), plainPair.Pair()));
   }
 };
 
-using MatrixPart = Part<vexa::VarStatsData, vexa::PairStatsData, unsigned int>;
-using BlockPart = Part<vexa::VarStatData, vexa::PairStatData, int>;
-
 template <class Family>
 class Records : public testing::Test {};
-using Families = testing::Types<MatrixPart, BlockPart>;
+using Families = testing::Types<Part<vexa::VarStatsData, vexa::PairStatsData>,
+                                Part<vexa::VarStatData, vexa::PairStatData>>;
 TYPED_TEST_SUITE(Records, Families);
 
 TYPED_TEST(Records, BatchesAndMergeTreesEqualPlainLoops) {
@@ -127,6 +122,10 @@ TYPED_TEST(Records, BatchesAndMergeTreesEqualPlainLoops) {
       parts.emplace_back(rows.Slice(first, size), work);
       first += size;
     }
+    // Only the count tells that a record is empty.
+    parts.push_back(parts[1]);
+    parts.back().variable._nRows = parts.back().pair._nRows = 0;
+    parts.back().plainVariable.rows = parts.back().plainPair.rows = 0;
     for (const TypeParam& part : parts) part.ExpectSame();
     for (; parts.size() > 1; parts.pop_back()) {
       const std::size_t left = std::uniform_int_distribution<std::size_t>(0, parts.size() - 2)(random);
@@ -139,45 +138,22 @@ TYPED_TEST(Records, BatchesAndMergeTreesEqualPlainLoops) {
   }
 }
 
-TYPED_TEST(Records, OnlyTheCountTellsWhetherARecordIsEmpty) {
-  WorkArea work;
-  work._missing = 9;
-  Rows rows;
-  rows.columns = {{1, 2, 9, 4}, {3, 9, 5, 8}};
-  rows.count = 4;
-  const TypeParam some(rows, work);
-  TypeParam merged = some;
-  TypeParam none = some;
-  none.variable._nRows = none.pair._nRows = 0;
-  none.plainVariable = none.plainPair = plain::Record();
-  merged.Merge(none);
-  merged.ExpectSame();
-  // Opposite weights: the total is 0, A's mean stays and the sums are added.
-  rows.hasWeights = true;
-  rows.weights = {-1, -1, -1, -1};
-  merged.Merge(TypeParam(rows, work));
-  merged.ExpectSame();
-  EXPECT_EQ(merged.variable._nRows, 6U);
-  EXPECT_EQ(merged.variable._regWeightSum, 0.0);
-  EXPECT_EQ(merged.variable._mean, some.variable._mean);
-}
-
-TEST(StatObjects, OfEqualExtremesAndWithNaNTheOtherRecordsAreTaken) {
+// Weights that cancel, extremes that tie, NaN.
+TYPED_TEST(Records, MergesOfSingleRowsEqualPlainLoops) {
   constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
   WorkArea work;
   work._missing = 9;
-  const auto of = [&](double value) {
-    Rows rows;
-    rows.columns = {{value}, {1}};
-    rows.count = 1;
-    return BlockPart(rows, work);
+  const auto of = [&](double value, double weight) {
+    return TypeParam(Rows{{{value}, {1}}, {weight}, {}, {}, true, false, 1}, work);
   };
-  for (const double a : {0.0, -0.0, kNaN, 2.0}) {
-    for (const double b : {0.0, -0.0, kNaN, 2.0}) {
-      SCOPED_TRACE(testing::Message() << a << " and " << b);
-      BlockPart merged = of(a);
-      merged.Merge(of(b));
-      merged.ExpectSame();
+  for (const double a : {0.0, -0.0, kNaN, 2.0, 9.0}) {
+    for (const double b : {0.0, -0.0, kNaN, 2.0, 9.0}) {
+      for (const double weight : {1.0, -1.0}) {
+        SCOPED_TRACE(testing::Message() << a << " and " << b << " of weight " << weight);
+        TypeParam merged = of(a, 1.0);
+        merged.Merge(of(b, weight));
+        merged.ExpectSame();
+      }
     }
   }
 }
@@ -187,36 +163,19 @@ TEST(StatObjects, HandlesOwnTheirRecordsAndCopiesAreIndependent) {
   work._missing = -1;
   const double x[] = {1, -1, 4, 2};
   const double y[] = {2, 3, -1, 8};
-  const double w[] = {1, 1, 2, 3};
-  vexa::VarStat variable;
-  EXPECT_TRUE(SameBits(Values(*variable.Data()), {0, 0, 0, 0, 0, vexa::maxvalue, vexa::minvalue}));
-  variable.Init(x, w, nullptr, work, 4);
-  EXPECT_TRUE(SameBits({static_cast<double>(variable.NRows()), variable.WeightSum(), variable.RegWeightSum(),
-                        variable.Mean(), variable.CSS(), variable.Min(), variable.Max()},
-                       plain::Record{3, 6, 6, {2.5}, {7.5}, 0, 1, 4}.Variable(true)));
-  const std::unique_ptr<vexa::VarStat> copy(variable.Copy());
-  const std::vector<double> before = Values(*copy->Data());
-  vexa::VarStat owner(new vexa::VarStatData(*variable.Data()));
-  variable.Update(owner);
-  EXPECT_EQ(variable.NRows(), 6);
-  EXPECT_TRUE(SameBits(Values(*copy->Data()), before));
-
-  vexa::PairStat pair;
-  pair.Init(x, y, w, nullptr, work, 4);
-  const std::vector<double> values = {static_cast<double>(pair.NRows()),
-                                      pair.WeightSum(),
-                                      pair.RegWeightSum(),
-                                      pair.Mean0(),
-                                      pair.Mean1(),
-                                      pair.CSS0(),
-                                      pair.CSS1(),
-                                      pair.CSCP()};
-  EXPECT_TRUE(SameBits(values, {2, 4, 4, 1.75, 6.5, 0.75, 27, 4.5}));
-  const std::unique_ptr<vexa::PairStat> pairCopy(pair.Copy());
-  vexa::PairStat pairOwner(new vexa::PairStatData(*pair.Data()));
-  pair.Update(pairOwner);
-  EXPECT_EQ(pair.NRows(), 4);
-  EXPECT_TRUE(SameBits(PairValues(*pairCopy->Data()), values));
+  const auto check = [](auto& handle) {
+    const std::vector<double> before = Values(*handle.Data());
+    const std::unique_ptr<std::remove_reference_t<decltype(handle)>> copy(handle.Copy());
+    handle.Update(*copy);
+    EXPECT_EQ(handle.NRows(), 2 * copy->NRows());
+    EXPECT_TRUE(SameBits(Values(*copy->Data()), before));
+  };
+  vexa::VarStat variable(new vexa::VarStatData);
+  variable.Init(x, nullptr, nullptr, work, 4);
+  check(variable);
+  vexa::PairStat pair(new vexa::PairStatData);
+  pair.Init(x, y, nullptr, nullptr, work, 4);
+  check(pair);
 }
 
 }  // namespace
