@@ -1,18 +1,24 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "command/commands.h"
 #include "command/session.h"
+#include "derive/definite.h"
 #include "derive/listwise.h"
 #include "derive/matrix.h"
+#include "derive/pairwise.h"
 #include "render/tables.h"
 #include "vexa/matrixlistwise.h"
+#include "vexa/matrixpairwise.h"
 #include "vexa/nsmatrixlistwise.h"
+#include "vexa/nsmatrixpairwise.h"
 
 namespace command {
 namespace {
@@ -30,22 +36,24 @@ struct Statistic {
 
 constexpr Statistic kStatistics[] = {
     {.name = "cov",
-     .summary = "Covariance matrix of all rows without a missing value.",
+     .summary = "Covariance matrix of complete rows, or of each pair's.",
      .examples = "  vexa-stats cov data.csv\n"
                  "  vexa-stats cov --rows height,weight --cols 5:20 data.csv\n"
                  "  vexa-stats cov -c height,weight:age -w cases part1.csv part2.csv\n"
                  "  vexa-stats cov -f csv -o cov.csv data.csv\n",
      .plural = "Covariances",
-     .undefined = "NA: undefined, as the cases weigh 1 or less, or a sum is beyond the range of a double.",
+     .undefined = "NA: undefined, as its cases weigh 1 or less, or a sum is beyond the range of a double.",
      .isBounded = false,
      .derive = derive::Covariances},
     {.name = "corr",
-     .summary = "Correlation matrix of all rows without a missing value.",
+     .summary = "Correlation matrix of complete rows, or of each pair's.",
      .examples = "  vexa-stats corr data.csv\n"
                  "  vexa-stats corr -c 3:7 --digits 3 data.csv\n"
+                 "  vexa-stats corr --missing pairwise --counts data.csv\n"
                  "  zcat data.csv.gz | vexa-stats corr -f json > corr.json\n",
      .plural = "Correlations",
-     .undefined = "NA: undefined, as a variable does not vary, or a sum is beyond the range of a double.",
+     .undefined =
+         "NA: undefined, as a variable does not vary in its rows, or a sum is beyond the range of a double.",
      .isBounded = true,
      .derive = derive::Correlations},
 };
@@ -56,40 +64,74 @@ bool HasUndefined(const derive::Matrix& matrix) {
   return false;
 }
 
-template <class Accumulator>
-int Show(const Statistic& statistic, Session& session, const pass::Reduction<Accumulator>& reduction,
-         const derive::Sums& sums, const std::vector<std::string>& rows,
-         const std::vector<std::string>& cols) {
+void NoteIfIndefinite(const derive::Matrix& correlations, Messages& messages) {
+  const std::optional<derive::Indefinite> indefinite = derive::FindIndefinite(correlations);
+  if (!indefinite) return;
+  const bool areAll = indefinite->variables == correlations.rows;
+  messages.Note(fmt::format(
+      "the correlations{} are not positive semidefinite: their smallest eigenvalue is {:.6g}",
+      areAll ? "" : fmt::format(" of the {} variables where all are defined", indefinite->variables),
+      indefinite->smallestEigenvalue));
+}
+
+/// One run of one of the commands.
+struct Work {
+  const Statistic& statistic;
+  const Options& options;
+  Session& session;
+  Messages& messages;
+};
+
+int Show(const Work& work, const derive::Sums& sums, render::Page page) {
+  const Statistic& statistic = work.statistic;
   const derive::Matrix matrix = statistic.derive(sums);
-  render::Page page = session.StartPage(statistic.plural, reduction);
-  page.account.weightSum = reduction.sums->WeightSum();
-  page.account.regWeightSum = reduction.sums->RegWeightSum();
+
+  const std::vector<std::string>& names = work.session.Variables();
+  const auto left = static_cast<std::ptrdiff_t>(sums.IsSymmetric() ? 0 : sums.Rows());
+  const std::vector<std::string> rows(names.begin(), left > 0 ? names.begin() + left : names.end());
+  const std::vector<std::string> cols(names.begin() + left, names.end());
   render::Table table = render::MatrixTable(statistic.name, matrix, rows, cols);
   table.isBounded = statistic.isBounded;
   page.tables.push_back(std::move(table));
+  if (work.options.counts || !sums.IsListwise()) {
+    page.tables.push_back(render::CountsTable(sums, rows, cols));
+    if (!work.options.counts) page.tables.back().audience = render::Audience::kJson;
+  }
   if (HasUndefined(matrix)) page.notes.emplace_back(statistic.undefined);
-  return session.Deliver(page);
+  const int code = work.session.Deliver(page);
+  // Of thousands of variables this takes longer than all before it.
+  if (statistic.isBounded && sums.IsSymmetric() && !sums.IsListwise())
+    NoteIfIndefinite(matrix, work.messages);
+  return code;
 }
 
-/// Between two lists of variables, without the cells within either.
-int RunRectangle(const Statistic& statistic, Session& session) {
-  const std::vector<std::string>& names = session.Variables();
-  const auto left = static_cast<int>(session.Chosen().leftRun);
-  const auto all = static_cast<int>(names.size());
-  const auto reduction = session.Reduce<vexa::NSMatrixListwise>(
-      [=] { return std::make_unique<vexa::NSMatrixListwise>(0, left, all); });
-  const derive::RectangleSums sums(*reduction.sums, reduction.origin);
-  return Show(statistic, session, reduction, sums, {names.begin(), names.begin() + left},
-              {names.begin() + left, names.end()});
+/// Reduces the rows to an accumulator made with the arguments.
+template <class Accumulator, class Sums, class... Arguments>
+int ReduceAndShow(const Work& work, Arguments... arguments) {
+  const auto reduction =
+      work.session.Reduce<Accumulator>([=] { return std::make_unique<Accumulator>(arguments...); });
+  render::Page page = work.session.StartPage(work.statistic.plural, reduction);
+  page.account.weightSum = reduction.sums->WeightSum();
+  page.account.regWeightSum = reduction.sums->RegWeightSum();
+  return Show(work, Sums(*reduction.sums, reduction.origin), std::move(page));
 }
 
 int RunMatrix(const Statistic& statistic, const Options& options, Messages& messages) {
   Session session(options, messages);
-  if (session.Chosen().leftRun > 0) return RunRectangle(statistic, session);
-  const auto reduction =
-      session.Reduce<vexa::MatrixListwise>([] { return std::make_unique<vexa::MatrixListwise>(); });
-  const derive::ListwiseSums sums(*reduction.sums, reduction.origin);
-  return Show(statistic, session, reduction, sums, session.Variables(), session.Variables());
+  const Work work{statistic, options, session, messages};
+  const bool isPairwise = options.missing == pass::Missing::kPairwise;
+  const auto left = static_cast<int>(session.Chosen().leftRun);
+  const auto all = static_cast<int>(session.Variables().size());
+  if (left > 0) {
+    if (isPairwise) {
+      using derive::PairwiseRectangleSums;
+      return ReduceAndShow<vexa::NSMatrixPairwise, PairwiseRectangleSums>(work, table::kMissing, 0, left,
+                                                                          all);
+    }
+    return ReduceAndShow<vexa::NSMatrixListwise, derive::RectangleSums>(work, 0, left, all);
+  }
+  if (isPairwise) return ReduceAndShow<vexa::MatrixPairwise, derive::PairwiseSums>(work, table::kMissing);
+  return ReduceAndShow<vexa::MatrixListwise, derive::ListwiseSums>(work);
 }
 
 void AddRectangleOptions(CLI::App& app, Options& options) {
@@ -113,6 +155,11 @@ void AddMatrixCommands(CLI::App& program, Run& chosen) {
     const auto options = std::make_shared<Options>();
     CLI::App& app = AddCommand(program, statistic.name, statistic.summary, statistic.examples, *options);
     AddRectangleOptions(app, *options);
+    AddMissingOption(app, *options);
+    app.add_flag("--counts", options->counts,
+                 "Also the matrix of the counts of rows behind each\n"
+                 "cell; with pairwise handling json always has it")
+        ->group("Output");
     app.callback([&chosen, &statistic, options] {
       chosen = [&statistic, options](Messages& messages) { return RunMatrix(statistic, *options, messages); };
     });

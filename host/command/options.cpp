@@ -144,6 +144,20 @@ CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::stri
   return app;
 }
 
+void AddMissingOption(CLI::App& app, Options& options) {
+  app.add_option_function<std::string>(
+         "-m,--missing",
+         [&options](const std::string& name) {
+           options.missing = name == "pairwise" ? pass::Missing::kPairwise : pass::Missing::kListwise;
+         },
+         "listwise (default): only rows where all variables\n"
+         "are present; pairwise: each cell over the rows where\n"
+         "its own variables are present")
+      ->check(CLI::IsMember({"listwise", "pairwise"}))
+      ->option_text("HOW")
+      ->group("Columns");
+}
+
 HelpFormatter::HelpFormatter(std::size_t column) {
   column_width(column);
   label("Positionals", "Arguments");

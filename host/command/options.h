@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "pass/options.h"
 #include "table/format.h"
 
 namespace command {
@@ -34,7 +35,9 @@ struct Options {
   std::optional<std::string> columns = {};
   std::optional<std::string> weight = {};
   std::optional<std::string> regWeight = {};
-  Rectangle rectangle = {};               ///< instead of columns, for a command that has it
+  Rectangle rectangle = {};  ///< instead of columns, for a command that has it
+  pass::Missing missing = pass::Missing::kListwise;
+  bool counts = false;                    ///< for a command that has cells with rows of their own
   std::optional<Grouping> grouping = {};  ///< for a command that has groups
   bool extremes = false;                  ///< for a command that shows them
 
@@ -59,6 +62,9 @@ struct Options {
 /// whose values go to `options`.
 CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::string& summary,
                      const std::string& examples, Options& options);
+
+/// Adds the choice of how missing values are handled.
+void AddMissingOption(CLI::App& app, Options& options);
 
 /// The help of this program, laid out for people.
 class HelpFormatter : public CLI::Formatter {

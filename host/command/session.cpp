@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t kUnknownWidth = 80;
 constexpr std::size_t kReasonsShown = 10;
 
-/// The variables that lack most values, as " (Ozone 37, Solar.R 7)".
+/// The variables that lack most values, as "Ozone 37, Solar.R 7".
 std::string Lacking(const pass::Tally& tally, const std::vector<std::string>& variables) {
   std::vector<std::size_t> order;
   for (std::size_t variable = 0; variable < tally.lacking.size(); ++variable)
@@ -31,7 +31,7 @@ std::string Lacking(const pass::Tally& tally, const std::vector<std::string>& va
     items.push_back(
         fmt::format("{} {}", text::Escaped(variables[variable]), render::Grouped(tally.lacking[variable])));
   }
-  return items.empty() ? "" : fmt::format(" ({})", text::ListOf(items, 3));
+  return text::ListOf(items, 3);
 }
 
 }  // namespace
@@ -62,14 +62,15 @@ Session::Session(const Options& options, Messages& messages)
 
 std::string Session::TitleOf(const std::string& what) const {
   const std::size_t count = _variables.size();
-  if (_chosen.leftRun > 0) {
-    return fmt::format("{} of {} with {} variables, over the rows where all are present", what,
-                       _chosen.leftRun, count - _chosen.leftRun);
-  }
-  return fmt::format("{} of {} variable{}, over the rows where {}", what, count, count == 1 ? "" : "s",
-                     count == 1   ? "it is present"
-                     : count == 2 ? "both are present"
-                                  : "all are present");
+  const std::size_t left = _chosen.leftRun;
+  const std::string variables = left > 0 ? fmt::format("{} with {} variables", left, count - left)
+                                         : fmt::format("{} variable{}", count, count == 1 ? "" : "s");
+  const char* rows = count == 1 ? "over the rows where it is present"
+                     : _options.missing == pass::Missing::kPairwise
+                         ? "each over its rows without a missing value"
+                     : count == 2 && left == 0 ? "over the rows where both are present"
+                                               : "over the rows where all are present";
+  return fmt::format("{} of {}, {}", what, variables, rows);
 }
 
 void Session::Choose() {
@@ -154,7 +155,10 @@ std::size_t Session::ChooseOne(const std::string& name, const char* option) cons
 }
 
 pass::Options Session::PassOptions() {
-  pass::Options options{.threads = _options.threads, .extremes = _options.extremes, .stopped = StopRequested};
+  pass::Options options{.missing = _options.missing,
+                        .threads = _options.threads,
+                        .extremes = _options.extremes,
+                        .stopped = StopRequested};
   if (_options.progress.value_or(Messages::IsTerminal())) {
     options.progress = [this](const pass::Progress& progress) {
       _messages.Progress(progress.rows, progress.bytes, progress.totalBytes);
@@ -171,7 +175,9 @@ void Session::CheckUsed(const pass::Tally& tally, bool isComplete) const {
 }
 
 render::Account Session::AccountOf(const pass::Tally& tally, bool isComplete) const {
-  render::Account account{.isComplete = isComplete, .missing = "listwise"};
+  const bool isListwise = _options.missing == pass::Missing::kListwise;
+  const std::string lacking = Lacking(tally, _variables);
+  render::Account account{.isComplete = isComplete, .missing = isListwise ? "listwise" : "pairwise"};
   account.read = tally.read;
   account.used = tally.used;
   account.blankLines = _input->BlankLines();
@@ -184,7 +190,8 @@ render::Account Session::AccountOf(const pass::Tally& tally, bool isComplete) co
     account.leftOut.push_back({"other_group", "of other groups", tally.otherGroup});
   }
   account.leftOut.push_back(
-      {"missing_value", "with a missing value" + Lacking(tally, _variables), tally.missingValue});
+      {"missing_value", fmt::format("with a missing value ({})", lacking), tally.missingValue});
+  if (!isListwise) account.lacking = lacking;
   const auto nameOf = [&](std::size_t col) { return _input->Columns()[col].name; };
   if (_chosen.weight) account.weight = nameOf(*_chosen.weight);
   if (_chosen.regWeight) account.regWeight = nameOf(*_chosen.regWeight);

@@ -1,12 +1,13 @@
 #include <memory>
-#include <utility>
-#include <vector>
 
 #include "command/commands.h"
+#include "command/ranges.h"
 #include "command/session.h"
 #include "derive/listwise.h"
+#include "derive/pairwise.h"
 #include "render/tables.h"
 #include "vexa/matrixlistwise.h"
+#include "vexa/matrixpairwise.h"
 #include "vexa/smatrixlistwise.h"
 
 namespace command {
@@ -25,14 +26,21 @@ int Show(Session& session, const pass::Reduction<Accumulator>& reduction, const 
 int RunWithExtremes(Session& session) {
   const auto reduction =
       session.Reduce<vexa::SMatrixListwise>([] { return std::make_unique<vexa::SMatrixListwise>(); });
-  std::vector<derive::Range> ranges;
-  for (const pass::Extremes& extremes : reduction.extremes) ranges.push_back({extremes.min, extremes.max});
-  const derive::BlockSums sums(*reduction.sums, reduction.origin, std::move(ranges));
+  const derive::BlockSums sums(*reduction.sums, reduction.origin, RangesOf(reduction.extremes));
   return Show(session, reduction, sums, render::WithExtremes::kYes);
+}
+
+int RunPairwise(Session& session, render::WithExtremes extremes) {
+  const auto reduction = session.Reduce<vexa::MatrixPairwise>(
+      [] { return std::make_unique<vexa::MatrixPairwise>(table::kMissing); });
+  const derive::PairwiseSums sums(*reduction.sums, reduction.origin, RangesOf(reduction.extremes));
+  return Show(session, reduction, sums, extremes);
 }
 
 int RunSums(const Options& options, Messages& messages) {
   Session session(options, messages);
+  if (options.missing == pass::Missing::kPairwise)
+    return RunPairwise(session, options.extremes ? render::WithExtremes::kYes : render::WithExtremes::kNo);
   if (options.extremes) return RunWithExtremes(session);
   const auto reduction =
       session.Reduce<vexa::MatrixListwise>([] { return std::make_unique<vexa::MatrixListwise>(); });
@@ -48,6 +56,7 @@ void AddSumsCommand(CLI::App& program, Run& chosen) {
                              "  vexa-stats sums data.csv\n"
                              "  vexa-stats sums -f csv -c x,y -w cases -r precision data.csv\n",
                              *options);
+  AddMissingOption(app, *options);
   app.add_flag("--extremes", options->extremes, "Also the smallest and largest value of each variable")
       ->group("Output");
   app.callback(

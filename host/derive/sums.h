@@ -7,7 +7,7 @@
 
 namespace derive {
 
-/// The smallest and the largest value of a variable, as they stand in the input; NaN where nobody asked.
+/// The smallest and the largest value of a variable, as they stand in the input; NaN where there is none or nobody asked.
 struct Range {
   double min = std::numeric_limits<double>::quiet_NaN();
   double max = std::numeric_limits<double>::quiet_NaN();

@@ -69,10 +69,11 @@ struct LeftOut {
 /// What became of the rows.
 struct Account {
   bool isComplete = true;    ///< false: interrupted, and the page is about the rows read until then
-  std::string missing = {};  ///< how missing values were handled: "listwise"
+  std::string missing = {};  ///< how missing values were handled: "listwise", "pairwise"
   std::uint64_t read = 0;
   std::uint64_t used = 0;
   std::vector<LeftOut> leftOut = {};
+  std::string lacking = {};                ///< values that rows in use lack: "Ozone 37, Solar.R 7"
   std::uint64_t blankLines = 0;            ///< skipped, and no rows
   std::optional<std::string> weight = {};  ///< the column, if any
   std::optional<std::string> regWeight = {};

@@ -113,6 +113,14 @@ Table MatrixTable(const std::string& name, const derive::Matrix& matrix, const s
               [&matrix](std::size_t row, std::size_t col) { return matrix.At(row, col); });
 }
 
+Table CountsTable(const derive::Sums& sums, const std::vector<std::string>& rows,
+                  const std::vector<std::string>& cols) {
+  Table table = Grid("counts", "variable", rows, cols,
+                     [&sums](std::size_t row, std::size_t col) { return sums.At(row, col).n; });
+  table.caption = "Rows behind each cell";
+  return table;
+}
+
 std::vector<Table> SumsTables(const derive::Sums& sums, const std::vector<std::string>& rows,
                               const std::vector<std::string>& cols, WithExtremes extremes) {
   std::vector<Table> tables = {PairTable(sums, rows, cols, extremes)};

@@ -24,6 +24,10 @@ Table LongTable(const std::vector<Table>& tables);
 Table MatrixTable(const std::string& name, const derive::Matrix& matrix, const std::vector<std::string>& rows,
                   const std::vector<std::string>& cols);
 
+/// How many rows are behind each cell.
+Table CountsTable(const derive::Sums& sums, const std::vector<std::string>& rows,
+                  const std::vector<std::string>& cols);
+
 enum class WithExtremes { kNo, kYes };
 
 /// The sums themselves: one row per pair of variables for programs; where every pair is over the same rows, a

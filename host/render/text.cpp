@@ -168,13 +168,15 @@ std::string RowsSentence(const Account& account) {
   std::string sentence = counted(account.read, "row") + " read";
   if (account.blankLines > 0)
     sentence += fmt::format(" ({} skipped)", counted(account.blankLines, "blank line"));
-  if (account.used == account.read) return sentence + ", all used";
+  const std::string lacking =
+      account.lacking.empty() ? "" : fmt::format(" (missing values: {})", account.lacking);
+  if (account.used == account.read) return sentence + ", all used" + lacking;
   std::string reasons;
   for (const LeftOut& reason : account.leftOut) {
     if (reason.rows > 0)
       reasons += fmt::format("{}{} {}", reasons.empty() ? "" : "; ", Grouped(reason.rows), reason.phrase);
   }
-  return fmt::format("{}, {} used, {} left out: {}", sentence, Grouped(account.used),
+  return fmt::format("{}, {} used{}, {} left out: {}", sentence, Grouped(account.used), lacking,
                      Grouped(account.read - account.used), reasons);
 }
 

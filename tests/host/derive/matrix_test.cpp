@@ -8,8 +8,12 @@
 #include <functional>
 #include <limits>
 #include <random>
+#include <tuple>
+#include <vector>
 
+#include "derive/definite.h"
 #include "derive/listwise.h"
+#include "derive/pairwise.h"
 #include "vexa/databatch.h"
 
 namespace derive_test {
@@ -130,6 +134,76 @@ TEST(Derive, ListwiseSumsComeBackToTheirOrigin) {
       EXPECT_EQ(cell.cssCol, listwise.At(col, col).cscp);
       EXPECT_EQ(cell.cscp, listwise.At(col, row).cscp);
     }
+  }
+}
+
+TEST(Derive, PairwiseCellsAreOfTheirOwnRows) {
+  // x is the same wherever y is present, and z is present only where y is not.
+  constexpr double kMissing = -1e300;
+  std::mt19937_64 random(9);
+  std::normal_distribution<double> normal;
+  double weight = 0;
+  vexa::MatrixPairwise matrix(kMissing);
+  vexa::NSMatrixPairwise block(kMissing, 0, 1, 3);
+  for (int part = 0; part < 50; ++part) {
+    vexa::DataBatch batch(3, 20, &weight, nullptr, nullptr);
+    for (int row = 0; row < 20; ++row) {
+      const bool hasY = random() % 3 == 0;
+      weight = 0.1 * static_cast<double>(1 + random() % 9);
+      const double values[] = {hasY ? 3.7 : normal(random), hasY ? normal(random) : kMissing,
+                               hasY ? kMissing : 1.0 + normal(random)};
+      batch.AddRow(values);
+    }
+    vexa::MatrixPairwise one(kMissing);
+    one += batch;
+    matrix += one;
+    block += batch;
+  }
+  const derive::PairwiseSums sums(matrix, {1e3, 0.0, 0.0}, {{1, 2}, {3, 4}, {}});
+  const Cell cell = sums.At(1, 0);
+  EXPECT_EQ(cell.n + sums.At(2, 0).n, 1000U);
+  EXPECT_NEAR(cell.meanCol, 1003.7, 1e-12);
+  EXPECT_GT(matrix.Pair(1, 0).CSS1(), 0.0) << "pooling made something of nothing";
+  EXPECT_EQ(cell.cssCol, 0.0);
+  EXPECT_EQ(cell.cscp, 0.0);
+  EXPECT_GT(cell.cssRow, 10.0);
+  const Cell mirrored = sums.At(0, 1);
+  EXPECT_EQ(std::tie(mirrored.meanRow, mirrored.cssCol, mirrored.rangeRow.max),
+            std::tie(cell.meanCol, cell.cssRow, cell.rangeCol.max));
+  EXPECT_EQ(sums.At(0, 0).cscp, matrix.Var(0).CSS());
+  const Cell empty = sums.At(2, 1);
+  EXPECT_EQ(empty.n, 0U);
+  EXPECT_TRUE(std::isnan(empty.meanRow) && std::isnan(empty.meanCol) &&
+              std::isnan(derive::Covariance(empty)));
+
+  const derive::PairwiseRectangleSums rectangle(block, {1e3, 0.0, 0.0});
+  for (std::size_t col = 0; col < 2; ++col) {
+    const Cell found = rectangle.At(0, col);
+    EXPECT_EQ(found.n, sums.At(0, 1 + col).n);
+    EXPECT_NEAR(found.meanRow, sums.At(0, 1 + col).meanRow, 1e-12);
+    EXPECT_NEAR(found.cscp, sums.At(0, 1 + col).cscp, 1e-9);
+  }
+}
+
+TEST(Derive, FindsWhatIsNotPositiveSemidefinite) {
+  const struct {
+    std::size_t size;
+    std::vector<double> cells;
+    double smallest;  // 0: nothing to find
+    std::size_t variables;
+  } cases[] = {{0, {}, 0, 0},
+               {1, {NAN}, 0, 0},
+               {2, {1, -1 - 1e-15, -1 - 1e-15, 1}, 0, 0},
+               {3, {1, 1, 1, 1, 1, 1, 1, 1, 1}, 0, 0},
+               {3, {1, 0.9, -0.9, 0.9, 1, 0.9, -0.9, 0.9, 1}, -0.8, 3},
+               {3, {1, 0.9, NAN, 0.9, 1, 0.9, NAN, 0.9, 1}, 0, 0},
+               {4, {1, 0.9, NAN, -0.9, 0.9, 1, NAN, 0.9, NAN, NAN, NAN, NAN, -0.9, 0.9, NAN, 1}, -0.8, 3}};
+  for (const auto& [size, cells, smallest, variables] : cases) {
+    const auto found = derive::FindIndefinite({.rows = size, .cols = size, .cells = cells});
+    ASSERT_EQ(found.has_value(), smallest < 0) << size;
+    if (!found) continue;
+    EXPECT_NEAR(found->smallestEigenvalue, smallest, 1e-14);
+    EXPECT_EQ(found->variables, variables);
   }
 }
 

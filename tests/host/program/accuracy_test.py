@@ -17,37 +17,42 @@ class Accuracy(running.ProgramTest):
     def records(self, *args):
         return list(csv.DictReader(io.StringIO(self.succeed(*args, "-f", "csv").out)))
 
-    def check(self, least, file, names, *args, weight=None, reg_weight=None, extra=()):
-        """All cells of cov, corr and sums of a file have at least so many correct digits."""
+    def check(self, least, file, names, *args, weight=None, reg_weight=None, pairwise=False):
+        """All cells of cov, corr and sums of a file have at least so many correct digits, and the counts are exact."""
         rows = read_table(file, names)
-        column = lambda name: [row[0] for row in read_table(file, [name])] if name else None
-        exact = Sums(rows, column(weight), column(reg_weight))
-        divisor = exact.weight_sum - 1
+        weights = [[row[0] for row in read_table(file, [name])] if name else None for name in (weight, reg_weight)]
+        pairs = [(i, j) for i in range(len(names)) for j in range(i + 1)]
+        # Of each pair the sums that its cell is made of, and the places of its variables in them.
+        whole = None if pairwise else Sums(rows, *weights)
+        exact = {(i, j): (Sums([[row[i], row[j]] for row in rows], *weights), 0, 1) if pairwise else (whole, i, j)
+                 for i, j in pairs}
+        args += ("--missing", "pairwise") if pairwise else ()
+        tables = {command: self.records(command, *args) for command in ("cov", "corr", "sums")}
+        counts = [list(csv.DictReader(io.StringIO(self.succeed("cov", *args, "--counts", "-f", "csv").out.split("\n\n")[1]))),
+                  json.loads(self.succeed("corr", *args, *([] if pairwise else ["--counts"]), "-f", "json").out)["counts"]]
         worst = {}
 
         def hold(what, found):
             worst[what] = min(worst.get(what, 99), found)
 
-        for i, row in enumerate(self.records("cov", *args)):
-            self.assertEqual(row["variable"], names[i])
-            for j, name in enumerate(names):
-                hold("cov", exact.digits(i, j, float(row[name]), exact.covariance(i, j), divisor))
-        for i, row in enumerate(self.records("corr", *args)):
-            for j, name in enumerate(names):
-                hold("corr", digits(abs(real(float(row[name])) - exact.correlation(i, j)), 1))
-        pairs = iter((i, j) for i in range(len(names)) for j in range(i + 1))
-        for row in self.records("sums", *args):
-            i, j = next(pairs)
-            self.assertEqual((row["row"], row["column"], int(row["n"])), (names[i], names[j], exact.n))
-            self.assertAlmostEqual(float(row["weight_sum"]), float(exact.weight_sum), delta=1e-12 * exact.weight_sum)
-            hold("sums", exact.digits(i, j, float(row["cscp"]), exact.cell(i, j)))
-            for mean, css, k in (("mean_row", "css_row", i), ("mean_column", "css_column", j)):
-                hold("sums", exact.digits(k, k, float(row[css]), exact.css(k)))
-                hold("mean", digits(abs(real(Fraction(float(row[mean]))) - real(exact.means[k])),
-                                    max(abs(real(exact.means[k])), real(1e-300))))
-            hold("reg_weight_sum", digits(abs(real(float(row["reg_weight_sum"])) - real(exact.reg_weight_sum)),
-                                          real(exact.reg_weight_sum)))
-        self.assertRaises(StopIteration, next, pairs)
+        self.assertEqual(len(tables["sums"]), len(pairs))
+        for (i, j), row in zip(pairs, tables["sums"]):
+            sums, x, y = exact[i, j]
+            self.assertEqual((row["row"], row["column"], int(row["n"])), (names[i], names[j], sums.n))
+            self.assertAlmostEqual(float(row["weight_sum"]), float(sums.weight_sum), delta=1e-12 * sums.weight_sum)
+            hold("sums", sums.digits(x, y, float(row["cscp"]), sums.cell(x, y)))
+            for mean, css, k in (("mean_row", "css_row", x), ("mean_column", "css_column", y)):
+                hold("sums", sums.digits(k, k, float(row[css]), sums.css(k)))
+                hold("mean", digits(abs(real(Fraction(float(row[mean]))) - real(sums.means[k])),
+                                    max(abs(real(sums.means[k])), real(1e-300))))
+            hold("reg_weight_sum", digits(abs(real(float(row["reg_weight_sum"])) - real(sums.reg_weight_sum)),
+                                          real(sums.reg_weight_sum)))
+            for i, j in {(i, j), (j, i)}:
+                for command in ("cov", "corr"):
+                    self.assertEqual(tables[command][i]["variable"], names[i])
+                hold("cov", sums.digits(x, y, float(tables["cov"][i][names[j]]), sums.covariance(x, y), sums.weight_sum - 1))
+                hold("corr", digits(abs(real(float(tables["corr"][i][names[j]])) - sums.correlation(x, y)), 1))
+                self.assertEqual((int(counts[0][i][names[j]]), counts[1][names[i]][names[j]]), (sums.n, sums.n))
         for what, found in worst.items():
             self.assertGreaterEqual(found, least, (what, file, worst))
 
@@ -58,6 +63,13 @@ class Accuracy(running.ProgramTest):
         self.check(14, running.DATA / "airquality.csv", chosen, running.DATA / "airquality.csv", "-c", ",".join(chosen))
         self.check(14, running.DATA / "iris.csv", IRIS[:2], "-c", "1:2", "-w", "Petal.Length", "-r", "4",
                    running.DATA / "iris.csv", weight="Petal.Length", reg_weight="Petal.Width")
+
+    def test_pairwise(self):
+        air = running.DATA / "airquality.csv"
+        names = ("Ozone", "Solar.R", "Wind", "Temp", "Month", "Day")
+        self.check(13.5, air, names, air, pairwise=True)
+        self.check(13.5, air, names[:3], "-c", "1:3", "-w", "Wind", "-r", "Day", air, weight="Wind", reg_weight="Day",
+                   pairwise=True)
 
     def test_far_origins(self):
         draw = random.Random(3)

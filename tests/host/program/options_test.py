@@ -34,7 +34,20 @@ class Options(running.ProgramTest):
             "Correlations of 2 variables, over the rows where both are present\n"
             "4 rows read (1 blank line skipped), 3 used, 1 left out: 1 with a missing value (x 1)\n"
             "Case weight w: the rows used weigh 5\n\n           x   y\nx   1.000000  NA\ny  NA         NA\n\n"
-            "NA: undefined, as a variable does not vary, or a sum is beyond the range of a double.\n", ""),
+            "NA: undefined, as a variable does not vary in its rows, or a sum is beyond the range of a double.\n", ""),
+        "a pair without common rows": (
+            "x,y,z\n1,,2\n2,,1\n,3,\n,5,4\n", "cov -m pairwise --counts -f csv",
+            "variable,x,y,z\nx,0.5,,-0.5\ny,,2,\nz,-0.5,,2.3333333333333335\n\nvariable,x,y,z\nx,2,0,2\ny,0,2,1\nz,2,1,3\n",
+            "4 rows read, all used (missing values: x 2, y 2, z 1)"),
+        "pairs that do not fit together": (
+            "x,y,z\n1,1,\n2,2,\n1,,2\n2,,1\n,1,1\n,2,2\n", "corr -m pairwise --rows x --cols y,z -f csv",
+            "variable,y,z\nx,0.9999999999999999,-0.9999999999999999\n", "6 rows read, all used (missing values: x 2, y 2, z 2)"),
+        "pairs that fit no data": (
+            "x,y,z\n1,1,\n2,2,\n1,,2\n2,,1\n,1,1\n,2,2\n", "corr -m pairwise -f csv",
+            "variable,x,y,z\nx,1,0.9999999999999999,-0.9999999999999999\ny,0.9999999999999999,1,0.9999999999999999\n"
+            "z,-0.9999999999999999,0.9999999999999999,1\n",
+            "6 rows read, all used (missing values: x 2, y 2, z 2)\n"
+            "the correlations are not positive semidefinite: their smallest eigenvalue is -1"),
         "progress, forced": ("x\n1\n3\n", "cov -f csv --progress", "variable,x\nx,2\n", None),
         "verbose": ("x\n1\n3\n", "cov -f csv --verbose --no-progress", "variable,x\nx,2\n", None),
     }

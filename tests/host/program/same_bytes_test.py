@@ -7,19 +7,23 @@ MOST_MEMORY = 200 << 20
 
 
 class SameBytes(running.ProgramTest):
+    def same_on_any_number_of_threads(self, *args):
+        runs = [self.succeed(*args, "-t", threads) for threads in running.THREADS]
+        for threads, run in zip(running.THREADS, runs):
+            self.assertEqual((run.out, run.err), (runs[0].out, runs[0].err), (args, threads))
+            self.assertLess(run.peak, MOST_MEMORY, (args, threads))
+        return runs[0]
+
     def test_threads_and_standard_input(self):
         file = self.folder / "big.csv"
         running.write_big_file(file, ROWS)
         args = ("-f", "csv", "-w", "w", "-r", "r")
-        first = self.succeed("sums", "-t", 1, *args, "big.csv")
+        self.same_on_any_number_of_threads("sums", "-m", "pairwise", *args, "big.csv")
+        first = self.same_on_any_number_of_threads("sums", *args, "big.csv")
         self.assertIn(f"{ROWS // 1000},000 rows read", first.err)
         self.assertIn("with a weight of zero", first.err)
         self.assertIn("not numeric, left out: text, one (", first.err)
         self.assertEqual(len(first.out.splitlines()), 1 + 16 * 17 // 2)
-        for threads in running.THREADS[1:]:
-            run = self.succeed("sums", "-t", threads, *args, "big.csv")
-            self.assertEqual((run.out, run.err), (first.out, first.err), threads)
-        self.assertLess(run.peak, MOST_MEMORY, "with 16 threads")
         with open(file, "rb") as given:
             run = self.succeed("sums", *args, input=given)
         self.assertEqual(run.out, first.out)
