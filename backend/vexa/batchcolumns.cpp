@@ -8,6 +8,8 @@ namespace vexa {
 
 namespace {
 
+constexpr std::size_t kMaxTableGroups = 4096;
+
 int RowCount(const ColumnRun& run) { return static_cast<int>(run.rows); }
 
 engine::Columns EngineColumns(const ColumnRun& run) { return {run.base, run.stride, run.columns, run.rows}; }
@@ -124,7 +126,9 @@ void FillSums(const ColumnRun& run, const double* weights, double* sums, std::si
 
 void AddGroupSums(const ColumnRun& run, const unsigned int* groups, const double* weights, std::size_t nGroup,
                   double* sums, double* squares) {
-  if (const engine::Kernels* kernels = EngineFor(run)) {
+  // The engine goes over a table of all groups once for every few columns.
+  const engine::Kernels* kernels = nGroup <= run.rows && nGroup <= kMaxTableGroups ? EngineFor(run) : nullptr;
+  if (kernels) {
     const engine::GroupSums job{EngineColumns(run), groups, nGroup, weights, sums, squares};
     if (double* scratch = Scratch(kernels->groupSumScratch(job))) {
       kernels->groupSums(job, scratch);

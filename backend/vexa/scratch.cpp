@@ -11,10 +11,10 @@ double* Scratch(std::size_t count) {
   thread_local AlignedCells kept;
   thread_local std::size_t size = 0;
   if (size < count) {
-    size = 0;
-    kept.reset();
-    kept = TryMakeAligned(count);
-    if (kept) size = count;
+    AlignedCells grown = TryMakeAligned(count);
+    if (!grown) return nullptr;
+    kept.swap(grown);
+    size = count;
   }
   return kept.get();
 }

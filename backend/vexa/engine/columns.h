@@ -86,11 +86,11 @@ void SummariseGroups(const Summaries& job) {
   }
 }
 
-void Summarise(const Summaries& job) {
+inline void Summarise(const Summaries& job) {
   job.weights ? SummariseGroups<true>(job) : SummariseGroups<false>(job);
 }
 
-void CentreColumns(const Columns& run, const double* means) {
+inline void CentreColumns(const Columns& run, const double* means) {
   for (std::size_t col = 0; col < run.columns; ++col)
     Centre(run.base + col * run.stride, run.rows, means[col]);
 }
@@ -105,7 +105,7 @@ inline void SumColumns(const Columns& run, double* sums, std::size_t stride, Ter
   }
 }
 
-void Sums(const Columns& run, const double* weights, double* sums, std::size_t stride) {
+inline void Sums(const Columns& run, const double* weights, double* sums, std::size_t stride) {
   if (weights) {
     SumColumns(run, sums, stride, [=](std::size_t row, Vector x) { return Broadcast(weights[row]) * x; });
   } else {
@@ -113,7 +113,7 @@ void Sums(const Columns& run, const double* weights, double* sums, std::size_t s
   }
 }
 
-void Squares(const Columns& run, const double* weights, double* squares) {
+inline void Squares(const Columns& run, const double* weights, double* squares) {
   if (weights) {
     SumColumns(run, squares, 1, [=](std::size_t row, Vector x) { return (Broadcast(weights[row]) * x) * x; });
   } else {
@@ -121,7 +121,7 @@ void Squares(const Columns& run, const double* weights, double* squares) {
   }
 }
 
-void Extremes(const Columns& run, double missing, double* mins, double* maxs) {
+inline void Extremes(const Columns& run, double missing, double* mins, double* maxs) {
   const Vector code = Broadcast(missing);
   for (std::size_t first = 0; first < run.columns; first += kLanes) {
     Mask waiting = Mask{} == Mask{};
@@ -142,7 +142,7 @@ void Extremes(const Columns& run, double missing, double* mins, double* maxs) {
   }
 }
 
-void Pool(const PooledRow& row) {
+inline void Pool(const PooledRow& row) {
   const Vector a = Broadcast(row.a);
   const Vector b = Broadcast(row.b);
   std::size_t k = 0;
@@ -159,7 +159,7 @@ void Pool(const PooledRow& row) {
 /// groups of columns at a time, because two rows of the same group must wait for each other.
 constexpr std::size_t kTableWidth = 4 * kLanes;
 
-std::size_t GroupSumScratch(const GroupSums& job) { return job.groupCount * kTableWidth; }
+inline std::size_t GroupSumScratch(const GroupSums& job) { return job.groupCount * kTableWidth; }
 
 template <bool kWeighted>
 inline void AddToGroup(double* entry, const GroupSums& job, std::size_t row, Vector x) {
@@ -210,7 +210,7 @@ void AddGroupSums(const GroupSums& job, double* table) {
   }
 }
 
-void GroupSumsOf(const GroupSums& job, double* scratch) {
+inline void GroupSumsOf(const GroupSums& job, double* scratch) {
   job.weights ? AddGroupSums<true>(job, scratch) : AddGroupSums<false>(job, scratch);
 }
 

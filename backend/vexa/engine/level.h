@@ -1,5 +1,5 @@
 // One translation unit per instruction set defines VEXA_ENGINE_LEVEL, _LANES, _TILE_ROWS and _TILE_VECTORS and
-// includes this, which makes every kernel a symbol of its own for the level.
+// includes this, which makes every kernel a symbol of the level's own.
 #pragma once
 
 #include "columns.h"
@@ -9,25 +9,26 @@
 namespace vexa::engine {
 namespace VEXA_ENGINE_LEVEL {
 
-extern const Kernels kKernels;
-const Kernels kKernels = {
-    .name = VEXA_ENGINE_NAME,
-    .summarise = Summarise,
-    .centre = CentreColumns,
-    .crossProductScratch = CrossProductScratch,
-    .crossProducts = CrossProductsOf,
-    .sums = Sums,
-    .squares = Squares,
-    .groupSumScratch = GroupSumScratch,
-    .groupSums = GroupSumsOf,
-    .pool = Pool,
-    .presence = Presence,
-    .compact = Compact,
-    .extremes = Extremes,
-    .pairLanes = kPairLanes,
-    .pairScratch = PairScratch,
-    .pairs = PairsOf,
-};
+constexpr Kernels AllKernels() {
+  return {
+      .name = VEXA_ENGINE_NAME,
+      .summarise = Summarise,
+      .centre = CentreColumns,
+      .crossProductScratch = CrossProductScratch,
+      .crossProducts = CrossProductsOf,
+      .sums = Sums,
+      .squares = Squares,
+      .groupSumScratch = GroupSumScratch,
+      .groupSums = GroupSumsOf,
+      .pool = Pool,
+      .presence = Presence,
+      .compact = Compact,
+      .extremes = Extremes,
+      .pairLanes = kPairLanes,
+      .pairScratch = PairScratch,
+      .pairs = PairsOf,
+  };
+}
 
 }  // namespace VEXA_ENGINE_LEVEL
 }  // namespace vexa::engine

@@ -4,3 +4,10 @@
 #define VEXA_ENGINE_TILE_ROWS 8
 #define VEXA_ENGINE_TILE_VECTORS 3
 #include "level.h"
+
+namespace vexa::engine::v4 {
+
+extern const Kernels kKernels;
+const Kernels kKernels = AllKernels();
+
+}  // namespace vexa::engine::v4

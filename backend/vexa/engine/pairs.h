@@ -298,7 +298,7 @@ class PairKernel {
   PanelRows _panel;
 };
 
-std::size_t PairScratch(const Pairs& job) {
+inline std::size_t PairScratch(const Pairs& job) {
   return 2 * kPairRows * kPairLanes + job.firstCount * (sizeof(PairState) / sizeof(double));
 }
 
@@ -311,7 +311,7 @@ inline void RunPairs(const Pairs& job, PairSums* results, double* scratch) {
   }
 }
 
-void PairsOf(const Pairs& job, PairSums* results, double* scratch) {
+inline void PairsOf(const Pairs& job, PairSums* results, double* scratch) {
   if (job.weights) {
     job.sumCombined ? RunPairs<true, true>(job, results, scratch)
                     : RunPairs<true, false>(job, results, scratch);
@@ -321,7 +321,7 @@ void PairsOf(const Pairs& job, PairSums* results, double* scratch) {
   }
 }
 
-void Presence(const double* x, std::size_t rows, double missing, std::uint64_t* present) {
+inline void Presence(const double* x, std::size_t rows, double missing, std::uint64_t* present) {
   const Vector code = Broadcast(missing);
   for (std::size_t row = 0; row < rows; row += kWordRows) {
     const std::size_t count = rows - row < kWordRows ? rows - row : kWordRows;
@@ -339,8 +339,8 @@ void Presence(const double* x, std::size_t rows, double missing, std::uint64_t* 
   }
 }
 
-std::size_t Compact(const double* x, const std::uint64_t* present, std::size_t rows, double shift,
-                    double* to) {
+inline std::size_t Compact(const double* x, const std::uint64_t* present, std::size_t rows, double shift,
+                           double* to) {
   double* const begin = to;
   for (std::size_t row = 0; row < rows; row += kWordRows) {
     std::uint64_t bits = present[row / kWordRows];

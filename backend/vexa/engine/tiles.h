@@ -331,9 +331,9 @@ class CrossProductRun {
   std::size_t _written = 0;
 };
 
-std::size_t CrossProductScratch(const CrossProducts& job) { return CrossProductRun::Scratch(job); }
+inline std::size_t CrossProductScratch(const CrossProducts& job) { return CrossProductRun::Scratch(job); }
 
-std::size_t CrossProductsOf(const CrossProducts& job, double* scratch) {
+inline std::size_t CrossProductsOf(const CrossProducts& job, double* scratch) {
   return CrossProductRun(job, scratch).Run();
 }
 
