@@ -7,16 +7,30 @@ namespace vexa {
 
 static_assert(static_cast<std::size_t>(kLine) % engine::kScratchAlignment == 0);
 
-double* Scratch(std::size_t count) {
-  thread_local AlignedCells kept;
-  thread_local std::size_t size = 0;
-  if (size < count) {
-    AlignedCells grown = TryMakeAligned(count);
-    if (!grown) return nullptr;
-    kept.swap(grown);
-    size = count;
+namespace {
+
+class Room {
+ public:
+  double* Fit(std::size_t count) {
+    if (_size < count) {
+      AlignedCells grown = TryMakeAligned(count);
+      if (!grown) return nullptr;
+      _cells.swap(grown);
+      _size = count;
+    }
+    return _cells.get();
   }
-  return kept.get();
+
+ private:
+  AlignedCells _cells;
+  std::size_t _size = 0;
+};
+
+}  // namespace
+
+double* Scratch(std::size_t count) {
+  thread_local Room room;
+  return room.Fit(count);
 }
 
 }  // namespace vexa
