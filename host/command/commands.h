@@ -12,6 +12,7 @@ namespace command {
 using Run = std::function<int(Messages&)>;
 
 /// Each adds commands to the program; parsing a command line with one of them sets `chosen`.
+void AddDescribeCommand(CLI::App& program, Run& chosen);
 void AddMatrixCommands(CLI::App& program, Run& chosen);
 void AddGroupsCommand(CLI::App& program, Run& chosen);
 void AddSumsCommand(CLI::App& program, Run& chosen);

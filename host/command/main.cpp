@@ -90,6 +90,7 @@ int Main(int argc, char** argv, Messages& messages) {
   program.require_subcommand(1);
   program.footer(kFooter);
   Run chosen;
+  AddDescribeCommand(program, chosen);
   AddMatrixCommands(program, chosen);
   AddSumsCommand(program, chosen);
   AddGroupsCommand(program, chosen);

@@ -97,4 +97,17 @@ Cell PairwiseRectangleSums::At(std::size_t row, std::size_t col) const {
   return OfPair(_block.Pair(static_cast<int>(row), static_cast<int>(right)), _origin[row], _origin[right]);
 }
 
+std::vector<Cell> VariableCells(const vexa::NSMatrixPairwise& block, const std::vector<double>& origin,
+                                const std::vector<Range>& ranges) {
+  assert(block.NRows() > 0 && block.Col0() == 0);
+  assert(origin.size() == block.NColumns() && ranges.size() == block.NColumns());
+  std::vector<Cell> cells;
+  cells.reserve(origin.size());
+  for (std::size_t variable = 0; variable < origin.size(); ++variable) {
+    cells.push_back(OfVariable(block.Var(static_cast<int>(variable)), origin[variable]));
+    cells.back().rangeRow = cells.back().rangeCol = ranges[variable];
+  }
+  return cells;
+}
+
 }  // namespace derive

@@ -49,6 +49,10 @@ class PairwiseRectangleSums : public Sums {
   std::vector<double> _origin;
 };
 
+/// Each variable of a block with itself, over its own present rows; `origin` and `ranges` as above.
+std::vector<Cell> VariableCells(const vexa::NSMatrixPairwise& block, const std::vector<double>& origin,
+                                const std::vector<Range>& ranges);
+
 }  // namespace derive
 
 #endif

@@ -121,6 +121,30 @@ Table CountsTable(const derive::Sums& sums, const std::vector<std::string>& rows
   return table;
 }
 
+Table DescriptionsTable(const std::vector<derive::Description>& descriptions,
+                        const std::vector<std::string>& variables) {
+  using derive::Description;
+  using derive::Range;
+  const auto value = [&descriptions](auto member) {
+    return [&descriptions, member](std::size_t row) -> Value { return descriptions[row].*member; };
+  };
+  const auto extreme = [&descriptions](auto end) {
+    return [&descriptions, end](std::size_t row) -> Value { return descriptions[row].range.*end; };
+  };
+  Table table{.name = "describe", .rows = variables.size(), .isKeyed = true, .isMixed = true};
+  table.columns = {{"variable", NameOf(variables)},
+                   {"n", value(&Description::n)},
+                   {"missing", value(&Description::missing)},
+                   {"weight_sum", value(&Description::weightSum)},
+                   {"mean", value(&Description::mean)},
+                   {"sd", value(&Description::sd)},
+                   {"variance", value(&Description::variance)},
+                   {"se", value(&Description::standardError)},
+                   {"min", extreme(&Range::min)},
+                   {"max", extreme(&Range::max)}};
+  return table;
+}
+
 std::vector<Table> SumsTables(const derive::Sums& sums, const std::vector<std::string>& rows,
                               const std::vector<std::string>& cols, WithExtremes extremes) {
   std::vector<Table> tables = {PairTable(sums, rows, cols, extremes)};

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "derive/describe.h"
 #include "derive/matrix.h"
 #include "derive/sums.h"
 #include "render/page.h"
@@ -27,6 +28,10 @@ Table MatrixTable(const std::string& name, const derive::Matrix& matrix, const s
 /// How many rows are behind each cell.
 Table CountsTable(const derive::Sums& sums, const std::vector<std::string>& rows,
                   const std::vector<std::string>& cols);
+
+/// Descriptions of variables, a row for each.
+Table DescriptionsTable(const std::vector<derive::Description>& descriptions,
+                        const std::vector<std::string>& variables);
 
 enum class WithExtremes { kNo, kYes };
 

@@ -7,10 +7,14 @@ import random
 from fractions import Fraction
 
 import running
-from exact import Sums, digits, read_table, real
+from exact import Sums, digits, read_table, real, root
 
 LONGLEY = ("GNP.deflator", "GNP", "Unemployed", "Armed.Forces", "Population", "Year", "Employed")
 IRIS = ("Sepal.Length", "Sepal.Width", "Petal.Length", "Petal.Width")
+
+
+def column_of(file, name):
+    return [row[0] for row in read_table(file, [name])] if name else None
 
 
 class Accuracy(running.ProgramTest):
@@ -20,7 +24,7 @@ class Accuracy(running.ProgramTest):
     def check(self, least, file, names, *args, weight=None, reg_weight=None, pairwise=False):
         """All cells of cov, corr and sums of a file have at least so many correct digits, and the counts are exact."""
         rows = read_table(file, names)
-        weights = [[row[0] for row in read_table(file, [name])] if name else None for name in (weight, reg_weight)]
+        weights = [column_of(file, name) for name in (weight, reg_weight)]
         pairs = [(i, j) for i in range(len(names)) for j in range(i + 1)]
         # Of each pair the sums that its cell is made of, and the places of its variables in them.
         whole = None if pairwise else Sums(rows, *weights)
@@ -71,6 +75,23 @@ class Accuracy(running.ProgramTest):
         self.check(13.5, air, names[:3], "-c", "1:3", "-w", "Wind", "-r", "Day", air, weight="Wind", reg_weight="Day",
                    pairwise=True)
 
+    def test_describe(self):
+        air = running.DATA / "airquality.csv"
+        for args, weight, reg_weight in (((), None, None), (("-w", "Wind", "-r", "Day"), "Wind", "Day")):
+            table = self.records("describe", *args, air)
+            self.assertEqual(",".join(table[0]), "variable,n,missing,weight_sum,mean,sd,variance,se,min,max")
+            self.assertEqual(len(table), 4 if weight else 6)
+            for row in table:
+                column = column_of(air, row["variable"])
+                sums = Sums([[value] for value in column], column_of(air, weight), column_of(air, reg_weight))
+                self.assertEqual((int(row["n"]), int(row["missing"])), (sums.n, len(column) - sums.n))
+                present = [value for value in column if value is not None]
+                self.assertEqual((float(row["min"]), float(row["max"])), (min(present), max(present)))
+                variance = sums.covariance(0, 0)
+                for name, exact in (("weight_sum", sums.weight_sum), ("mean", sums.means[0]), ("variance", variance),
+                                    ("sd", root(variance)), ("se", root(variance / sums.reg_weight_sum))):
+                    self.assertGreaterEqual(digits(abs(real(float(row[name])) - real(exact)), real(exact)), 13.5, (name, row))
+
     def test_far_origins(self):
         draw = random.Random(3)
         rows = 200_000
@@ -100,6 +121,8 @@ class Accuracy(running.ProgramTest):
         values[15_000][0], values[17_000][0] = 0.1, 3e9 + 1 / 3
         self.write("a.csv", "x,y\n" + "".join(f"{x!r},{y!r}\n" for x, y in values))
         wanted = {name: [min(column), max(column)] for name, column in zip("xy", zip(*values))}
+        for row in self.records("describe", "a.csv"):
+            self.assertEqual([float(row["min"]), float(row["max"])], wanted[row["variable"]])
         plain = self.records("sums", "a.csv")
         for row, without in zip(self.records("sums", "--extremes", "a.csv"), plain):
             for side in ("row", "column"):

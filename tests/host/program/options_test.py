@@ -35,6 +35,11 @@ class Options(running.ProgramTest):
             "4 rows read (1 blank line skipped), 3 used, 1 left out: 1 with a missing value (x 1)\n"
             "Case weight w: the rows used weigh 5\n\n           x   y\nx   1.000000  NA\ny  NA         NA\n\n"
             "NA: undefined, as a variable does not vary in its rows, or a sum is beyond the range of a double.\n", ""),
+        "variables with few values": (
+            "x,y,z,u,w\n,1e9,-0,5,2\n,,0,5,1\n,,,5,0.5\n", "describe -w w -f csv",
+            "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,0,3,0,,,,,,\n"
+            "y,1,2,2,1000000000,0,0,0,1000000000,1000000000\nz,2,1,3,0,0,0,0,-0,0\nu,3,0,3.5,5,0,0,0,5,5\n",
+            "3 rows read, all used (missing values: x 3, y 2, z 1)"),
         "a pair without common rows": (
             "x,y,z\n1,,2\n2,,1\n,3,\n,5,4\n", "cov -m pairwise --counts -f csv",
             "variable,x,y,z\nx,0.5,,-0.5\ny,,2,\nz,-0.5,,2.3333333333333335\n\nvariable,x,y,z\nx,2,0,2\ny,0,2,1\nz,2,1,3\n",
@@ -69,7 +74,7 @@ class Options(running.ProgramTest):
         self.assertRegex(run.err, r"reading and summing: \d+\.\d{3} s\n")
 
     def test_help_names_every_option_within_the_terminal(self):
-        for command in ("", "cov", "corr", "sums", "groups"):
+        for command in ("", "describe", "cov", "corr", "sums", "groups"):
             page = self.succeed(*([command] if command else []), "--help").out
             self.assertLessEqual(max(map(len, page.splitlines())), 80, page)
             if command:

@@ -19,6 +19,7 @@ class SameBytes(running.ProgramTest):
         running.write_big_file(file, ROWS)
         args = ("-f", "csv", "-w", "w", "-r", "r")
         self.same_on_any_number_of_threads("sums", "-m", "pairwise", *args, "big.csv")
+        self.same_on_any_number_of_threads("describe", *args, "big.csv")
         first = self.same_on_any_number_of_threads("sums", *args, "big.csv")
         self.assertIn(f"{ROWS // 1000},000 rows read", first.err)
         self.assertIn("with a weight of zero", first.err)
