@@ -34,20 +34,10 @@ TEST(Numbers, EveryShapeIsRoundedLikeTheLibraryDoes) {
     while (count-- > 0) text += static_cast<char>('0' + below(10));
     return text;
   };
-  std::vector<std::string> texts = {"9007199254740992",
-                                    "18446744.073709551617",
-                                    "0E5",
-                                    "9007199254740993",
-                                    "90071992.54740993",
-                                    "0.9007199254740993",
-                                    "4503599627370497.5",
-                                    "90071992.547409931",
-                                    "-0",
-                                    "-0.0",
-                                    "99999999.9999999999",
-                                    "00000000.0000000000000001",
-                                    "12345678",
-                                    "123456789"};
+  std::vector<std::string> texts = Split(
+      "9007199254740992|18446744.073709551617|0E5|9007199254740993|90071992.54740993|0.9007199254740993|"
+      "4503599627370497.5|90071992.547409931|-0|-0.0|99999999.9999999999|00000000.0000000000000001|12345678|"
+      "123456789");
   texts.push_back(std::string(10000, '3') + "e-9990");
   texts.push_back("0." + std::string(300, '0') + std::string(10000, '7'));
   // Every number of digits before and after the point around the limits of the short form; exponents;

@@ -91,32 +91,53 @@ inline std::string ShowRow(const std::vector<double>& values, const std::optiona
   return shown + (text ? '[' + *text + ']' : "-");
 }
 
+/// The message of the error that `act` meets in its input; "" if it meets none.
+template <class Act>
+std::string MessageOf(const Act& act) {
+  try {
+    act();
+  } catch (const table::InputError& error) {
+    return error.what();
+  }
+  return "";
+}
+
 inline Outcome ReadRows(table::Input& input, const Choice& choice) {
   Outcome outcome;
   table::RowParser parser(input, choice.numeric, choice.text);
   if (choice.splitEveryRow) parser.SplitEveryRow();
-  table::Chunk chunk;
-  try {
-    while (input.Next(chunk, choice.chunkRows)) {
+  outcome.error = MessageOf([&] {
+    for (table::Chunk chunk; input.Next(chunk, choice.chunkRows);) {
       const std::size_t before = outcome.rows.size();
       parser.ForEachRow(chunk, [&](std::span<const double> values, std::optional<std::string_view> text) {
         outcome.rows.push_back(ShowRow({values.begin(), values.end()}, std::optional<std::string>(text)));
       });
       EXPECT_EQ(outcome.rows.size() - before, chunk.rows);
     }
-  } catch (const table::InputError& error) {
-    outcome.error = error.what();
-  }
+  });
   return outcome;
 }
 
-inline Outcome ReadFile(const std::string& path, const Choice& choice, const table::Format& format = {}) {
-  try {
-    table::Input input({path}, format);
-    return ReadRows(input, choice);
-  } catch (const table::InputError& error) {
-    return {{}, error.what()};
+inline Outcome ReadFiles(const std::vector<std::string>& paths, const Choice& choice,
+                         const table::Format& format = {}) {
+  Outcome outcome;
+  const std::string error = MessageOf([&] {
+    table::Input input(paths, format);
+    outcome = ReadRows(input, choice);
+  });
+  if (!error.empty()) outcome.error = error;
+  return outcome;
+}
+
+/// The texts between bars.
+inline std::vector<std::string> Split(std::string_view texts) {
+  std::vector<std::string> list;
+  for (std::size_t begin = 0; begin <= texts.size();) {
+    const std::size_t end = std::min(texts.find('|', begin), texts.size());
+    list.emplace_back(texts.substr(begin, end - begin));
+    begin = end + 1;
   }
+  return list;
 }
 
 }  // namespace table_test
