@@ -11,10 +11,10 @@
 
 /// Rows of a test, kept column by column apart from the library's batches.
 struct Rows {
-  std::vector<std::vector<double>> columns;
-  std::vector<double> weights;     ///< empty: none
-  std::vector<double> regWeights;  ///< empty: none
-  std::vector<unsigned int> groups;
+  std::vector<std::vector<double>> columns = {};
+  std::vector<double> weights = {};     ///< empty: none
+  std::vector<double> regWeights = {};  ///< empty: none
+  std::vector<unsigned int> groups = {};
   bool hasWeights = false;
   bool hasRegWeights = false;
   std::size_t count = 0;

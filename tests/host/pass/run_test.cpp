@@ -28,32 +28,28 @@ class Rows : public pass::Partial {
   std::uint64_t most;
 };
 
-struct Scenario {
-  unsigned int threads = 1;
-  std::uint64_t most = 1'000;
-  std::function<void(std::uint64_t)> visit = [](std::uint64_t) {};  // told each chunk's number, may throw
-};
+/// Told each chunk's number, may throw.
+using Visit = std::function<void(std::uint64_t)>;
 
-/// Runs over 100 chunks of two rows; "" when all is well.
-std::string Message(const Scenario& scenario) {
+/// Runs over 100 chunks of two rows, of which more than `most` are a fault; "" when all is well.
+std::string Message(
+    unsigned int threads, std::uint64_t most, const Visit& visit = [](std::uint64_t) {}) {
+  struct Reducer : pass::ChunkReducer {
+    Reducer(std::uint64_t theMost, const Visit& theVisit) : most(theMost), visit(theVisit) {}
+    std::unique_ptr<pass::Partial> Reduce(const table::Chunk& chunk) override {
+      visit(chunk.number);
+      return std::make_unique<Rows>(chunk.rows, most);
+    }
+    std::uint64_t most;
+    const Visit& visit;
+  };
   std::string text = "x\n";
   for (int row = 0; row < 200; ++row) text += "1\n";
   const table_test::TempFile file(text);
-  class Reducer : public pass::ChunkReducer {
-   public:
-    explicit Reducer(const Scenario& scenario) : _scenario(scenario) {}
-    std::unique_ptr<pass::Partial> Reduce(const table::Chunk& chunk) override {
-      _scenario.visit(chunk.number);
-      return std::make_unique<Rows>(chunk.rows, _scenario.most);
-    }
-
-   private:
-    const Scenario& _scenario;
-  };
   try {
     table::Input input({file.Path()});
     const pass::Outcome outcome =
-        pass::Run(input, {}, {2, scenario.threads, [&] { return std::make_unique<Reducer>(scenario); }});
+        pass::Run(input, {}, {2, threads, [&] { return std::make_unique<Reducer>(most, visit); }});
     EXPECT_EQ(static_cast<const Rows&>(*outcome.partial).count, 200U);
   } catch (const std::exception& error) {
     return error.what();
@@ -71,29 +67,27 @@ TEST(Run, TellsTheFirstFaultInTheOrderOfTheChunks) {
         std::this_thread::sleep_for(std::chrono::milliseconds(number == slow ? 10 : 1));
         throw std::runtime_error(std::to_string(number));
       };
-      EXPECT_EQ(Message({.threads = threads, .visit = visit}), "3") << threads << " threads";
+      EXPECT_EQ(Message(threads, 1'000, visit), "3") << threads << " threads";
       // Rows of chunks 0 and 1 together are too many already, of 0 to 2 just so.
-      EXPECT_EQ(Message({.threads = threads, .most = 3, .visit = visit}), "too many");
-      EXPECT_EQ(Message({.threads = threads, .most = 6, .visit = visit}), "3");
+      EXPECT_EQ(Message(threads, 3, visit), "too many");
+      EXPECT_EQ(Message(threads, 6, visit), "3");
     }
-    EXPECT_EQ(Message({.threads = threads, .most = 199}), "too many");
-    EXPECT_EQ(Message({.threads = threads, .most = 200}), "");
+    EXPECT_EQ(Message(threads, 199), "too many");
+    EXPECT_EQ(Message(threads, 200), "");
   }
 }
 
 TEST(Run, ReadsNoFurtherThanNeeded) {
   for (const unsigned int threads : {1U, 2U, 16U}) {
-    std::atomic<std::uint64_t> visited = 0;
-    const auto count = [&](std::uint64_t) { ++visited; };
-    EXPECT_EQ(Message({.threads = threads, .most = 1, .visit = count}), "too many");
-    EXPECT_LE(visited, threads);
-    visited = 0;
-    const auto fail = [&](std::uint64_t) {
-      ++visited;
-      throw std::bad_alloc();
-    };
-    EXPECT_EQ(Message({.threads = threads, .visit = fail}), std::bad_alloc().what());
-    EXPECT_LE(visited, threads);
+    for (const bool fails : {false, true}) {
+      std::atomic<std::uint64_t> visited = 0;
+      const auto visit = [&](std::uint64_t) {
+        ++visited;
+        if (fails) throw std::bad_alloc();
+      };
+      EXPECT_EQ(Message(threads, 1, visit), fails ? std::bad_alloc().what() : "too many");
+      EXPECT_LE(visited, threads);
+    }
   }
 }
 
