@@ -16,6 +16,7 @@ namespace {
 /// merges that follow each other: √48 units in all.
 constexpr double kPooledConstant = 0x1p-50;
 
+/// Whether a css is within the rounding of a constant's.
 bool IsConstant(double css, double regWeightSum, double mean) {
   return std::sqrt(css) <= kPooledConstant * std::abs(mean) * std::sqrt(regWeightSum);
 }
@@ -24,9 +25,10 @@ bool IsConstant(double css, double regWeightSum, double mean) {
 Cell Finished(Cell cell, double originRow, double originCol) {
   if (IsConstant(cell.cssRow, cell.regWeightSum, cell.meanRow)) cell.cssRow = cell.cscp = 0.0;
   if (IsConstant(cell.cssCol, cell.regWeightSum, cell.meanCol)) cell.cssCol = cell.cscp = 0.0;
-  const bool isEmpty = cell.n == 0;
-  cell.meanRow = isEmpty ? std::numeric_limits<double>::quiet_NaN() : cell.meanRow + originRow;
-  cell.meanCol = isEmpty ? std::numeric_limits<double>::quiet_NaN() : cell.meanCol + originCol;
+  // Without weight there is no mean, and what the record holds in its place is nothing of the data's.
+  const bool hasMean = cell.regWeightSum > 0.0;
+  cell.meanRow = hasMean ? cell.meanRow + originRow : std::numeric_limits<double>::quiet_NaN();
+  cell.meanCol = hasMean ? cell.meanCol + originCol : std::numeric_limits<double>::quiet_NaN();
   return cell;
 }
 

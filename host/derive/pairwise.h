@@ -10,8 +10,8 @@
 
 namespace derive {
 
-// The sums of pairwise accumulators. A cell without rows has undefined means. A css that is within the rounding of its
-// pooling is that of a constant: it is exactly 0, and with it the cscp.
+// The sums of pairwise accumulators. A cell without rows, or without weight, has undefined means. A css that is within
+// the rounding of its pooling is that of a constant: it is exactly 0, and with it the cscp.
 
 /// The sums of a full pairwise matrix.
 class PairwiseSums : public Sums {

@@ -40,6 +40,9 @@ class Options(running.ProgramTest):
             "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,0,3,0,,,,,,\n"
             "y,1,2,2,1000000000,0,0,0,1000000000,1000000000\nz,2,1,3,0,0,0,0,-0,0\nu,3,0,3.5,5,0,0,0,5,5\n",
             "3 rows read, all used (missing values: x 3, y 2, z 1)"),
+        "weights whose product is too small": (
+            "x,w\n1,1e-200\n3,1e-200\n", "describe -w w -r w -c x -f csv",
+            "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,2,0,2e-200,,,,,1,3\n", "2 rows read, all used"),
         "a pair without common rows": (
             "x,y,z\n1,,2\n2,,1\n,3,\n,5,4\n", "cov -m pairwise --counts -f csv",
             "variable,x,y,z\nx,0.5,,-0.5\ny,,2,\nz,-0.5,,2.3333333333333335\n\nvariable,x,y,z\nx,2,0,2\ny,0,2,1\nz,2,1,3\n",
