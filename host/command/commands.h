@@ -15,6 +15,7 @@ using Run = std::function<int(Messages&)>;
 void AddDescribeCommand(CLI::App& program, Run& chosen);
 void AddMatrixCommands(CLI::App& program, Run& chosen);
 void AddGroupsCommand(CLI::App& program, Run& chosen);
+void AddRegressCommand(CLI::App& program, Run& chosen);
 void AddSumsCommand(CLI::App& program, Run& chosen);
 
 }  // namespace command

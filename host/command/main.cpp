@@ -93,6 +93,7 @@ int Main(int argc, char** argv, Messages& messages) {
   AddDescribeCommand(program, chosen);
   AddMatrixCommands(program, chosen);
   AddSumsCommand(program, chosen);
+  AddRegressCommand(program, chosen);
   AddGroupsCommand(program, chosen);
   program.formatter(std::make_shared<HelpFormatter>(kCommandsColumn));
   std::vector<std::string> args(argv + 1, argv + argc);

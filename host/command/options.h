@@ -35,7 +35,8 @@ struct Options {
   std::optional<std::string> columns = {};
   std::optional<std::string> weight = {};
   std::optional<std::string> regWeight = {};
-  Rectangle rectangle = {};  ///< instead of columns, for a command that has it
+  std::optional<std::string> response = {};  ///< for a command that has it; the columns are its predictors
+  Rectangle rectangle = {};                  ///< instead of columns, for a command that has it
   pass::Missing missing = pass::Missing::kListwise;
   bool counts = false;                    ///< for a command that has cells with rows of their own
   std::optional<Grouping> grouping = {};  ///< for a command that has groups

@@ -78,15 +78,7 @@ void Session::Choose() {
   if (_options.weight) _chosen.weight = ChooseOne(*_options.weight, "--weight");
   if (_options.regWeight) _chosen.regWeight = ChooseOne(*_options.regWeight, "--reg-weight");
   if (_options.grouping) _chosen.group = ChooseOne(_options.grouping->by, "--by");
-  const Rectangle& rectangle = _options.rectangle;
-  if (rectangle.rows || rectangle.cols) {
-    ChooseRectangle(rectangle);
-  } else if (_options.columns) {
-    if (_options.columns->empty()) throw UsageError("--columns names no column");
-    _chosen.variables = table::SelectColumns(columns, *_options.columns);
-  } else {
-    ChooseAllNumeric();
-  }
+  ChooseVariables();
   for (const std::size_t col : _chosen.variables) _variables.push_back(columns[col].name);
   if (_options.verbose) {
     std::vector<std::string> names;
@@ -97,12 +89,32 @@ void Session::Choose() {
   }
 }
 
-void Session::ChooseAllNumeric() {
+void Session::ChooseVariables() {
+  std::optional<std::size_t> response;
+  if (_options.response) response = ChooseOne(*_options.response, "--response");
+  const Rectangle& rectangle = _options.rectangle;
+  if (rectangle.rows || rectangle.cols) {
+    ChooseRectangle(rectangle);
+  } else if (_options.columns) {
+    if (_options.columns->empty())
+      throw UsageError(fmt::format("{} names no column", response ? "--predictors" : "--columns"));
+    _chosen.variables = table::SelectColumns(_input->Columns(), *_options.columns);
+  } else {
+    ChooseAllNumeric(response);
+  }
+  if (!response) return;
+  if (std::find(_chosen.variables.begin(), _chosen.variables.end(), *response) != _chosen.variables.end())
+    throw UsageError(fmt::format("{} is the response, and no predictor", text::Quoted(*_options.response)));
+  _chosen.variables.push_back(*response);
+}
+
+void Session::ChooseAllNumeric(std::optional<std::size_t> response) {
   const std::vector<table::Column>& columns = _input->Columns();
   std::vector<std::string> skipped;
   std::vector<std::string> reasons;
   for (std::size_t col = 0; col < columns.size(); ++col) {
-    if (col == _chosen.weight || col == _chosen.regWeight || col == _chosen.group) continue;
+    if (col == _chosen.weight || col == _chosen.regWeight || col == _chosen.group || col == response)
+      continue;
     if (columns[col].kind == table::Kind::kNumeric) {
       _chosen.variables.push_back(col);
     } else {
@@ -116,7 +128,8 @@ void Session::ChooseAllNumeric() {
                                fmt::join(skipped.size() <= kReasonsShown ? reasons : skipped, ", ")));
   }
   if (_chosen.variables.empty())
-    throw table::InputError("has no numeric column", {.file = _input->FileName(0)});
+    throw table::InputError(response ? "has no numeric column besides the response" : "has no numeric column",
+                            {.file = _input->FileName(0)});
 }
 
 void Session::ChooseRectangle(const Rectangle& rectangle) {

@@ -31,7 +31,7 @@ class Session {
   /// The variables and weights that the options choose; text columns that are left out for that are named on standard
   /// error.
   const pass::Columns& Chosen() const { return _chosen; }
-  /// The names of the variables; of a rectangle those of its rows, then those of its columns.
+  /// The names of the variables; of a rectangle those of its rows, then those of its columns; a response is last.
   const std::vector<std::string>& Variables() const { return _variables; }
   /// The levels of the groups, for which the files have been read once unless the options list them. Requires
   /// options.grouping.
@@ -53,8 +53,9 @@ class Session {
  private:
   std::string TitleOf(const std::string& what) const;
   void Choose();
-  void ChooseAllNumeric();
+  void ChooseAllNumeric(std::optional<std::size_t> response);
   void ChooseRectangle(const Rectangle& rectangle);
+  void ChooseVariables();
   void ChooseLevels(const Grouping& grouping);
   std::size_t ChooseOne(const std::string& name, const char* option) const;
   pass::Options PassOptions();

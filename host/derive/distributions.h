@@ -16,6 +16,18 @@ struct FTest {
 /// statistic. Outside of that f and p are undefined.
 FTest TestF(double f, double df1, double df2);
 
+/// A t statistic and P(|T| ≥ |t|). Undefined members are NaN.
+struct TTest {
+  double t;
+  double p;
+};
+
+/// The test of a finite t on df > 0 degrees of freedom, which need not be whole. Outside of that both are undefined.
+TTest TestT(double t, double df);
+
+/// The t with P(|T| ≤ t) = level on df > 0 degrees of freedom; 0 < level < 1. Undefined outside of that.
+double TQuantile(double level, double df);
+
 }  // namespace derive
 
 #endif

@@ -60,7 +60,7 @@ class ColumnStyle {
     if (!isMatrix || &column != table.columns.data()) _heading = text::Escaped(column.name);
     for (std::size_t row = 0; row < table.rows; ++row) {
       const Shown shown = Show(column.cell(row));
-      _isNames = shown.isName;
+      _isNames = _isNames && shown.isName;
       _whole = std::max(_whole, text::Width(shown.whole));
       _fraction = std::max(_fraction, shown.fraction.size());
     }
@@ -98,7 +98,7 @@ class ColumnStyle {
   int _digits;
   NumberForm _form;
   std::string _heading;
-  bool _isNames = false;
+  bool _isNames = true;
   std::size_t _whole = 0;
   std::size_t _fraction = 0;
   std::size_t _width = 0;

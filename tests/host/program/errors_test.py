@@ -95,8 +95,8 @@ class Errors(running.ProgramTest):
                     self.assertEqual(self.left_behind(*files), [])
 
     def test_command_line_without_a_command(self):
-        for args, code, message in (([], 1, "error: which command? describe cov corr sums groups; vexa-stats --help tells more"),
-                                    (["cor"], 1, 'error: "cor" is no command; there are describe cov corr sums groups'),
+        for args, code, message in (([], 1, "error: which command? describe cov corr sums regress groups; vexa-stats --help tells more"),
+                                    (["cor"], 1, 'error: "cor" is no command; there are describe cov corr sums regress groups'),
                                     (["--version"], 0, ""), (["--help"], 0, ""), (["corr", "--help"], 0, "")):
             run = self.run_program(*args)
             self.assertEqual((run.code, run.err.removeprefix("vexa-stats: ").strip()), (code, message))
