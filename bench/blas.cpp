@@ -18,18 +18,16 @@ namespace bench::blas {
 
 namespace {
 
-bool RightCell(vexa::DataBatch& batch, unsigned int left, unsigned int right, double cell) {
-  const double* x = batch.Column(left);
-  const double* y = batch.Column(right);
+bool RightCell(const Columns& run, int left, int right, double cell) {
+  const double* x = run.base + std::ptrdiff_t{left} * run.stride;
+  const double* y = run.base + std::ptrdiff_t{right} * run.stride;
   double sum = 0.0;
-  for (unsigned int row = 0; row < batch.NRows(); ++row) sum += x[row] * y[row];
+  for (int row = 0; row < run.rows; ++row) sum += x[row] * y[row];
   return std::fabs(cell - sum) <= 1e-11 * std::fabs(sum);
 }
 
 /// Cells in the first and last columns, and some of those between.
-bool Sampled(unsigned int cell, unsigned int columns) {
-  return cell < 2 || cell + 2 >= columns || cell % 29 == 0;
-}
+bool Sampled(int cell, int columns) { return cell < 2 || cell + 2 >= columns || cell % 29 == 0; }
 
 }  // namespace
 
@@ -37,50 +35,45 @@ bool Sampled(unsigned int cell, unsigned int columns) {
 
 const char* Core() { return openblas_get_corename(); }
 
-void Dsyrk(vexa::DataBatch& batch, double* cells) {
-  const int columns = static_cast<int>(batch.NColumns());
-  const int rows = static_cast<int>(batch.NRows());
-  const int stride = static_cast<int>(batch.MaxRows());
+void Dsyrk(const Columns& run, double* cells) {
   const double one = 1.0;
   const double zero = 0.0;
-  dsyrk_("U", "T", &columns, &rows, &one, batch.Column(0), &stride, &zero, cells, &columns);
+  dsyrk_("U", "T", &run.columns, &run.rows, &one, run.base, &run.stride, &zero, cells, &run.columns);
 }
 
-void Dgemm(vexa::DataBatch& batch, double* cells) {
-  const int half = static_cast<int>(batch.NColumns() / 2);
-  const int rows = static_cast<int>(batch.NRows());
-  const int stride = static_cast<int>(batch.MaxRows());
+void Dgemm(const Columns& run, double* cells) {
+  const int half = run.columns / 2;
   const double one = 1.0;
   const double zero = 0.0;
-  dgemm_("T", "N", &half, &half, &rows, &one, batch.Column(0), &stride,
-         batch.Column(static_cast<unsigned int>(half)), &stride, &zero, cells, &half);
+  const double* right = run.base + std::ptrdiff_t{half} * run.stride;
+  dgemm_("T", "N", &half, &half, &run.rows, &one, run.base, &run.stride, right, &run.stride, &zero, cells,
+         &half);
 }
 
 #else
 
 const char* Core() { return "none"; }
-void Dsyrk(vexa::DataBatch& /*batch*/, double* /*cells*/) {}
-void Dgemm(vexa::DataBatch& /*batch*/, double* /*cells*/) {}
+void Dsyrk(const Columns& /*run*/, double* /*cells*/) {}
+void Dgemm(const Columns& /*run*/, double* /*cells*/) {}
 
 #endif
 
-bool RightDsyrk(vexa::DataBatch& batch, const double* cells) {
-  const unsigned int columns = batch.NColumns();
-  for (unsigned int row = 0; row < columns; ++row) {
-    if (!Sampled(row, columns)) continue;
-    for (unsigned int col = 0; col <= row; ++col) {
-      if (!RightCell(batch, row, col, cells[std::size_t{row} * columns + col])) return false;
+bool RightDsyrk(const Columns& run, const double* cells) {
+  for (int row = 0; row < run.columns; ++row) {
+    if (!Sampled(row, run.columns)) continue;
+    for (int col = 0; col <= row; ++col) {
+      if (!RightCell(run, row, col, cells[std::ptrdiff_t{row} * run.columns + col])) return false;
     }
   }
   return true;
 }
 
-bool RightDgemm(vexa::DataBatch& batch, const double* cells) {
-  const unsigned int half = batch.NColumns() / 2;
-  for (unsigned int row = 0; row < half; ++row) {
+bool RightDgemm(const Columns& run, const double* cells) {
+  const int half = run.columns / 2;
+  for (int row = 0; row < half; ++row) {
     if (!Sampled(row, half)) continue;
-    for (unsigned int col = 0; col < half; ++col) {
-      if (!RightCell(batch, row, half + col, cells[std::size_t{col} * half + row])) return false;
+    for (int col = 0; col < half; ++col) {
+      if (!RightCell(run, row, half + col, cells[std::ptrdiff_t{col} * half + row])) return false;
     }
   }
   return true;

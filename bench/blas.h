@@ -1,7 +1,5 @@
 #pragma once
 
-#include "vexa/databatch.h"
-
 /// OpenBLAS's kernels for the same cross-products, on the columns of a batch where they lie: what they neither centre
 /// nor weigh nor sum in a defined order. In a build without OpenBLAS there is none.
 
@@ -16,16 +14,24 @@ constexpr bool kHere = false;
 /// The kernels that OpenBLAS has chosen for this process, by the name of a processor core.
 const char* Core();
 
+/// The columns of a batch.
+struct Columns {
+  const double* base;
+  int stride;  ///< doubles from one column to the next
+  int columns;
+  int rows;
+};
+
 /// Σ x·y of every column with every earlier one and itself; that of columns c ≤ r goes to cells[r × columns + c].
-void Dsyrk(vexa::DataBatch& batch, double* cells);
+void Dsyrk(const Columns& run, double* cells);
 
 /// Σ x·y of every column of the first half with every one of the second half; that of columns r and half + c goes to
 /// cells[c × half + r].
-void Dgemm(vexa::DataBatch& batch, double* cells);
+void Dgemm(const Columns& run, double* cells);
 
 /// Whether the cells are those that the two should write, to rounding: some of their kernels are wrong on some
 /// machines. A sample of the cells is compared with plain sums.
-bool RightDsyrk(vexa::DataBatch& batch, const double* cells);
-bool RightDgemm(vexa::DataBatch& batch, const double* cells);
+bool RightDsyrk(const Columns& run, const double* cells);
+bool RightDgemm(const Columns& run, const double* cells);
 
 }  // namespace bench::blas

@@ -65,6 +65,12 @@ class Accumulation {
   }
   double Copies() const { return static_cast<double>(_batches.size()); }
 
+  /// The first batch, as it was at first, for other work on the same memory.
+  auto& RestoredBatch() {
+    _batches.front()->Restore();
+    return **_batches.front();
+  }
+
  private:
   Rows _rows;
   std::vector<std::unique_ptr<typename Kind<Accumulator>::BatchType>> _batches;
@@ -104,37 +110,43 @@ Line AgainstPlain(const Shape& shape, unsigned int copies) {
   return line;
 }
 
-/// The same batch handed to one of OpenBLAS's kernels.
+enum class Routine { kDsyrk, kDgemm };
+
+/// The batch of an accumulation handed to one of OpenBLAS's kernels.
+template <class Accumulator>
 class BlasProduct {
  public:
-  enum class Routine { kDsyrk, kDgemm };
+  BlasProduct(std::shared_ptr<Accumulation<Accumulator>> adding, const Shape& shape, Routine routine)
+      : _adding(std::move(adding)), _cells(std::size_t{shape.columns} * shape.columns), _routine(routine) {}
 
-  BlasProduct(const Shape& shape, Routine routine)
-      : _rows(shape), _batch(_rows), _cells(std::size_t{shape.columns} * shape.columns), _routine(routine) {}
-
-  void Prepare() { _batch.Restore(); }
+  void Prepare() {
+    auto& batch = _adding->RestoredBatch();
+    _run = {batch.Column(0), static_cast<int>(batch.MaxRows()), static_cast<int>(batch.NColumns()),
+            static_cast<int>(batch.NRows())};
+  }
   void Work() {
-    _routine == Routine::kDsyrk ? blas::Dsyrk(*_batch, _cells.data()) : blas::Dgemm(*_batch, _cells.data());
+    _routine == Routine::kDsyrk ? blas::Dsyrk(_run, _cells.data()) : blas::Dgemm(_run, _cells.data());
   }
   bool IsRight() {
     Prepare();
     Work();
-    return _routine == Routine::kDsyrk ? blas::RightDsyrk(*_batch, _cells.data())
-                                       : blas::RightDgemm(*_batch, _cells.data());
+    return _routine == Routine::kDsyrk ? blas::RightDsyrk(_run, _cells.data())
+                                       : blas::RightDgemm(_run, _cells.data());
   }
 
  private:
-  Rows _rows;
-  Batch _batch;
+  std::shared_ptr<Accumulation<Accumulator>> _adding;
   Values _cells;
   Routine _routine;
+  blas::Columns _run{};
 };
 
 template <class Accumulator>
-Line AgainstBlas(const Shape& shape, BlasProduct::Routine routine) {
-  Line line = AddingBatches(std::make_shared<Accumulation<Accumulator>>(shape), shape);
-  const auto product = std::make_shared<BlasProduct>(shape, routine);
-  line.against = routine == BlasProduct::Routine::kDsyrk ? "OpenBLAS dsyrk" : "OpenBLAS dgemm";
+Line AgainstBlas(const Shape& shape, Routine routine) {
+  const auto adding = std::make_shared<Accumulation<Accumulator>>(shape);
+  const auto product = std::make_shared<BlasProduct<Accumulator>>(adding, shape, routine);
+  Line line = AddingBatches(adding, shape);
+  line.against = routine == Routine::kDsyrk ? "OpenBLAS dsyrk" : "OpenBLAS dgemm";
   line.theirs = CandidateOf(product);
   line.theirsIsRight = [product] { return product->IsRight(); };
   return line;
@@ -358,7 +370,7 @@ class Table {
   }
   template <class Accumulator>
   void AddBlas(const std::string& name, double limit, double aim, const Shape& shape,
-               BlasProduct::Routine routine = BlasProduct::Routine::kDsyrk) {
+               Routine routine = Routine::kDsyrk) {
     if (!blas::kHere) return;
     Add(name, limit, aim, [=] { return AgainstBlas<Accumulator>(shape, routine); });
     _entries.back().blas = true;
@@ -378,8 +390,7 @@ void AddListwise(Table& table) {
   table.AddPlain<MatrixListwise>("listwise-8-plain", 0.2, 0, {4096, 8});
   table.AddPlain<MatrixListwise>("listwise-3-plain", 1.2, 0, {64, 3}, 64);
   table.AddBlas<vexa::SMatrixListwise>("slistwise-480-dsyrk", 0, 0, {4096, 480});
-  table.AddBlas<vexa::NSMatrixListwise>("nslistwise-480-dgemm", 1.15, 0.95, {4096, 480},
-                                        BlasProduct::Routine::kDgemm);
+  table.AddBlas<vexa::NSMatrixListwise>("nslistwise-480-dgemm", 1.15, 0.95, {4096, 480}, Routine::kDgemm);
   const Shape grouped{4096, 240, true, Missing::kNone, 10};
   table.AddBlas<vexa::DiscriminantMatrix>("discriminant-240-dsyrk", 1.5, 1.1, grouped);
   table.AddBlas<vexa::DiscIndividualMatrix>("individual-240-dsyrk", 1.5, 1.1, grouped);
