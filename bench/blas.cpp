@@ -11,6 +11,7 @@ void dgemm_(const char* transposedA, const char* transposedB, const int* m, cons
             const double* alpha, const double* a, const int* lda, const double* b, const int* ldb,
             const double* beta, double* c, const int* ldc);
 char* openblas_get_corename();
+void openblas_set_num_threads(int threads);
 }
 #endif
 
@@ -35,6 +36,8 @@ bool Sampled(int cell, int columns) { return cell < 2 || cell + 2 >= columns || 
 
 const char* Core() { return openblas_get_corename(); }
 
+void StayOnOneThread() { openblas_set_num_threads(1); }
+
 void Dsyrk(const Columns& run, double* cells) {
   const double one = 1.0;
   const double zero = 0.0;
@@ -53,6 +56,7 @@ void Dgemm(const Columns& run, double* cells) {
 #else
 
 const char* Core() { return "none"; }
+void StayOnOneThread() {}
 void Dsyrk(const Columns& /*run*/, double* /*cells*/) {}
 void Dgemm(const Columns& /*run*/, double* /*cells*/) {}
 

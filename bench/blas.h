@@ -14,6 +14,9 @@ constexpr bool kHere = false;
 /// The kernels that OpenBLAS has chosen for this process, by the name of a processor core.
 const char* Core();
 
+/// Keeps OpenBLAS to the thread that calls it, whose clock would not see the others.
+void StayOnOneThread();
+
 /// The columns of a batch.
 struct Columns {
   const double* base;

@@ -148,6 +148,7 @@ bool Probe(const bench::Entry& entry, int rounds) {
 }
 
 int Execute(const Options& options) {
+  bench::blas::StayOnOneThread();
   if (!options.level.empty() && !vexa::engine::Force(options.level.c_str())) {
     std::fprintf(stderr, "ratios: this machine has no level %s\n", options.level.c_str());
     return 2;
