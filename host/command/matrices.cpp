@@ -32,6 +32,7 @@ struct Statistic {
   const char* undefined;
   bool isBounded;
   derive::Matrix (*derive)(const derive::Sums&);
+  derive::Matrix (*test)(const derive::Sums&);  ///< p values; null if it has none
 };
 
 constexpr Statistic kStatistics[] = {
@@ -44,18 +45,20 @@ constexpr Statistic kStatistics[] = {
      .plural = "Covariances",
      .undefined = "NA: undefined, as its cases weigh 1 or less, or a sum is beyond the range of a double.",
      .isBounded = false,
-     .derive = derive::Covariances},
+     .derive = derive::Covariances,
+     .test = nullptr},
     {.name = "corr",
      .summary = "Correlation matrix of complete rows, or of each pair's.",
      .examples = "  vexa-stats corr data.csv\n"
                  "  vexa-stats corr -c 3:7 --digits 3 data.csv\n"
-                 "  vexa-stats corr --missing pairwise --counts data.csv\n"
+                 "  vexa-stats corr --missing pairwise --counts --p data.csv\n"
                  "  zcat data.csv.gz | vexa-stats corr -f json > corr.json\n",
      .plural = "Correlations",
      .undefined =
          "NA: undefined, as a variable does not vary in its rows, or a sum is beyond the range of a double.",
      .isBounded = true,
-     .derive = derive::Correlations},
+     .derive = derive::Correlations,
+     .test = derive::CorrelationPValues},
 };
 
 bool HasUndefined(const derive::Matrix& matrix) {
@@ -93,6 +96,12 @@ int Show(const Work& work, const derive::Sums& sums, render::Page page) {
   render::Table table = render::MatrixTable(statistic.name, matrix, rows, cols);
   table.isBounded = statistic.isBounded;
   page.tables.push_back(std::move(table));
+  derive::Matrix pValues;
+  if (work.options.pValues) {
+    pValues = statistic.test(sums);
+    page.tables.push_back(render::MatrixTable("p", pValues, rows, cols));
+    page.tables.back().caption = "Two-sided p values of no correlation";
+  }
   if (work.options.counts || !sums.IsListwise()) {
     page.tables.push_back(render::CountsTable(sums, rows, cols));
     if (!work.options.counts) page.tables.back().audience = render::Audience::kJson;
@@ -160,6 +169,8 @@ void AddMatrixCommands(CLI::App& program, Run& chosen) {
                  "Also the matrix of the counts of rows behind each\n"
                  "cell; with pairwise handling json always has it")
         ->group("Output");
+    if (statistic.test != nullptr)
+      app.add_flag("--p", options->pValues, "Also the matrix of the two-sided p values")->group("Output");
     app.callback([&chosen, &statistic, options] {
       chosen = [&statistic, options](Messages& messages) { return RunMatrix(statistic, *options, messages); };
     });

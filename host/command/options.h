@@ -39,6 +39,7 @@ struct Options {
   Rectangle rectangle = {};                  ///< instead of columns, for a command that has it
   pass::Missing missing = pass::Missing::kListwise;
   bool counts = false;                    ///< for a command that has cells with rows of their own
+  bool pValues = false;                   ///< for a command that has them
   std::optional<Grouping> grouping = {};  ///< for a command that has groups
   bool extremes = false;                  ///< for a command that shows them
 

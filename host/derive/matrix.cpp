@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "derive/distributions.h"
+
 namespace derive {
 namespace {
 
@@ -39,6 +41,15 @@ double Correlation(const Cell& cell) {
   return std::isnan(value) ? kUndefined : std::clamp(value, -1.0, 1.0);
 }
 
+double CorrelationPValue(const Cell& cell) {
+  const double r = Correlation(cell);
+  const double df = cell.weightSum - 2.0;
+  if (std::isnan(r) || !(df > 0.0) || std::isinf(df)) return kUndefined;
+  // 1 − r² would lose its digits near ±1.
+  const double rest = (1.0 - r) * (1.0 + r);
+  return rest == 0.0 ? 0.0 : TestT(r * std::sqrt(df / rest), df).p;
+}
+
 Matrix Covariances(const Sums& sums) {
   return ForEachCell(sums, [](const Cell& cell, bool) { return Covariance(cell); });
 }
@@ -47,6 +58,12 @@ Matrix Correlations(const Sums& sums) {
   return ForEachCell(sums, [](const Cell& cell, bool isDiagonal) {
     const double value = Correlation(cell);
     return isDiagonal && !std::isnan(value) ? 1.0 : value;
+  });
+}
+
+Matrix CorrelationPValues(const Sums& sums) {
+  return ForEachCell(sums, [](const Cell& cell, bool isDiagonal) {
+    return isDiagonal ? kUndefined : CorrelationPValue(cell);
   });
 }
 

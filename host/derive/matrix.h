@@ -27,10 +27,16 @@ double Covariance(const Cell& cell);
 /// before they do.
 double Correlation(const Cell& cell);
 
+/// P(|T| ≥ |t|) of t = r √((W − 2) ÷ (1 − r²)), Student's on W − 2 degrees of freedom when the variables are normal and
+/// independent; W is the cell's own sum of case weights. 0 where r is ±1; undefined when r is, or W ≤ 2.
+double CorrelationPValue(const Cell& cell);
+
 /// The statistic of every cell: rows × cols doubles.
 Matrix Covariances(const Sums& sums);
 /// Likewise; a variable with itself, where defined, is exactly 1.
 Matrix Correlations(const Sums& sums);
+/// Likewise; undefined for a variable with itself.
+Matrix CorrelationPValues(const Sums& sums);
 
 }  // namespace derive
 

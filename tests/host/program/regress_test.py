@@ -105,6 +105,17 @@ class Regress(running.ProgramTest):
         for row, term in zip(csv.DictReader(io.StringIO(table)), page["regress"]):
             self.assertEqual(row, {name: "" if term[name] is None else str(term[name]) for name in row})
 
+    def test_p_values_of_correlations_are_those_of_a_single_predictor(self):
+        file = self.with_weights("airquality.csv")
+        for args in (["-m", "listwise"], ["-m", "pairwise", "-w", "w", "-r", "r"]):
+            page = json.loads(self.succeed("corr", "-f", "json", "--p", "-c", "Ozone,Wind", *args, file).out)
+            slope = self.fit("-y", "Ozone", "-x", "Wind", *args, file)[0]["regress"][1]
+            self.assertAlmostEqual(page["p"]["Wind"]["Ozone"] / slope["p"], 1, delta=1e-10)
+            self.assertEqual((page["p"]["Ozone"]["Wind"], page["p"]["Wind"]["Wind"]), (page["p"]["Wind"]["Ozone"], None))
+        self.write("a.csv", "x,y,k\n1,-2,1\n-1,2,1\n1,-2,1\n-1,2,1\n5,,1\n")
+        run = self.succeed("corr", "-f", "csv", "--p", "--rows", "x", "--cols", "y,k", "a.csv")
+        self.assertEqual(run.out, "variable,y,k\nx,-1,\n\nvariable,y,k\nx,0,\n")
+
     def test_left_out_predictors_change_nothing_else(self):
         draw = random.Random(9)
         rows = [[draw.gauss(5, 1), 0.1, 0, draw.gauss(0, 1)] for _ in range(50)]
