@@ -184,6 +184,18 @@ TEST(Groups, OneVariableOrTwoGroupsHaveAnExactF) {
               1e-9);
 }
 
+// For one variable Box's test is Bartlett's with an F, as textbooks print it (Dixon and Massey 1969).
+TEST(Groups, BoxesTestOfOneVariable) {
+  const GroupAnalysis analysis = Analyse(SomeCases(9, 3, 1, 15), 3);
+  double reciprocals = -1.0 / (analysis.weight - 3.0);
+  for (const derive::Group& group : analysis.groups) reciprocals += 1.0 / (group.weight - 1.0);
+  const double a = reciprocals / 6.0;
+  const double df2 = 4.0 / (a * a);
+  const double m = analysis.box.m;
+  EXPECT_NEAR(analysis.box.test.df2, df2, 1e-9 * df2);
+  EXPECT_NEAR(analysis.box.test.f, df2 * m / (2.0 * (df2 / (1.0 - a + 2.0 / df2) - m)), 1e-10);
+}
+
 // Both of Box's approximations by F stay close to his χ² with the same scale factor.
 TEST(Groups, BoxesApproximationsAgree) {
   for (const Eigen::Index variables : {1, 2, 5}) {
