@@ -33,14 +33,15 @@ Matrix FromEigen(const MatrixXd& eigen) {
 std::vector<double> FromEigen(const VectorXd& eigen) { return {eigen.begin(), eigen.end()}; }
 
 /// Rao's F of Λ for p variables: h = groups − 1 degrees of freedom between, weights that sum to N.
-WilksTest TestWilks(double logLambda, double p, double groups, double weight) {
+/// `minusLog` is −ln Λ.
+WilksTest TestWilks(double minusLog, double p, double groups, double weight) {
   const double h = groups - 1.0;
   const double squares = p * p + h * h - 5.0;
   const double s = squares > 0.0 ? std::sqrt((p * p * h * h - 4.0) / squares) : 1.0;
   const double df1 = p * h;
   const double df2 = s * (weight - 1.0 - (p + groups) / 2.0) - p * h / 2.0 + 1.0;
   // (1 − Λ^(1/s)) ÷ Λ^(1/s), without the cancellation when Λ is near 1.
-  return {std::exp(logLambda), TestF(std::expm1(-logLambda / s) * (df2 / df1), df1, df2)};
+  return {std::exp(-minusLog), TestF(std::expm1(minusLog / s) * (df2 / df1), df1, df2)};
 }
 
 /// Gathers the groups of Box's test.
@@ -73,7 +74,9 @@ class Box {
     if (_groups < 2) return {kUndefined, TestF(kUndefined, kUndefined, kUndefined), _leftOut};
     const double p = _variables;
     const double h = static_cast<double>(_groups) - 1.0;
-    const double m = _df * Cholesky(_pooled / _df).LogDeterminant() - _logDeterminants;
+    double m = _df * Cholesky(_pooled / _df).LogDeterminant() - _logDeterminants;
+    // ln |S| is concave: only rounding, where all groups have the same matrix, can make it negative.
+    if (m < 0.0) m = 0.0;
     const double c1 = (_reciprocals - 1.0 / _df) * (2.0 * p * p + 3.0 * p - 1.0) / (6.0 * (p + 1.0) * h);
     const double c2 = (_squaredReciprocals - 1.0 / (_df * _df)) * (p - 1.0) * (p + 2.0) / (6.0 * h);
     const double f1 = p * (p + 1.0) * h / 2.0;
@@ -257,9 +260,9 @@ GroupAnalysis AnalyseGroups(const vexa::DiscIndividualMatrix& matrix, const std:
 
   if (analysis.groups.size() > 1) {
     analysis.canonical = Separate(pooled, means, weights, df);
-    double logLambda = 0.0;
-    for (const double eigenvalue : analysis.canonical->eigenvalues) logLambda -= std::log1p(eigenvalue);
-    analysis.wilks = TestWilks(logLambda, static_cast<double>(means.cols()),
+    double minusLog = 0.0;
+    for (const double eigenvalue : analysis.canonical->eigenvalues) minusLog += std::log1p(eigenvalue);
+    analysis.wilks = TestWilks(minusLog, static_cast<double>(means.cols()),
                                static_cast<double>(analysis.groups.size()), analysis.weight);
   }
   analysis.classification = Classify(pooled, analysis, priors);

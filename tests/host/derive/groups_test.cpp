@@ -206,6 +206,17 @@ TEST(Groups, BoxesApproximationsAgree) {
   }
 }
 
+// Rounding must not show as a negative M, which has no F, nor as a zero with a sign.
+TEST(Groups, EqualGroupsDifferInNothing) {
+  for (unsigned int seed = 0; seed < 20; ++seed) {
+    std::vector<Case> cases = SomeCases(seed, 1, 2, 18);
+    for (std::size_t at = 0; at < 18; ++at) cases.push_back({1, cases[at].weight, cases[at].values});
+    EXPECT_FALSE(std::signbit(Analyse(cases, 2).wilks->test.f));
+    for (std::size_t at = 18; at < 36; ++at) cases[at].values.array() += 0.1;
+    EXPECT_NEAR(Analyse(cases, 2).box.test.p, 1.0, 1e-9);
+  }
+}
+
 TEST(Groups, TailsOfF) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   EXPECT_NEAR(derive::TestF(4.351243503329, 1, 20).p, 0.05, 1e-12);
