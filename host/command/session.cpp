@@ -148,6 +148,9 @@ void Session::ChooseLevels(const Grouping& grouping) {
     table::RowSplitter splitter(',');
     std::vector<std::string> list;
     for (const std::string_view level : splitter.Split(*grouping.levels)) list.emplace_back(level);
+    if (list.size() > grouping.mostLevels)
+      throw UsageError(fmt::format("--levels lists {} groups, more than --max-groups {}", list.size(),
+                                   grouping.mostLevels));
     _levels = pass::GivenLevels(*_input, *_chosen.group, list);
     return;
   }

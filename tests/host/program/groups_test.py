@@ -159,6 +159,8 @@ class Groups(running.ProgramTest):
         self.write("a.csv", "x,g\n" + "".join(f"{k},{k % 30}\n" for k in range(3000)))
         for args, code, message in (
                 (["--by", "g", "--max-groups", "29"], 2, "column g: has more than 29 distinct values, too many for groups"),
+                (["--by", "g", "--max-groups", "2", "--levels", "1,2,3"], 1,
+                 "--levels lists 3 groups, more than --max-groups 2"),
                 (["--by", "g", "--levels", "1,1.0"], 2, 'column g: level given twice: "1.0"'),
                 (["--by", "g", "--levels", "one"], 2, 'column g: level is not a number, as the column\'s are: "one"'),
                 (["--by", "q"], 2, "column q: is not among the 2 columns of the input"),
