@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 #include "command/interrupt.h"
@@ -18,11 +19,14 @@ namespace {
 constexpr std::size_t kUnknownWidth = 80;
 constexpr std::size_t kReasonsShown = 10;
 
-/// The variables that lack most values, as "Ozone 37, Solar.R 7".
-std::string Lacking(const pass::Tally& tally, const std::vector<std::string>& variables) {
+/// The variables that lack most values, as "Ozone 37, Solar.R 7". One that stands in the rows and in the columns of a
+/// rectangle, as the same of the input's `columns`, is told once.
+std::string Lacking(const pass::Tally& tally, const std::vector<std::string>& variables,
+                    const std::vector<std::size_t>& columns) {
   std::vector<std::size_t> order;
+  std::unordered_set<std::size_t> told;
   for (std::size_t variable = 0; variable < tally.lacking.size(); ++variable)
-    if (tally.lacking[variable] > 0) order.push_back(variable);
+    if (tally.lacking[variable] > 0 && told.insert(columns[variable]).second) order.push_back(variable);
   std::stable_sort(order.begin(), order.end(),
                    [&](std::size_t a, std::size_t b) { return tally.lacking[a] > tally.lacking[b]; });
   std::vector<std::string> items;
@@ -192,7 +196,7 @@ void Session::CheckUsed(const pass::Tally& tally, bool isComplete) const {
 
 render::Account Session::AccountOf(const pass::Tally& tally, bool isComplete) const {
   const bool isListwise = _options.missing == pass::Missing::kListwise;
-  const std::string lacking = Lacking(tally, _variables);
+  const std::string lacking = Lacking(tally, _variables, _chosen.variables);
   render::Account account{.isComplete = isComplete, .missing = isListwise ? "listwise" : "pairwise"};
   account.read = tally.read;
   account.used = tally.used;

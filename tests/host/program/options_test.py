@@ -48,8 +48,8 @@ class Options(running.ProgramTest):
             "variable,x,y,z\nx,0.5,,-0.5\ny,,2,\nz,-0.5,,2.3333333333333335\n\nvariable,x,y,z\nx,2,0,2\ny,0,2,1\nz,2,1,3\n",
             "4 rows read, all used (missing values: x 2, y 2, z 1)"),
         "pairs that do not fit together": (
-            "x,y,z\n1,1,\n2,2,\n1,,2\n2,,1\n,1,1\n,2,2\n", "corr -m pairwise --rows x --cols y,z -f csv",
-            "variable,y,z\nx,0.9999999999999999,-0.9999999999999999\n", "6 rows read, all used (missing values: x 2, y 2, z 2)"),
+            "x,y,z\n1,1,\n2,2,\n1,,2\n2,,1\n,1,1\n,2,2\n", "corr -m pairwise --rows x --cols y,z,x -f csv",
+            "variable,y,z,x\nx,0.9999999999999999,-0.9999999999999999,1\n", "6 rows read, all used (missing values: x 2, y 2, z 2)"),
         "pairs that fit no data": (
             "x,y,z\n1,1,\n2,2,\n1,,2\n2,,1\n,1,1\n,2,2\n", "corr -m pairwise -f csv",
             "variable,x,y,z\nx,1,0.9999999999999999,-0.9999999999999999\ny,0.9999999999999999,1,0.9999999999999999\n"
