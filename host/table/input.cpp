@@ -223,12 +223,16 @@ bool Input::Reader::Next(Chunk& chunk, std::uint32_t rows) {
       _fileHasContent = _fileHasContent || chunk.rows > 0;
       if (ended) EndFile();
     }
-  } catch (...) {
+  } catch (const InputError&) {
     _givenUp = true;
     if (chunk.rows == 0) throw;
     // The rows before the fault come first: one of them may hold an earlier one.
     chunk.bytes.erase(_wholeBytes);
     _pending = std::current_exception();
+  } catch (...) {
+    // Without memory the rows found so far are not all in the chunk.
+    _givenUp = true;
+    throw;
   }
   if (chunk.rows == 0) return false;
   chunk.number = _chunkNumber++;
