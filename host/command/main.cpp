@@ -136,6 +136,8 @@ int Guarded(int argc, char** argv) {
 int main(int argc, char** argv) {
   // A file that grows beyond what the user may write is an error to be told, not a reason to be killed.
   signal(SIGXFSZ, SIG_IGN);
+  // Nor is somebody who reads no more of the messages: the result still has its readers.
+  signal(SIGPIPE, SIG_IGN);
   command::HoldStandardDescriptors();
   return command::Guarded(argc, argv);
 }
