@@ -32,6 +32,16 @@ std::string FolderOf(const std::string& path) {
   return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
+bool IsSame(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+/// Whether what is written to standard output goes to that file, other than a device.
+bool IsStandardOutput(const struct stat& file) {
+  struct stat output {};
+  return !S_ISCHR(file.st_mode) && fstat(STDOUT_FILENO, &output) == 0 && IsSame(output, file);
+}
+
 std::string NameBeside(const std::string& target, int attempt) {
   const std::size_t name = target.rfind('/') + 1;  // 0 when there is no slash
   return fmt::format("{}.vexa-stats-{}-{}", target.substr(0, name), getpid(), attempt);
@@ -52,10 +62,14 @@ Output::Output(std::string path, const std::vector<std::string>& inputs)
   if (S_ISDIR(status.st_mode)) Fail(EISDIR);
   for (const std::string& input : inputs) {
     struct stat other {};
-    if (stat(input.c_str(), &other) == 0 && S_ISREG(other.st_mode) && other.st_dev == status.st_dev &&
-        other.st_ino == status.st_ino) {
+    if (stat(input.c_str(), &other) == 0 && S_ISREG(other.st_mode) && IsSame(other, status)) {
       throw UsageError(fmt::format("--output would overwrite the input {}", text::Escaped(input)));
     }
+  }
+  if (IsStandardOutput(status)) {
+    // By way of /dev/stdout, say. What others wrote there, and are going to, would be lost with the file.
+    _path.clear();
+    return;
   }
   if (!S_ISREG(status.st_mode)) {
     _descriptor = open(_path.c_str(), O_WRONLY | O_CLOEXEC);

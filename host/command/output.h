@@ -11,7 +11,7 @@ namespace command {
 ///
 /// A file is written under another name, or none, in its own folder, and takes its place in Commit. What existed
 /// before stays untouched until then, and without Commit nothing is left behind. What is no ordinary file (a pipe, a
-/// device) is written directly.
+/// device) is written directly, and so is the file that standard output goes to.
 class Output {
  public:
   /// `path`: empty or "-" for standard output. Throws OutputError at once, before hours of work, when the file cannot
