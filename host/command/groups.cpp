@@ -53,12 +53,10 @@ void AddGroupOptions(CLI::App& app, GroupOptions& options) {
       ->option_text("NAME")
       ->required()
       ->group(group);
-  app.add_option("--levels", grouping.levels,
-                 "The groups to compare, separated by commas, where\n"
-                 "not all; it also saves reading the input twice.")
-      ->option_text("LIST")
-      ->join(',')
-      ->group(group);
+  AddList(app, "--levels", grouping.levels,
+          "The groups to compare, separated by commas, where\n"
+          "not all; it also saves reading the input twice.")
+      .group(group);
   app.add_option("--max-groups", grouping.mostLevels, "More groups than these are an error. Default: 1000")
       ->check(CLI::Range(1, 1 << 20))
       ->option_text("N")

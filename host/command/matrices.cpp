@@ -145,16 +145,11 @@ int RunMatrix(const Statistic& statistic, const Options& options, Messages& mess
 
 void AddRectangleOptions(CLI::App& app, Options& options) {
   const std::string group = "Columns";
-  app.add_option("--rows", options.rectangle.rows,
-                 "Instead of --columns: the variables of the rows of a\n"
-                 "rectangle, as a list like that")
-      ->option_text("LIST")
-      ->join(',')
-      ->group(group);
-  app.add_option("--cols", options.rectangle.cols, "The variables of its columns")
-      ->option_text("LIST")
-      ->join(',')
-      ->group(group);
+  AddList(app, "--rows", options.rectangle.rows,
+          "Instead of --columns: the variables of the rows of a\n"
+          "rectangle, as a list like that")
+      .group(group);
+  AddList(app, "--cols", options.rectangle.cols, "The variables of its columns").group(group);
 }
 
 }  // namespace

@@ -22,14 +22,12 @@ char OneByte(const std::string& text, const char* option) {
 
 void AddColumnOptions(CLI::App& app, Options& options) {
   const std::string group = "Columns";
-  app.add_option("-c,--columns", options.columns,
-                 "The variables, separated by commas: names, ranges\n"
-                 "a:b in file order, or positions from 1, such as 3:7.\n"
-                 "A name with a comma goes in double quotes.\n"
-                 "Default: every numeric column but the weights.")
-      ->option_text("LIST")
-      ->join(',')
-      ->group(group);
+  AddList(app, "-c,--columns", options.columns,
+          "The variables, separated by commas: names, ranges\n"
+          "a:b in file order, or positions from 1, such as 3:7.\n"
+          "A name with a comma goes in double quotes.\n"
+          "Default: every numeric column but the weights.")
+      .group(group);
   app.add_option("-w,--weight", options.weight,
                  "Case weights: how many cases a row stands for.\n"
                  "Rows where it is missing or 0 are left out.")
@@ -44,12 +42,11 @@ void AddColumnOptions(CLI::App& app, Options& options) {
 
 void AddInputOptions(CLI::App& app, Options& options) {
   const std::string group = "Input";
-  app.add_option("--na", options.missingTokens,
-                 "What stands for a missing value besides an empty\n"
-                 "cell, in any case, separated by commas.\n"
-                 "Default: NA,NaN,.,null")
-      ->option_text("TOKENS")
-      ->join(',')
+  AddList(app, "--na", options.missingTokens,
+          "What stands for a missing value besides an empty\n"
+          "cell, in any case, separated by commas.\n"
+          "Default: NA,NaN,.,null")
+      .option_text("TOKENS")
       ->group(group);
   app.add_option("-d,--delimiter", options.delimiter,
                  "What separates cells: a character, or tab. Default:\n"
@@ -123,6 +120,17 @@ table::Format Options::InputFormat() const {
     for (const std::string_view token : splitter.Split(*missingTokens)) format.missing.emplace_back(token);
   }
   return format;
+}
+
+CLI::Option& AddList(CLI::App& app, const std::string& name, std::optional<std::string>& list,
+                     const std::string& help) {
+  // CLI11 would split at the commas, those in quotes too, lose what is empty between two of them, and take the next
+  // argument for a list of nothing else.
+  const auto take = [&list](const CLI::results_t& given) {
+    list = fmt::format("{}", fmt::join(given, ","));
+    return true;
+  };
+  return *app.add_option(name, take, help)->option_text("LIST")->take_all();
 }
 
 CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::string& summary,

@@ -65,6 +65,10 @@ struct Options {
 CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::string& summary,
                      const std::string& examples, Options& options);
 
+/// Adds an option for a list with commas. Given several times, its values are one list.
+CLI::Option& AddList(CLI::App& app, const std::string& name, std::optional<std::string>& list,
+                     const std::string& help);
+
 /// Adds the choice of how missing values are handled.
 void AddMissingOption(CLI::App& app, Options& options);
 

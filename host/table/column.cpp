@@ -94,6 +94,7 @@ std::vector<std::size_t> SelectColumns(const std::vector<Column>& columns, const
   std::vector<bool> taken(columns.size());
   RowSplitter splitter(',');
   for (const std::string_view cell : splitter.Split(list)) {
+    if (Trim(cell).empty()) throw InputError("list of columns with an empty item", {}, list);
     const Range range = Find(finder, Trim(cell), columns.size());
     for (std::size_t col = range.first; col <= range.last; ++col) {
       if (taken[col]) throw InputError("is chosen twice", {.column = columns[col].name});

@@ -10,8 +10,9 @@ class Options(running.ProgramTest):
     CASES = {
         "columns in the order given": (PLAIN, "cov -f csv -c y,1", "variable,y,x\ny,7,3.5\nx,3.5,2.3333333333333335\n",
                                        "3 rows read, all used"),
-        "columns given twice over": (PLAIN, "cov -f csv -c y -c 1", "variable,y,x\ny,7,3.5\nx,3.5,2.3333333333333335\n",
-                                     "3 rows read, all used"),
+        "columns given twice over": ('"y,,",x\n2,1\n1,2\n6,4\n', 'cov -f csv -c "y,," -c x',
+                                     'variable,"y,,",x\n"y,,",7,3.5\nx,3.5,2.3333333333333335\n', "3 rows read, all used"),
+        "a list of nothing": (PLAIN, "cov -c ,", None, 'error: list of columns with an empty item: ","'),
         "all numeric ones but the weights": (
             PLAIN, "cov -f csv -w w", "variable,x,y\nx,1.2,1.6\ny,1.6,4\n", 'not numeric, left out: t ("a" in line 2)\n3 rows read, all used'),
         "weights that cancel out": ("x,w,r\n1,2,0.5\n3,0.5,2\n5,,1\n7,1,0\n", "sums -f csv -c x -w w -r r",
