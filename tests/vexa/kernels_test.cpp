@@ -86,12 +86,6 @@ TEST(Kernels, RoundTheProductBeforeAdding) {
   EXPECT_EQ(vexa::ProductSum({-1.0 - 2 * std::numeric_limits<double>::epsilon(), next}, {1.0, next}), 0.0);
 }
 
-TEST(Kernels, MeanTakesTheLeadingRunApart) {
-  EXPECT_EQ(vexa::WeightedMean({0.1, 0.1, 0.1, 0.7}, {}, 4.0), (0.7 + 0.1 * 3.0) / 4.0);
-  EXPECT_EQ(vexa::WeightedMean({0.1, 0.1, 0.7}, {0.3, 0.6, 2}, 2.9), (2 * 0.7 + 0.1 * (0.3 + 0.6)) / 2.9);
-  EXPECT_EQ(vexa::WeightedMean({2, 2, 2}, {0, 0, 0}, 0.0), 2.0);
-}
-
 TEST(Kernels, CombineWeights) {
   Column weights = {1.0, 2.0, 3.0};
   const Column reg = {4.0, 5.0, 6.0};
