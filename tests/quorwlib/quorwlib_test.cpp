@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "quorwlib/machine.h"
@@ -18,111 +18,86 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A machine made of files in a folder of its own.
-class Planted {
- public:
-  using Files = std::vector<std::pair<std::string, std::string>>;
+using Files = std::map<std::string, std::string>;
 
-  explicit Planted(const Files& files)
-      : _root(fs::path(testing::TempDir()) / ("machine" + std::to_string(getpid()))) {
-    for (const auto& [name, text] : files) {
-      const fs::path path = _root.string() + name;
-      fs::create_directories(path.parent_path());
-      std::ofstream(path) << text << '\n';
-    }
+/// What the machine answers that is made of these files.
+template <class Ask>
+auto Asked(const Files& files, Ask ask) {
+  const fs::path root = fs::path(testing::TempDir()) / ("machine" + std::to_string(getpid()));
+  for (const auto& [name, text] : files) {
+    const fs::path path = root.string() + name;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << text << '\n';
   }
-  ~Planted() { fs::remove_all(_root); }
-  Planted(const Planted&) = delete;
-  Planted& operator=(const Planted&) = delete;
-
-  quorwlib::Machine Machine() const { return quorwlib::Machine(_root.string()); }
-
- private:
-  fs::path _root;
-};
+  const auto answer = ask(quorwlib::Machine(root.string()));
+  fs::remove_all(root);
+  return answer;
+}
 
 TEST(Quota, IsTheSmallestOfAllGroupsAround) {
-  const double none = std::numeric_limits<double>::infinity();
+  const auto quota = [](const std::string& groups, const std::string& mounts, Files files) {
+    files["/proc/self/cgroup"] = groups;
+    files["/proc/self/mountinfo"] = mounts;
+    return Asked(files, [](const quorwlib::Machine& machine) { return machine.CpuQuota(); });
+  };
+  constexpr double kNone = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(quota("", "", {}), kNone) << "no control groups";
+
   const std::string v2 = "30 23 0:26 / /cg2 rw,nosuid shared:9 - cgroup2 cgroup2 rw,nsdelegate";
+  const std::string own = "/cg2/a/b/cpu.max";
+  const std::string around = "/cg2/a/cpu.max";
+  EXPECT_EQ(quota("0::/a/b", v2, {{own, "250000 100000"}, {around, "max 100000"}}), 2.5);
+  EXPECT_EQ(quota("0::/a/b", v2, {{own, "250000 100000"}, {around, "25000 50000"}}), 0.5);
+  EXPECT_EQ(
+      quota("x\n0:\n", "a - b\n - \n1 2 0:3 / /c\\x9 rw - cgroup2 a rw\n" + v2, {{"/cg2/cpu.max", "many"}}),
+      kNone)
+      << "nonsense";
+
+  // A container sees its own group as topmost; a group may be outside what is mounted.
+  EXPECT_EQ(quota("0::/docker/77/job", "30 23 0:26 /docker/77 /c\\040g rw - cgroup2 cgroup2 rw",
+                  {{"/c g/job/cpu.max", "300000 100000"}, {"/c g/docker/77/job/cpu.max", "100000 100000"}}),
+            3.0);
+  EXPECT_EQ(quota("0::/docker/770/job", "30 23 0:26 /docker/77 /cg rw - cgroup2 cgroup2 rw",
+                  {{"/cg/cpu.max", "400000 100000"}, {"/cg/0/job/cpu.max", "100000 100000"}}),
+            4.0);
+
   const std::string v1 = "33 31 0:30 / /cpu,cpuacct rw - cgroup cgroup rw,cpuacct,cpu";
   const std::string cpuset = "34 31 0:31 / /cpuset rw - cgroup cgroup rw,cpuset";
-  const struct {
-    const char* name;
-    double quota;
-    std::string groups;
-    std::string mounts;
-    Planted::Files limits;
-  } machines[] = {
-      {"no control groups", none, "", "", {}},
-      {"version 2, own limit",
-       2.5,
-       "0::/a/b",
-       v2,
-       {{"/cg2/a/b/cpu.max", "250000 100000"}, {"/cg2/a/cpu.max", "max 100000"}}},
-      {"version 2, limit of the group around",
-       0.5,
-       "0::/a/b",
-       v2,
-       {{"/cg2/a/b/cpu.max", "250000 100000"}, {"/cg2/a/cpu.max", "25000 50000"}}},
-      {"container that sees its own group as topmost",
-       3.0,
-       "0::/docker/77/job",
-       "30 23 0:26 /docker/77 /c\\040g rw - cgroup2 cgroup2 rw",
-       {{"/c g/job/cpu.max", "300000 100000"}, {"/c g/docker/77/job/cpu.max", "100000 100000"}}},
-      {"group outside what is mounted",
-       4.0,
-       "0::/docker/770/job",
-       "30 23 0:26 /docker/77 /cg rw - cgroup2 cgroup2 rw",
-       {{"/cg/cpu.max", "400000 100000"}, {"/cg/0/job/cpu.max", "100000 100000"}}},
-      {"version 1",
-       1.5,
-       "5:cpuset:/b\n4:cpu,cpuacct:/a\n0::/",
-       cpuset + '\n' + v1,
-       {{"/cpu,cpuacct/a/cpu.cfs_quota_us", "150000"},
-        {"/cpu,cpuacct/a/cpu.cfs_period_us", "100000"},
-        {"/cpuset/b/cpu.cfs_quota_us", "1"},
-        {"/cpuset/b/cpu.cfs_period_us", "100000"}}},
-      {"version 1 without limit beside version 2",
-       none,
-       "4:cpu,cpuacct:/\n0::/",
-       v1 + '\n' + v2,
-       {{"/cpu,cpuacct/cpu.cfs_quota_us", "-1"}, {"/cpu,cpuacct/cpu.cfs_period_us", "100000"}}},
-      {"nonsense",
-       none,
-       "x\n0:\n",
-       "a - b\n - \n1 2 0:3 / /c\\x9 rw - cgroup2 a rw\n" + v2,
-       {{"/cg2/cpu.max", "many"}}},
+  const auto limit = [](const std::string& group, const std::string& cpuQuota, Files files = {}) {
+    files[group + "/cpu.cfs_quota_us"] = cpuQuota;
+    files[group + "/cpu.cfs_period_us"] = "100000";
+    return files;
   };
-  for (const auto& machine : machines) {
-    SCOPED_TRACE(machine.name);
-    Planted::Files files = machine.limits;
-    files.emplace_back("/proc/self/cgroup", machine.groups);
-    files.emplace_back("/proc/self/mountinfo", machine.mounts);
-    EXPECT_EQ(Planted(files).Machine().CpuQuota(), machine.quota);
-  }
+  EXPECT_EQ(quota("5:cpuset:/b\n4:cpu,cpuacct:/a\n0::/", cpuset + '\n' + v1,
+                  limit("/cpu,cpuacct/a", "150000", limit("/cpuset/a", "1"))),
+            1.5);
+  EXPECT_EQ(quota("4:cpu,cpuacct:/\n0::/", v1 + '\n' + v2, limit("/cpu,cpuacct", "-1")), kNone);
 }
 
 TEST(Cache, IsAShareOfTheLastLevelOrALevelOfItsOwn) {
-  const std::string cache = "/sys/devices/system/cpu/cpu3/cache/index";
-  const auto level = [&](int index, const char* type, const char* size, const char* cpus) {
-    const std::string folder = cache + std::to_string(index);
-    return Planted::Files{
-        {folder + "/type", type}, {folder + "/size", size}, {folder + "/shared_cpu_list", cpus}};
+  struct Level {
+    const char* type;
+    const char* size;
+    const char* cpus;
   };
-  const auto share = [](std::vector<Planted::Files> levels) {
-    Planted::Files files;
-    for (auto& one : levels) files.insert(files.end(), one.begin(), one.end());
-    return Planted(files).Machine().CacheShare(3);
+  const auto share = [](const std::vector<Level>& levels) {
+    Files files;
+    for (std::size_t index = 0; index < levels.size(); ++index) {
+      const std::string folder = "/sys/devices/system/cpu/cpu3/cache/index" + std::to_string(index);
+      files[folder + "/type"] = levels[index].type;
+      files[folder + "/size"] = levels[index].size;
+      files[folder + "/shared_cpu_list"] = levels[index].cpus;
+    }
+    return Asked(files, [](const quorwlib::Machine& asked) { return asked.CacheShare(3); });
   };
-  const auto data = level(0, "Data", "48K", "3");
-  const auto code = level(1, "Instruction", "9999999K", "3");
+  const Level data{"Data", "48K", "3"};
+  const Level code{"Instruction", "9999999K", "3"};
+  const Level own{"Unified", "2048K", "3"};
   EXPECT_EQ(share({}), 0U);
   EXPECT_EQ(share({data, code}), 48U << 10U);
-  EXPECT_EQ(share({data, code, level(2, "Unified", "2048K", "3"), level(3, "Unified", "32M", "0-3,8-11")}),
-            4U << 20U);
-  EXPECT_EQ(share({data, code, level(2, "Unified", "2048K", "3"), level(3, "Unified", "24M", "0-31")}),
-            2U << 20U);
-  EXPECT_EQ(share({level(0, "Unified", "8G", "3")}), std::uint64_t{8} << 30U);
+  EXPECT_EQ(share({data, code, own, {"Unified", "32M", "0-3,8-11"}}), 4U << 20U);
+  EXPECT_EQ(share({data, code, own, {"Unified", "24M", "0-31"}}), 2U << 20U);
+  EXPECT_EQ(share({{"Unified", "8G", "3"}}), std::uint64_t{8} << 30U);
 }
 
 TEST(Defaults, AnswerFromTheMachine) {
