@@ -11,6 +11,7 @@
 #include <random>
 
 #include "derive/matrix.h"
+#include "host/derive/cells.h"
 #include "render/number.h"
 #include "render/page.h"
 #include "render/tables.h"
@@ -181,28 +182,13 @@ TEST(Json, HoldsEverythingUnderItsName) {
   EXPECT_EQ(json["weight"], "w\"");
 }
 
-/// Symmetric; a cell knows its place by its cross-product.
-class NumberedSums : public derive::Sums {
- public:
-  explicit NumberedSums(std::size_t columns, bool isListwise = true)
-      : _columns(columns), _isListwise(isListwise) {}
-  std::size_t Rows() const override { return _columns; }
-  std::size_t Cols() const override { return _columns; }
-  bool IsSymmetric() const override { return true; }
-  bool IsListwise() const override { return _isListwise; }
-  derive::Cell At(std::size_t row, std::size_t col) const override {
-    return {.n = 9, .cscp = static_cast<double>(100 * row + col)};
-  }
-
- private:
-  std::size_t _columns;
-  bool _isListwise;
-};
-
 TEST(Sums, EveryPairOnceInWideTriangles) {
   const std::size_t variables = 3000;
   const std::vector<std::string> names(variables, "x");
-  const NumberedSums sums(variables);
+  const auto cell = [](std::size_t row, std::size_t col) {
+    return derive::Cell{.n = 9, .cscp = static_cast<double>(100 * row + col)};
+  };
+  const derive_test::Cells sums(variables, variables, true, cell, true);
   const Table table = render::SumsTables(sums, names, names)[0];
   ASSERT_EQ(table.rows, variables * (variables + 1) / 2);
   for (std::size_t row = 0; row < variables; row += row < 10 ? 1 : 331) {
@@ -213,7 +199,7 @@ TEST(Sums, EveryPairOnceInWideTriangles) {
   }
   // Only pairs over different rows have counts of their own in text.
   for (const bool isListwise : {false, true}) {
-    const NumberedSums two(2, isListwise);
+    const derive_test::Cells two(2, 2, true, cell, isListwise);
     Page page;
     const std::vector<std::string> both = {"a", "b"};
     page.tables = render::SumsTables(two, both, both);
