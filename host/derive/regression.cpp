@@ -74,9 +74,10 @@ class Moments {
   double Smallest(double Cell::*weightSum, const std::vector<std::size_t>& variables) const {
     if (AreListwise()) return _sums.At(0, 0).*weightSum;
     double smallest = std::numeric_limits<double>::infinity();
-    for (const std::size_t row : variables)
+    for (const std::size_t row : variables) {
       for (const std::size_t col : variables)
         if (col <= row) smallest = std::min(smallest, _sums.At(row, col).*weightSum);
+    }
     return smallest;
   }
 
@@ -160,23 +161,20 @@ class Equations {
 
   const RealMatrix& Left() const { return _matrix; }
 
-  RealVector Solve(const RealVector& right) const {
-    RealVector solution = Approximate(right);
+  /// For right sides next to each other.
+  RealMatrix Solve(const RealMatrix& right) const {
+    RealMatrix solution = Approximate(right);
     for (int step = 0; step < kRefinements; ++step) solution += Approximate(right - _matrix * solution);
     return solution;
   }
 
-  /// Diagonal of the inverse. Refined it costs three times the products of the matrix with itself, in long doubles.
+  /// Diagonal of the inverse. Refined it costs three products of the matrix with its inverse, in long doubles.
   RealVector InverseDiagonal(bool isRefined) const {
-    if (!isRefined) {
-      MatrixXd inverse = MatrixXd::Identity(_lower.rows(), _lower.cols());
-      _lower.triangularView<Eigen::Lower>().solveInPlace(inverse);
-      return inverse.colwise().squaredNorm().transpose().cast<Real>();
-    }
-    RealVector diagonal(_matrix.rows());
-    for (Index at = 0; at < diagonal.size(); ++at)
-      diagonal(at) = Solve(RealVector::Unit(diagonal.size(), at))(at);
-    return diagonal;
+    const Index size = _matrix.rows();
+    if (isRefined) return Solve(RealMatrix::Identity(size, size)).diagonal();
+    MatrixXd inverse = MatrixXd::Identity(size, size);
+    _lower.triangularView<Eigen::Lower>().solveInPlace(inverse);
+    return inverse.colwise().squaredNorm().transpose().cast<Real>();
   }
 
   /// √(λmax ÷ λmin)
@@ -188,8 +186,8 @@ class Equations {
   }
 
  private:
-  RealVector Approximate(const RealVector& right) const {
-    VectorXd solution = right.cast<double>();
+  RealMatrix Approximate(const RealMatrix& right) const {
+    MatrixXd solution = right.cast<double>();
     _lower.triangularView<Eigen::Lower>().solveInPlace(solution);
     _lower.transpose().triangularView<Eigen::Upper>().solveInPlace(solution);
     return solution.cast<Real>();
@@ -286,7 +284,7 @@ Regression Regress(const Sums& sums, const std::vector<double>& origin, const Re
   if (model.hasIntercept) {
     const Real estimate = moments.Mean(moments.Response()) - scale * betas.dot(means);
     const Real combined = moments.Smallest(&Cell::regWeightSum, all);
-    const Real variance = factorOfAll / combined + means.dot(equations.Solve(means));
+    const Real variance = factorOfAll / combined + means.dot(RealVector(equations.Solve(means)));
     regression.coefficients.push_back(Term(estimate, error * std::sqrt(variance), regression, model.level));
   }
   regression.coefficients.insert(regression.coefficients.end(), coefficients.begin(), coefficients.end());
