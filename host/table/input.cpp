@@ -19,7 +19,6 @@ namespace {
 
 constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
 constexpr std::size_t kMaxRowBytes = std::size_t{64} << 20;
-constexpr std::size_t kMaxChunkBytes = std::size_t{64} << 20;
 constexpr std::uint32_t kHeadRows = 1000;
 constexpr std::size_t kHeadBytes = std::size_t{64} << 20;
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
@@ -28,6 +27,15 @@ bool IsBlank(std::string_view bytes, char delimiter) {
   return std::all_of(bytes.begin(), bytes.end(), [&](char byte) {
     return byte == '\n' || byte == '\r' || ((byte == ' ' || byte == '\t') && byte != delimiter);
   });
+}
+
+/// How many bytes fill a chunk before its rows do: several times what numbers take, so that only long text does it.
+/// Every thread holds a chunk.
+std::size_t MostBytes(std::size_t rows, std::size_t columns) {
+  constexpr std::size_t kCellBytes = 32;
+  constexpr std::size_t kLeast = std::size_t{4} << 20;
+  constexpr std::size_t kMost = std::size_t{64} << 20;
+  return std::clamp(rows * columns * kCellBytes, kLeast, kMost);
 }
 
 void CheckFormat(const Format& format) {
@@ -284,9 +292,10 @@ bool Input::Reader::FillFromFile(Chunk& chunk, std::uint32_t rows, bool blankIsR
     blank = true;
   };
 
+  const std::size_t mostBytes = MostBytes(rows, _columns.size());
   _wholeBytes = 0;
   _scanner.StartRow();
-  while (chunk.rows < rows && _wholeBytes < kMaxChunkBytes) {
+  while (chunk.rows < rows && _wholeBytes < mostBytes) {
     const char* begin = _scanner.At();
     const char* end = _scanner.NextEnd();
     const std::string_view piece(

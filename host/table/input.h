@@ -46,7 +46,8 @@ class Input {
   /// Puts the next at most `rows` (not 0) rows of one file into `chunk`; false when all files are exhausted.
   ///
   /// Where a chunk ends depends on the rows alone, never on how the bytes arrive: it is full with `rows`
-  /// rows, at the end of a file, or with the row that brings it to 64 MiB.
+  /// rows, at the end of a file, or with the row that brings it to 32 bytes for each of their cells, but not
+  /// below 4 MiB nor above 64.
   ///
   /// Throws InputError for a quote that is never closed, a row over 64 MiB, a file that fails, shrinks or has
   /// another header; all rows before that place have been handed out then, and every later call returns

@@ -123,6 +123,13 @@ TEST(Hostile, RowsWithoutEnd) {
   EXPECT_EQ(ErrorOf(endless), ":3: row is longer than 64 MiB");
   EXPECT_EQ(ErrorOf(megabyte + megabyte + ",b\n1," + megabyte + megabyte + "\n"), "1 rows");
   EXPECT_EQ(ErrorOf("a,b\n1," + std::string(2 << 20, '\0') + "\n"), "1 rows");
+  std::string novels = "a,b\n";
+  for (int row = 0; row < 9; ++row) novels += "1," + megabyte + '\n';
+  const TempFile file(novels);
+  Input input({file.Path()});
+  std::string rows;
+  for (table::Chunk chunk; input.Next(chunk, 100);) rows += fmt::format("{} ", chunk.rows);
+  EXPECT_EQ(rows, "4 4 1 ");
 }
 
 TEST(Hostile, RowsOfAMillionQuotes) {
