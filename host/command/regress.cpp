@@ -68,14 +68,12 @@ void AddRegressOptions(CLI::App& app, RegressOptions& options) {
       ->option_text("NAME")
       ->required()
       ->group(group);
-  app.add_option("-x,--predictors", options.common.columns,
-                 "The columns that explain it, separated by commas:\n"
-                 "names, ranges a:b in file order, or positions from 1,\n"
-                 "such as 3:7. Default: every numeric column but the\n"
-                 "response and the weights")
-      ->option_text("LIST")
-      ->join(',')
-      ->group(group);
+  AddList(app, "-x,--predictors", options.common.columns,
+          "The columns that explain it, separated by commas:\n"
+          "names, ranges a:b in file order, or positions from 1,\n"
+          "such as 3:7. Default: every numeric column but the\n"
+          "response and the weights")
+      .group(group);
   app.add_flag_callback(
          "--no-intercept", [&options] { options.model.hasIntercept = false; },
          "An equation through the origin; R squared and\ntolerances are about zero then")
