@@ -116,16 +116,23 @@ void Session::ChooseAllNumeric(std::optional<std::size_t> response) {
   const std::vector<table::Column>& columns = _input->Columns();
   std::vector<std::string> skipped;
   std::vector<std::string> reasons;
+  std::vector<std::string> unnamed;
   for (std::size_t col = 0; col < columns.size(); ++col) {
     if (col == _chosen.weight || col == _chosen.regWeight || col == _chosen.group || col == response)
       continue;
-    if (columns[col].kind == table::Kind::kNumeric) {
+    if (!columns[col].isNamed) {
+      unnamed.push_back(fmt::format("{}", col + 1));
+    } else if (columns[col].kind == table::Kind::kNumeric) {
       _chosen.variables.push_back(col);
     } else {
       skipped.push_back(text::Escaped(columns[col].name));
       reasons.push_back(fmt::format("{} ({} in line {})", skipped.back(),
                                     text::Quoted(columns[col].firstText), columns[col].firstTextLine));
     }
+  }
+  if (!unnamed.empty()) {
+    _messages.Note(fmt::format("without a name, left out: column{} {}", unnamed.size() == 1 ? "" : "s",
+                               text::ListOf(unnamed)));
   }
   if (!skipped.empty()) {
     _messages.Note(fmt::format("not numeric, left out: {}",

@@ -16,6 +16,8 @@ enum class Kind { kNumeric, kText };
 /// What the head of the input (its first 1,000 rows, or those of its first 64 MiB) tells about a column.
 struct Column {
   std::string name;
+  /// False where the header says nothing, as above the row names of a saved data frame; `name` stands in then.
+  bool isNamed = true;
   /// Numeric when every present value of the head has the form of a number, also when there is none.
   Kind kind = Kind::kNumeric;
   /// The present values of the head in file order (numeric columns).

@@ -49,6 +49,8 @@ char DetectDelimiter(std::string_view row, const std::string& candidates) {
   return 0;
 }
 
+std::string StandInName(std::size_t number) { return fmt::format("V{}", number); }
+
 std::vector<std::string> ReadHeader(const Chunk& header, const std::string& file, char delimiter) {
   const std::string_view row = OnlyRow(header);
   const Place place{.file = file, .line = header.firstLine};
@@ -69,9 +71,8 @@ std::vector<std::string> ReadHeader(const Chunk& header, const std::string& file
   std::unordered_map<std::string, std::size_t> positions;
   RowSplitter splitter(delimiter);
   for (const std::string_view cell : splitter.Split(row)) {
-    const std::string name(Trim(cell));
-    names.push_back(name);
-    if (name.empty()) throw InputError(fmt::format("column {} has no name", names.size()), place);
+    names.emplace_back(Trim(cell));
+    const std::string name = names.back().empty() ? StandInName(names.size()) : names.back();
     const auto [earlier, isNew] = positions.emplace(name, names.size());
     if (!isNew) {
       throw InputError(fmt::format("columns {} and {} have the same name", earlier->second, names.size()),

@@ -175,13 +175,16 @@ void Input::Reader::ReadLayout() {
 
   if (_format.header) {
     _header = ReadHeader(row, _files[0].name, _format.delimiter);
-    for (const std::string& name : _header) _columns.push_back({.name = name});
+    for (const std::string& name : _header) {
+      const bool isNamed = !name.empty();
+      _columns.push_back({.name = isNamed ? name : StandInName(_columns.size() + 1), .isNamed = isNamed});
+    }
   } else {
     const char* end = row.bytes.data() + row.bytes.size();
     const char* at = row.bytes.data() - 1;
     do {
       at = ReadRawCell(at + 1, end, _format.delimiter).stop;
-      _columns.push_back({.name = fmt::format("V{}", _columns.size() + 1)});
+      _columns.push_back({.name = StandInName(_columns.size() + 1)});
     } while (!AtRowEnd(at));
   }
 }

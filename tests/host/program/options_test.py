@@ -15,6 +15,8 @@ class Options(running.ProgramTest):
         "a list of nothing": (PLAIN, "cov -c ,", None, 'error: list of columns with an empty item: ","'),
         "all numeric ones but the weights": (
             PLAIN, "cov -f csv -w w", "variable,x,y\nx,1.2,1.6\ny,1.6,4\n", 'not numeric, left out: t ("a" in line 2)\n3 rows read, all used'),
+        "saved row names": ('"",x,y\n1,1,2\n2,2,1\n3,4,6\n', "cov -f csv", "variable,x,y\nx,2.3333333333333335,3.5\ny,3.5,7\n",
+                            "without a name, left out: column 1\n3 rows read, all used"),
         "weights that cancel out": ("x,w,r\n1,2,0.5\n3,0.5,2\n5,,1\n7,1,0\n", "sums -f csv -c x -w w -r r",
                                     "row,column,n,weight_sum,reg_weight_sum,mean_row,mean_column,css_row,css_column,cscp\n"
                                     "x,x,2,2.5,2,2,2,2,2,2\n", "4 rows read, 2 used, 2 left out: 1 with a missing weight; "

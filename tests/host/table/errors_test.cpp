@@ -29,7 +29,7 @@ TEST(Errors, NameTheirPlace) {
       {"\n \r\n", ": is empty"},
       {"\xef\xbb\xbf", ": is empty"},
       {"a,b", "0 rows"},
-      {"\n\na,,c\n1,2,3\n", ":3: column 2 has no name"},
+      {"\n\nV2,,c\n1,2,3\n", ":3: columns 1 and 2 have the same name: \"V2\""},
       {"a,b, a \n", ":1: columns 1 and 3 have the same name: \"a\""},
       {"a,\"b\"c\n", ":1: text after the closing quote: \"\"b\"c\""},
       {"a,b\r1,2\r", ":1: carriage return in the header: lines must end in a newline: \"a,b\\r1,2\""},
