@@ -11,6 +11,21 @@
 #include "quorwlib/quorwlib.h"
 
 namespace pass {
+namespace {
+
+bool IsLimited(decltype(RLIMIT_AS) resource, rlimit& limit) {
+  return getrlimit(resource, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+
+/// What a thread takes of a limited address space besides the memory that it uses: a stack, and the arena that the
+/// allocator reserves for it.
+std::uint64_t ReservedEach() {
+  constexpr std::uint64_t kUsual = std::uint64_t{8 + 64} << 20;
+  rlimit limit{};
+  return IsLimited(RLIMIT_AS, limit) ? kUsual : 0;
+}
+
+}  // namespace
 
 std::uint64_t TextBytes(std::uint64_t columns, std::uint64_t rows) {
   constexpr std::uint64_t kCellBytes = 10;  // a number and its delimiter: a guess
@@ -23,12 +38,13 @@ unsigned int Workers(const Options& options, const Memory& memory) {
       options.threads > 0 ? options.threads : static_cast<unsigned int>(std::max(getthreads_(), 1));
   const std::uint64_t limit = options.memoryLimit > 0 ? options.memoryLimit : UsableMemory() / 2;
   const std::uint64_t left = limit - std::min(limit, memory.shared);
-  const std::uint64_t fitting = std::max<std::uint64_t>(left / std::max<std::uint64_t>(memory.each, 1), 1);
+  const std::uint64_t each = std::max<std::uint64_t>(memory.each + ReservedEach(), 1);
+  const std::uint64_t fitting = std::max<std::uint64_t>(left / each, 1);
   if (fitting >= wanted) return wanted;
   if (options.notice) {
     constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
     options.notice(fmt::format("{} of {} threads, as each takes about {} MiB and {} MiB are the limit",
-                               fitting, wanted, memory.each / kMebibyte, limit / kMebibyte));
+                               fitting, wanted, each / kMebibyte, limit / kMebibyte));
   }
   return static_cast<unsigned int>(fitting);
 }
@@ -48,8 +64,7 @@ std::uint64_t UsableMemory() {
   }
   for (const auto resource : {RLIMIT_AS, RLIMIT_DATA}) {
     rlimit limit{};
-    if (getrlimit(resource, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY)
-      usable = std::min<std::uint64_t>(usable, limit.rlim_cur);
+    if (IsLimited(resource, limit)) usable = std::min<std::uint64_t>(usable, limit.rlim_cur);
   }
   return usable;
 }

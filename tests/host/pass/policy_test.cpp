@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cmath>
 #include <limits>
@@ -135,6 +136,13 @@ TEST(Workers, AreFewerWhenMemoryIsShort) {
   EXPECT_THAT(said, testing::HasSubstr("4 of 16 threads"));
   EXPECT_EQ(pass::Workers(options, {std::uint64_t{1} << 50, std::uint64_t{1} << 50}), 1U);
   EXPECT_GT(pass::UsableMemory(), kMebibyte);
+  // A thread takes more of an address space, where that has an end, than of the memory.
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &before), 0);
+  const rlimit wide{rlim_t{1} << 46, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &wide), 0);
+  EXPECT_LT(pass::Workers(options, {kMebibyte, 0}), 16U);
+  setrlimit(RLIMIT_AS, &before);
 }
 
 }  // namespace
