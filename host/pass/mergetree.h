@@ -50,8 +50,6 @@ class MergeTree {
   /// no merge may be under way. Leaves the tree empty.
   std::unique_ptr<Partial> TakeBefore(std::uint64_t end);
 
-  std::size_t Waiting() const { return _waiting.size(); }
-
  private:
   /// By level and index.
   std::map<std::pair<unsigned int, std::uint64_t>, std::unique_ptr<Partial>> _waiting;

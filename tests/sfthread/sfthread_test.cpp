@@ -89,28 +89,36 @@ TEST(Pool, RunsEveryTaskOnceAndDeletesIt) {
   }
 }
 
+void YieldOften() {
+  for (int turn = 0; turn < 1000; ++turn) std::this_thread::yield();
+}
+
 TEST(Pool, DeletesWhatHasNotBegun) {
   for (const int threads : {-1, 0, 1}) {
     Pool pool(threads);
-    pool.Invoke([] { ADD_FAILURE() << "no thread was started"; });
-    pool.Invoke([] { ADD_FAILURE() << "no thread was started"; });
+    for (int task = 0; task < 2; ++task) pool.Invoke([] { ADD_FAILURE() << "no thread was started"; });
     if (threads < 1) pool.Start();
+    YieldOften();
     pool.Destroy();
     EXPECT_EQ(pool.deleted, 2);
   }
-  // The destructor waits for the one that runs.
+  // The destructor waits for the one that runs, not for those behind it.
   Pool pool(1);
-  std::atomic<bool> running = false;
-  bool ended = false;
+  std::atomic<int> begun = 0;
+  int ended = 0;
   pool.Start();
-  pool.Invoke([&] {
-    running = true;
-    for (int turn = 0; turn < 1000; ++turn) std::this_thread::yield();
-    ended = true;
-  });
-  while (!running) std::this_thread::yield();
+  for (int task = 0; task < 200; ++task) {
+    pool.Invoke([&] {
+      ++begun;
+      YieldOften();
+      ++ended;
+    });
+  }
+  while (begun == 0) std::this_thread::yield();
   pool.Destroy();
-  EXPECT_TRUE(ended);
+  EXPECT_EQ(ended, begun);
+  EXPECT_LT(ended, 200);
+  EXPECT_EQ(pool.deleted, 200);
 }
 
 TEST(Counter, ThrowsTheFirstFailureWhenAllHaveEnded) {
@@ -137,33 +145,33 @@ TEST(Counter, ThrowsTheFirstFailureWhenAllHaveEnded) {
   }
 }
 
+/// Has a task of a pool fail that this thread makes now.
+void FailInPool(const char* text) {
+  std::atomic<int> deleted = 0;
+  sfThreadPool pool(1, 0);
+  pool.init();
+  pool.startAll();
+  auto* task = new Task(deleted, [=] { throw std::runtime_error(text); });
+  pool.invoke(task, task, ThreadScope::kPool);
+  while (deleted == 0) std::this_thread::yield();
+}
+
 TEST(Counter, HearsOfThePoolsThatItsThreadMadeMeanwhile) {
-  Pool outer(1, 1);
-  auto brief = std::make_unique<Pool>(1, 1);
-  Pool inner(1, 1);
-  // Not in the order of their construction: the younger ones must not be lost.
-  brief.reset();
-  Pool last(1, 1);
-  for (Pool* pool : {&last, &outer, &inner}) {
-    pool->Start();
-    pool->Invoke([] { throw std::runtime_error("here"); });
-    EXPECT_EQ(pool->Wait(), "here");
+  sfCompleteTask outer(1);
+  auto brief = std::make_unique<sfCompleteTask>(1);
+  {
+    sfCompleteTask inner(1);
+    brief.reset();  // not in the order of their construction: the younger one must not be lost
+    FailInPool("inner");
+    EXPECT_THROW(inner.waitAll(), std::runtime_error);
   }
+  FailInPool("outer");
+  EXPECT_THROW(outer.waitAll(), std::runtime_error);
 }
 
 TEST(Counter, WithoutOneAFailureEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(
-      {
-        std::atomic<int> deleted = 0;
-        sfThreadPool pool(1, 0);
-        pool.init();
-        pool.startAll();
-        auto* task = new Task(deleted, [] { throw std::runtime_error("nobody listens"); });
-        pool.invoke(task, task, ThreadScope::kPool);
-        while (deleted == 0) std::this_thread::yield();
-      },
-      "nobody listens");
+  EXPECT_DEATH(FailInPool("nobody listens"), "nobody listens");
 }
 
 }  // namespace
