@@ -19,6 +19,8 @@ namespace {
 
 constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
 constexpr std::size_t kMaxRowBytes = std::size_t{64} << 20;
+// Each takes some hundred bytes, so that a first row of nothing but delimiters would take all memory.
+constexpr std::ptrdiff_t kMostColumns = 1'000'000;
 constexpr std::uint32_t kHeadRows = 1000;
 constexpr std::size_t kHeadBytes = std::size_t{64} << 20;
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
@@ -172,6 +174,10 @@ void Input::Reader::ReadLayout() {
   }
   _scanner = RowScanner(std::string(1, _format.delimiter));
   readFirstRow();
+  if (std::count(row.bytes.begin(), row.bytes.end(), _format.delimiter) >= kMostColumns) {
+    throw InputError(fmt::format("more than {} columns", kMostColumns),
+                     {.file = _files[0].name, .line = row.firstLine});
+  }
 
   if (_format.header) {
     _header = ReadHeader(row, _files[0].name, _format.delimiter);

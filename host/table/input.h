@@ -26,7 +26,8 @@ class Input {
   /// `stopped`, if given, is asked while waiting for bytes: once it says true, the input ends with the last
   /// whole row. `names`, if given, are what messages call the files instead of their paths.
   ///
-  /// Throws InputError for what cannot be read, is empty, or has a header with a repeated name. Bad
+  /// Throws InputError for what cannot be read, is empty, has more than 1,000,000 columns, or a header
+  /// with a repeated name. Bad
   /// rows behind the header are left to Next and RowParser, so that the first one in file order is reported.
   explicit Input(std::vector<std::string> paths, Format format = {}, std::function<bool()> stopped = {},
                  std::vector<std::string> names = {});

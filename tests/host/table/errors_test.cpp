@@ -123,6 +123,7 @@ TEST(Hostile, RowsWithoutEnd) {
   EXPECT_EQ(ErrorOf(endless), ":3: row is longer than 64 MiB");
   EXPECT_EQ(ErrorOf(megabyte + megabyte + ",b\n1," + megabyte + megabyte + "\n"), "1 rows");
   EXPECT_EQ(ErrorOf("a,b\n1," + std::string(2 << 20, '\0') + "\n"), "1 rows");
+  EXPECT_EQ(ErrorOf("\n" + std::string(1'000'000, ',') + "\n"), ":2: more than 1000000 columns");
   std::string novels = "a,b\n";
   for (int row = 0; row < 9; ++row) novels += "1," + megabyte + '\n';
   const TempFile file(novels);
