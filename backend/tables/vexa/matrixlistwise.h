@@ -41,7 +41,8 @@ class VEXA_EXPORT MatrixListwise {
     /// are left multiplied by the regression weights. O(rows × columns²).
     void Init(DataBatch& batch);
     /// Merges a result over other rows. A result whose case weights sum to exactly 0 is passed over, rows
-    /// included. O(columns²), one allocation of `columns` doubles, before which nothing changes.
+    /// included. O(columns²), one allocation of three doubles per column (none for a single one), before which
+    /// nothing changes.
     void Update(const Data& d);
     /// Makes this state a deep copy of another.
     void Init(const Data& d);

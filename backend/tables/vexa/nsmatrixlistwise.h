@@ -49,8 +49,8 @@ class VEXA_EXPORT NSMatrixListwise : public MatrixBase {
     /// batch. O(rows × left columns × right columns).
     void Init(DataBatch& data);
     /// Merges a result over other rows and the same runs. A result whose case weights sum to exactly 0 is
-    /// passed over, rows and extremes included. O(left columns × right columns), one allocation of a double
-    /// per column, before which nothing changes.
+    /// passed over, rows and extremes included. O(left columns × right columns), one allocation of three
+    /// doubles per column, before which nothing changes.
     void Update(const Data& d);
     /// Makes this state a deep copy of another, its runs included.
     void Init(const Data& d);

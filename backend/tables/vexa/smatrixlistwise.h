@@ -46,8 +46,8 @@ class VEXA_EXPORT SMatrixListwise : public MatrixBase {
     /// takes all columns of the batch and requires a start of 0. O(rows × columns²).
     void Init(DataBatch& batch);
     /// Merges a result over other rows and the same run. A result whose case weights sum to exactly 0 is
-    /// passed over, rows and extremes included. O(columns²), one allocation of `columns` doubles, before
-    /// which nothing changes.
+    /// passed over, rows and extremes included. O(columns²), one allocation of three doubles per column,
+    /// before which nothing changes.
     void Update(const Data& d);
     /// Makes this state a deep copy of another, its run included.
     void Init(const Data& d);
