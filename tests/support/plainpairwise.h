@@ -33,19 +33,16 @@ struct Record {
     const Record b = other;
     if (b.rows == 0) return;
     const double total = a.regWeightSum + b.regWeightSum;
-    double fromA[2];
+    double fromA[2] = {};
     double fromB[2];
     for (int k = 0; k < 2; ++k) {
-      fromA[k] = 0.0;
       if (total != 0.0) fromA[k] = (b.mean[k] - a.mean[k]) * b.regWeightSum / total;
       mean[k] = a.mean[k] + fromA[k];
       fromB[k] = b.mean[k] - mean[k];
     }
     const auto pool = [&](double sumA, double sumB, int i, int j) {
-      double sum = a.regWeightSum * fromA[i] * fromA[j];
-      sum += sumB;
-      sum += b.regWeightSum * fromB[i] * fromB[j];
-      return sum + sumA;
+      const double sum = a.regWeightSum * fromA[i] * fromA[j] + sumB;
+      return (sum + b.regWeightSum * fromB[i] * fromB[j]) + sumA;
     };
     for (int k = 0; k < 2; ++k) css[k] = pool(a.css[k], b.css[k], k, k);
     cscp = pool(a.cscp, b.cscp, 0, 1);
@@ -53,7 +50,7 @@ struct Record {
     if (!(a.max > b.max)) max = b.max;
     rows = a.rows + b.rows;
     weightSum = a.weightSum + b.weightSum;
-    regWeightSum = a.regWeightSum + b.regWeightSum;
+    regWeightSum = total;
   }
 };
 

@@ -9,26 +9,17 @@
 
 namespace {
 
-TEST(Batch, KeepsWhatTheHostVariablesHeldAtEachRow) {
-  double weight = 1.5;
-  double regWeight = 0.25;
-  unsigned int group = 5;
-  vexa::DataBatch batch(2, 3, &weight, &regWeight, &group);
-  const double rows[][2] = {{1, 2}, {3, 4}, {5, 6}};
-  batch.AddRow(rows[0]);
-  weight = 2.5, regWeight = 0.5, group = 2;
-  batch.AddRow(rows[1]);
-  group = 9;
-  batch.AddRow(rows[2]);
-  EXPECT_TRUE(SameBits(Contents(batch), {1, 3, 5, 2, 4, 6, 1.5, 2.5, 2.5, 0.25, 0.5, 0.5}));
-  EXPECT_EQ(batch.Groups()[1], 2U);
-  EXPECT_EQ(batch.MaxGroupSeen(), 9U);
-  EXPECT_EQ(batch.Column(1), batch.Column(0) + 3);
-  batch.Clear();
-  EXPECT_EQ(batch.NRows() + batch.MaxGroupSeen(), 0U);
-}
-
-TEST(Batch, RowSizeCountsWhatIsThereWithoutWrapping) {
+TEST(Batch, KnowsTheLargestGroupUntilItIsCleared) {
+  Rows rows;
+  rows.columns = {{1, 3, 5}, {2, 4, 6}};
+  rows.groups = {5, 2, 9};
+  rows.count = 3;
+  FilledBatch batch(rows);
+  EXPECT_EQ(batch->Groups()[1], 2U);
+  EXPECT_EQ(batch->MaxGroupSeen(), 9U);
+  EXPECT_EQ(batch->Column(1), batch->Column(0) + 3);
+  batch->Clear();
+  EXPECT_EQ(batch->NRows() + batch->MaxGroupSeen(), 0U);
   for (const auto size : {vexa::DataBatch::RowSize, vexa::DataBatchByGroup::RowSize}) {
     EXPECT_EQ(size(3, true, true, true), 44U);
     EXPECT_EQ(size(3, true, false, true), 36U);
