@@ -101,7 +101,7 @@ TEST(Limits, AreToldInWords) {
       {{kPerGroup, 2, 0, std::uint64_t{1} << 40}, "too many"},
   };
   for (const auto& [shape, expected] : cases) {
-    const std::string message = table_test::MessageOf([&] { pass::CheckLimits(shape); });
+    const std::string message = table_test::MessageOf([&shape = shape] { pass::CheckLimits(shape); });
     EXPECT_EQ(message.empty(), expected.empty()) << message;
     EXPECT_THAT(message, testing::HasSubstr(expected));
   }
