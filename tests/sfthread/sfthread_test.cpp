@@ -165,6 +165,8 @@ TEST(Counter, HearsOfThePoolsThatItsThreadMadeMeanwhile) {
     FailInPool("inner");
     EXPECT_THROW(inner.waitAll(), std::runtime_error);
   }
+  outer.failOperation(std::make_exception_ptr(0));
+  outer.set(1);  // forgets that
   FailInPool("outer");
   EXPECT_THROW(outer.waitAll(), std::runtime_error);
 }
