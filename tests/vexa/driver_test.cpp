@@ -111,10 +111,13 @@ class Probe : public vexa::ProblemBase {
     bool _merged = false;
   };
 
-  /// Claims that nobody else is inside.
+  /// Claims that nobody else is inside, and lets the others try.
   class Alone {
    public:
-    explicit Alone(int& inside) : _inside(inside) { EXPECT_EQ(_inside++, 0); }
+    explicit Alone(int& inside) : _inside(inside) {
+      EXPECT_EQ(_inside++, 0);
+      std::this_thread::yield();
+    }
     ~Alone() { --_inside; }
     Alone(const Alone&) = delete;
     Alone& operator=(const Alone&) = delete;
