@@ -245,18 +245,6 @@ TEST(Rows, EveryByteInANumber) {
   }
 }
 
-TEST(Rows, BlocksEndAnywhere) {
-  // The awkward rows come to lie across the end of the first block, at every offset.
-  const std::string awkward = "1,\"a\"\"b\"\r\n\n \n\"2\",\"x\ny\"\r\n3,a\"b\n4,\"\"\"\"\n+5 ,\"\"\n";
-  const std::size_t before = std::string("a,b\n7,\n").size();
-  const Choice choice{.numeric = {0}, .text = 1, .chunkRows = 5};
-  for (std::size_t shift = 0; shift < awkward.size() && !testing::Test::HasFailure(); ++shift) {
-    std::string body = "7," + std::string((1 << 20) - shift - before, 'x') + '\n';
-    for (int copy = 0; copy < 3; ++copy) body += awkward;
-    CheckText(body, {"a", "b"}, ',', choice, 0);
-  }
-}
-
 TEST(Rows, ChunksDoNotDependOnPieces) {
   std::string text = "a,b\n";
   for (int row = 0; row < 1500; ++row) text += row % 7 == 0 ? "\n1,\"x\n\"\n" : "2,y\r\n";
