@@ -47,9 +47,10 @@ struct Options {
   std::function<void(const Progress&)> progress = {};
   /// Told, on the caller's thread, what a curious user may want to know: one sentence without a full stop.
   std::function<void(std::string_view)> notice = {};
-  /// Rows of a chunk; 0: ChunkRows. Another number changes the last bits of a result: for tests, which want
-  /// many chunks out of few rows.
+  /// Rows of a chunk and of a batch; 0: ChunkRows and BatchRows. Other numbers change the last bits of a result: for
+  /// tests, which want many chunks and batches out of few rows.
   unsigned int chunkRows = 0;
+  unsigned int batchRows = 0;
 };
 
 }  // namespace pass

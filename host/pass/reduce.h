@@ -93,7 +93,7 @@ template <>
 struct BatchUse<vexa::DataBatch> {
   static constexpr bool kSorts = false;
   static std::unique_ptr<vexa::DataBatch> Make(const Setup& setup, const Cases& cases) {
-    return std::make_unique<vexa::DataBatch>(setup.variables, setup.chunkRows, cases.Weight(),
+    return std::make_unique<vexa::DataBatch>(setup.variables, setup.batchRows, cases.Weight(),
                                              cases.RegWeight(), cases.Group());
   }
   static void Add(vexa::DataBatch& batch, const double* values) { batch.AddRow(values); }
@@ -104,7 +104,7 @@ template <>
 struct BatchUse<vexa::DataBatchByGroup> {
   static constexpr bool kSorts = true;
   static std::unique_ptr<vexa::DataBatchByGroup> Make(const Setup& setup, const Cases& cases) {
-    return std::make_unique<vexa::DataBatchByGroup>(setup.variables, setup.chunkRows, cases.Weight(),
+    return std::make_unique<vexa::DataBatchByGroup>(setup.variables, setup.batchRows, cases.Weight(),
                                                     cases.RegWeight(), cases.Group(), setup.groups);
   }
   static void Add(vexa::DataBatchByGroup& batch, const double* values) {
@@ -137,11 +137,18 @@ class SumsReducer : public ChunkReducer {
 
   std::unique_ptr<Partial> Reduce(const table::Chunk& chunk) override {
     if (_batch == nullptr) _batch = BatchUse<Batch>::Make(_setup, _cases);
-    _batch->Clear();
-    _cases.ForEach(chunk, [&](const double* values) { BatchUse<Batch>::Add(*_batch, values); });
-    BatchUse<Batch>::Complete(*_batch);
     std::unique_ptr<Accumulator> sums = _fresh();
-    *sums += *_batch;
+    const auto takeBatch = [&] {
+      BatchUse<Batch>::Complete(*_batch);
+      *sums += *_batch;
+      _batch->Clear();
+    };
+    _batch->Clear();
+    _cases.ForEach(chunk, [&](const double* values) {
+      if (_batch->NRows() == _batch->MaxRows()) takeBatch();
+      BatchUse<Batch>::Add(*_batch, values);
+    });
+    takeBatch();
     return std::make_unique<PartialSums<Accumulator>>(std::move(sums), _cases.TakeCounts());
   }
 

@@ -32,7 +32,7 @@ Memory MemoryOf(const Setup& setup, bool sortsByGroup) {
   const std::uint64_t rowBytes =
       vexa::DataBatch::RowSize(setup.variables, setup.columns.weight.has_value(),
                                setup.columns.regWeight.has_value(), setup.groups > 0);
-  const std::uint64_t batch = setup.chunkRows * rowBytes * (sortsByGroup ? 2 : 1);
+  const std::uint64_t batch = setup.batchRows * rowBytes * (sortsByGroup ? 2 : 1);
   const std::uint64_t text = TextBytes(setup.input.Columns().size(), setup.chunkRows);
   const std::uint64_t state = StateBytes(setup.shape);
   const std::uint64_t chunks = setup.input.TotalBytes() > 0 ? setup.input.TotalBytes() / text + 1 : 1'024;
@@ -55,6 +55,7 @@ Setup::Setup(const table::Input& theInput, const Columns& theColumns, const Opti
   chunkRows = options.chunkRows > 0
                   ? options.chunkRows
                   : ChunkRows(std::max(input.Columns().size(), columns.variables.size()), groups);
+  batchRows = std::min(chunkRows, options.batchRows > 0 ? options.batchRows : BatchRows(variables, groups));
   workers = Workers(options, MemoryOf(*this, sortsByGroup));
 }
 

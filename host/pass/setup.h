@@ -33,6 +33,7 @@ struct Setup {
   unsigned int groups;
   std::vector<double> origin;
   unsigned int chunkRows;
+  unsigned int batchRows;
   unsigned int workers;
 };
 

@@ -21,6 +21,9 @@ constexpr std::uint64_t kPairBytes = 64;
 constexpr std::uint64_t kOwnPairBytes = 88;
 constexpr std::uint64_t kVariableBytes = 80;
 
+// So many on average, or the sums of the groups cost more than the rows.
+constexpr std::uint64_t kRowsPerGroup = 32;
+
 std::uint64_t Triangle(std::uint64_t columns) { return columns * (columns + 1) / 2; }
 
 /// Cells of the matrix proper.
@@ -117,12 +120,16 @@ unsigned int ChunkRows(std::uint64_t columns, std::uint64_t groups) {
   constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 26;
   constexpr std::uint64_t kFewestRows = 1'024;
   constexpr std::uint64_t kMostRows = 8'192;
-  constexpr std::uint64_t kRowsPerGroup = 32;
   const std::uint64_t rowBytes = std::max<std::uint64_t>(columns, 1) * sizeof(double);
   std::uint64_t rows = std::clamp(kUsualBytes / rowBytes, kFewestRows, kMostRows);
   rows = std::max(std::min(rows, kMostBytes / rowBytes), kRowsPerGroup * groups);
-  // Twice that, as a batch is meant for half of a cache.
   return vexa::RecommendedRows(2 * rows * rowBytes, rowBytes);
+}
+
+unsigned int BatchRows(std::uint64_t variables, std::uint64_t groups) {
+  constexpr std::uint64_t kUsualRows = 256;
+  const std::uint64_t rowBytes = std::max<std::uint64_t>(variables, 1) * sizeof(double);
+  return vexa::RecommendedRows(2 * std::max(kUsualRows, kRowsPerGroup * groups) * rowBytes, rowBytes);
 }
 
 }  // namespace pass

@@ -35,10 +35,14 @@ std::uint64_t MostRows(Kind kind);
 /// The accumulator's size in bytes, about.
 std::uint64_t StateBytes(const Shape& shape);
 
-/// The rows of one chunk, which is one batch, for so many variables and groups (0: none): from these two alone,
-/// as the last bits of every result depend on it. Enough of them that clearing and merging an accumulator does
-/// not dominate: at least about 1,000, unless these take more than 64 MiB, and 32 per group.
+/// The rows of one chunk, for so many columns and groups (0: none): from these two alone, as the last bits of every
+/// result depend on it. Enough of them that clearing and merging an accumulator does not dominate: at least about
+/// 1,000, unless these take more than 64 MiB, and 32 per group.
 unsigned int ChunkRows(std::uint64_t columns, std::uint64_t groups);
+
+/// The rows of a chunk that are reduced at a time, likewise: few, as a sum of n terms loses up to log10(n) of its
+/// digits, and enough for the merge of each batch to stay cheap.
+unsigned int BatchRows(std::uint64_t variables, std::uint64_t groups);
 
 }  // namespace pass
 

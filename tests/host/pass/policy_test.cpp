@@ -79,6 +79,7 @@ TEST(ChunkRows, FollowTheShapeAlone) {
         EXPECT_GE(rows + 16, wanted) << columns << " columns";
       }
       EXPECT_LT(rows * columns, std::uint64_t{1} << 32);
+      EXPECT_EQ(pass::BatchRows(columns, groups) % 16, 8U);
     }
   }
 }

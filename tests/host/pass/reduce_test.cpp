@@ -28,6 +28,7 @@ using vexa::DiscIndividualMatrix;
 using vexa::MatrixListwise;
 
 constexpr unsigned int kChunkRows = 7;
+constexpr unsigned int kBatchRows = 3;
 constexpr unsigned int kThreads[] = {1, 2, 3, 7, 16};
 
 /// Keeps what its batches hold, one after the other.
@@ -54,6 +55,7 @@ pass::Options WithThreads(unsigned int threads) {
   pass::Options options;
   options.threads = threads;
   options.chunkRows = kChunkRows;
+  options.batchRows = kBatchRows;
   return options;
 }
 
@@ -73,8 +75,8 @@ struct Policy {
     return complete || !listwise ? "used" : "missing value";
   }
 
-  /// What the batches of chunks [first, end) make of an accumulator, without any machinery: chunk by chunk, the left
-  /// half a power of two.
+  /// What the batches of chunks [first, end) make of an accumulator, without any machinery: batch after batch in a
+  /// chunk, and of the chunks the left half a power of two.
   template <class Accumulator>
   std::unique_ptr<Accumulator> Reduce(const Sheet& sheet, const std::vector<double>& origin,
                                       const Maker<Accumulator>& fresh, std::size_t first,
@@ -86,9 +88,18 @@ struct Policy {
       *sums += *Reduce(sheet, origin, fresh, middle, end);
       return sums;
     }
-    Rows kept{.columns = std::vector<std::vector<double>>(sheet.variables),
-              .hasWeights = weights,
-              .hasRegWeights = weights};
+    const Rows none{.columns = std::vector<std::vector<double>>(sheet.variables),
+                    .hasWeights = weights,
+                    .hasRegWeights = weights};
+    Rows kept = none;
+    const auto takeBatch = [&] {
+      if constexpr (std::is_same_v<Accumulator, DiscIndividualMatrix>) {
+        *sums += *FilledGroupedBatch(kept, 3);
+      } else {
+        *sums += *FilledBatch(kept);
+      }
+      kept = none;
+    };
     for (std::size_t at = first * kChunkRows; at < std::min(end * kChunkRows, sheet.rows.size()); ++at) {
       const pass_test::Row& row = sheet.rows[at];
       if (Verdict(row) != "used") continue;
@@ -99,13 +110,9 @@ struct Policy {
       kept.weights.push_back(row.weight);
       kept.regWeights.push_back(row.regWeight);
       if (groups) kept.groups.push_back(static_cast<unsigned int>(row.group));
-      ++kept.count;
+      if (++kept.count == kBatchRows) takeBatch();
     }
-    if constexpr (std::is_same_v<Accumulator, DiscIndividualMatrix>) {
-      *sums += *FilledGroupedBatch(kept, 3);
-    } else {
-      *sums += *FilledBatch(kept);
-    }
+    takeBatch();
     return sums;
   }
 };
