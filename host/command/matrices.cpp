@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstddef>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <utility>
@@ -14,6 +15,8 @@
 #include "derive/listwise.h"
 #include "derive/matrix.h"
 #include "derive/pairwise.h"
+#include "derive/similarity.h"
+#include "render/plot/heatmap.h"
 #include "render/tables.h"
 #include "vexa/matrixlistwise.h"
 #include "vexa/matrixpairwise.h"
@@ -30,6 +33,7 @@ struct Statistic {
   const char* examples;
   const char* plural;
   const char* undefined;
+  const char* picture;  ///< what its cells show
   bool isBounded;
   derive::Matrix (*derive)(const derive::Sums&);
   derive::Matrix (*test)(const derive::Sums&);  ///< p values; null if it has none
@@ -44,6 +48,9 @@ constexpr Statistic kStatistics[] = {
                  "  vexa-stats cov -f csv -o cov.csv data.csv\n",
      .plural = "Covariances",
      .undefined = "NA: undefined, as its cases weigh 1 or less, or a sum is beyond the range of a double.",
+     .picture =
+         "A colour shows a covariance as a share of what it could be at most, the product of both standard "
+         "deviations: their correlation, from −1, red, to 1, blue.",
      .isBounded = false,
      .derive = derive::Covariances,
      .test = nullptr},
@@ -56,6 +63,7 @@ constexpr Statistic kStatistics[] = {
      .plural = "Correlations",
      .undefined =
          "NA: undefined, as a variable does not vary in its rows, or a sum is beyond the range of a double.",
+     .picture = "A colour shows a correlation, from −1, red, to 1, blue.",
      .isBounded = true,
      .derive = derive::Correlations,
      .test = derive::CorrelationPValues},
@@ -75,6 +83,35 @@ void NoteIfIndefinite(const derive::Matrix& correlations, Messages& messages) {
       "the correlations{} are not positive semidefinite: their smallest eigenvalue is {:.6g}",
       areAll ? "" : fmt::format(" of the {} variables where all are defined", indefinite->variables),
       indefinite->smallestEigenvalue));
+}
+
+/// The colours are correlations for every statistic: a covariance by itself would tell of the units of its variables
+/// first, and the largest variance would leave all others pale.
+render::Picture DrawMatrix(const Statistic& statistic, Order order, const derive::Matrix& matrix,
+                           const derive::Matrix& correlations, bool isSymmetric, render::HeatMap map) {
+  map.name = statistic.name;
+  map.smallPrint.emplace_back(statistic.picture);
+  map.colours = &correlations;
+  map.labels = &matrix;
+  map.areLabelsBounded = statistic.isBounded;
+  map.rowOrder.resize(matrix.rows);
+  map.colOrder.resize(matrix.cols);
+  std::iota(map.rowOrder.begin(), map.rowOrder.end(), std::size_t{0});
+  std::iota(map.colOrder.begin(), map.colOrder.end(), std::size_t{0});
+  if (order == Order::kCluster && isSymmetric) {
+    map.rowOrder = map.colOrder = derive::OrderVariables(correlations);
+    map.smallPrint.emplace_back(
+        "Order: average linkage of 1 − r, so that what rises together stands together.");
+  } else if (order == Order::kCluster) {
+    map.rowOrder = derive::OrderRows(correlations);
+    map.colOrder = derive::OrderCols(correlations);
+    map.smallPrint.emplace_back("Order: average linkage of the distances between rows, and between columns.");
+  }
+  if (!statistic.isBounded && isSymmetric)
+    for (std::size_t variable = 0; variable < matrix.rows; ++variable)
+      map.deviations.push_back(std::sqrt(matrix.At(variable, variable)));
+  map.description = fmt::format("Heat map of {} rows and {} columns.", matrix.rows, matrix.cols);
+  return render::DrawHeatMap(std::move(map));
 }
 
 /// One run of one of the commands.
@@ -107,6 +144,13 @@ int Show(const Work& work, const derive::Sums& sums, render::Page page) {
     if (!work.options.counts) page.tables.back().audience = render::Audience::kJson;
   }
   if (HasUndefined(matrix)) page.notes.emplace_back(statistic.undefined);
+  derive::Matrix correlations;
+  if (work.session.WantsPictures()) {
+    correlations = derive::Correlations(sums);
+    page.pictures.push_back(DrawMatrix(statistic, work.options.order, matrix, correlations,
+                                       sums.IsSymmetric(),
+                                       {.heading = render::HeadingOf(page), .rows = &rows, .cols = &cols}));
+  }
   const int code = work.session.Deliver(page);
   // Of thousands of variables this takes longer than all before it.
   if (statistic.isBounded && sums.IsSymmetric() && !sums.IsListwise())
@@ -166,6 +210,16 @@ void AddMatrixCommands(CLI::App& program, Run& chosen) {
         ->group("Output");
     if (statistic.test != nullptr)
       app.add_flag("--p", options->pValues, "Also the matrix of the two-sided p values")->group("Output");
+    AddPlotOption(app, *options, "A heat map of the matrix, with names, as a file.");
+    app.add_option_function<std::string>(
+           "--order",
+           [options](const std::string& name) {
+             options->order = name == "cluster" ? Order::kCluster : Order::kGiven;
+           },
+           "Of its variables: given (default), or cluster, which\nputs similar ones together")
+        ->check(CLI::IsMember({"given", "cluster"}))
+        ->option_text("ORDER")
+        ->group("Output");
     app.callback([&chosen, &statistic, options] {
       chosen = [&statistic, options](Messages& messages) { return RunMatrix(statistic, *options, messages); };
     });

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "command/failure.h"
+#include "render/plot/picture.h"
 #include "table/rowsplitter.h"
 #include "text/printable.h"
 
@@ -164,6 +165,20 @@ void AddMissingOption(CLI::App& app, Options& options) {
       ->check(CLI::IsMember({"listwise", "pairwise"}))
       ->option_text("HOW")
       ->group("Columns");
+}
+
+void AddPlotOption(CLI::App& app, Options& options, const std::string& what) {
+  app.add_option("--plot", options.plot, what + "\nThe ending tells the form: .svg, .png or .pdf.")
+      ->check(CLI::Validator(
+          [](std::string& path) {
+            return render::FormOfPicture(path)
+                       ? ""
+                       : fmt::format("takes a file that ends in .svg, .png or .pdf, not {}",
+                                     text::Quoted(path));
+          },
+          ""))
+      ->option_text("FILE")
+      ->group("Output");
 }
 
 HelpFormatter::HelpFormatter(std::size_t column) {

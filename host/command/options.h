@@ -14,6 +14,9 @@ namespace command {
 
 enum class Form { kText, kCsv, kJson };
 
+/// Of variables in a picture.
+enum class Order { kGiven, kCluster };
+
 /// Which rows belong together.
 struct Grouping {
   std::string by = {};                     ///< the column of the groups
@@ -50,6 +53,8 @@ struct Options {
 
   Form form = Form::kText;
   std::string output = {};
+  std::string plot = {};        ///< a file for a picture, by whose ending its form is chosen
+  Order order = Order::kGiven;  ///< for a command that has it
   int digits = 6;
 
   unsigned int threads = 0;
@@ -58,6 +63,7 @@ struct Options {
 
   /// How to read the input. Throws UsageError.
   table::Format InputFormat() const;
+  bool WantsPicture() const { return !plot.empty(); }
 };
 
 /// Adds a command to the program, with its description and the examples that end its help, and the common options,
@@ -71,6 +77,9 @@ CLI::Option& AddList(CLI::App& app, const std::string& name, std::optional<std::
 
 /// Adds the choice of how missing values are handled.
 void AddMissingOption(CLI::App& app, Options& options);
+
+/// Adds the picture, for a command that has one: `what` is to be seen on it.
+void AddPlotOption(CLI::App& app, Options& options, const std::string& what);
 
 /// The help of this program, laid out for people.
 class HelpFormatter : public CLI::Formatter {

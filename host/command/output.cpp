@@ -49,7 +49,7 @@ std::string NameBeside(const std::string& target, int attempt) {
 
 }  // namespace
 
-Output::Output(std::string path, const std::vector<std::string>& inputs)
+Output::Output(std::string path, const std::vector<std::string>& inputs, const char* option)
     : _path(path == "-" ? std::string() : std::move(path)), _descriptor(STDOUT_FILENO) {
   if (_path.empty()) return;
   struct stat status {};
@@ -63,7 +63,7 @@ Output::Output(std::string path, const std::vector<std::string>& inputs)
   for (const std::string& input : inputs) {
     struct stat other {};
     if (stat(input.c_str(), &other) == 0 && S_ISREG(other.st_mode) && IsSame(other, status)) {
-      throw UsageError(fmt::format("--output would overwrite the input {}", text::Escaped(input)));
+      throw UsageError(fmt::format("{} would overwrite the input {}", option, text::Escaped(input)));
     }
   }
   if (IsStandardOutput(status)) {
@@ -115,8 +115,14 @@ void Output::Write(std::string_view piece) {
   if (_buffer.size() >= kBufferBytes) Flush();
 }
 
-void Output::Commit() {
+void Output::Complete() {
   Flush();
+  // Some file systems find out only now that the disk is full.
+  if (_replaces && fsync(_descriptor) != 0 && errno != EINVAL) Fail(errno);
+}
+
+void Output::Commit() {
+  Complete();
   if (_path.empty()) return;
   if (_replaces) TakePlace();
   const int descriptor = std::exchange(_descriptor, STDOUT_FILENO);
@@ -139,8 +145,6 @@ void Output::Flush() {
 
 /// Puts the file that was written in the place of the target.
 void Output::TakePlace() {
-  // Some file systems find out only now that the disk is full.
-  if (fsync(_descriptor) != 0 && errno != EINVAL) Fail(errno);
   const std::string self = fmt::format("/proc/self/fd/{}", _descriptor);
   for (int attempt = 0; _temporary.empty(); ++attempt) {
     std::string name = NameBeside(_target, attempt);

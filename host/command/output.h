@@ -15,8 +15,8 @@ namespace command {
 class Output {
  public:
   /// `path`: empty or "-" for standard output. Throws OutputError at once, before hours of work, when the file cannot
-  /// be made; UsageError when it is one of `inputs`.
-  Output(std::string path, const std::vector<std::string>& inputs);
+  /// be made; UsageError, which names the option, when it is one of `inputs`.
+  Output(std::string path, const std::vector<std::string>& inputs, const char* option = "--output");
   ~Output();
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
@@ -29,6 +29,8 @@ class Output {
 
   /// Throws OutputError, or PipeClosed.
   void Write(std::string_view piece);
+  /// Brings everything written so far to the disk, so that little is left for Commit to fail of. Throws like Write.
+  void Complete();
   /// Makes everything written so far the result. Throws like Write.
   void Commit();
 

@@ -43,6 +43,7 @@ std::string Lacking(const pass::Tally& tally, const std::vector<std::string>& va
 Session::Session(const Options& options, Messages& messages)
     : _options(options), _messages(messages), _output(options.output, options.files) {
   const table::Format format = options.InputFormat();
+  OpenPlot();
   if (options.files.empty() && isatty(STDIN_FILENO) == 1)
     _messages.Note("reading from the terminal; Ctrl-D ends the input");
   try {
@@ -62,6 +63,12 @@ Session::Session(const Options& options, Messages& messages)
   Choose();
   TellTime("opening");
   if (options.grouping) ChooseLevels(*options.grouping);
+}
+
+void Session::OpenPlot() {
+  if (_options.plot.empty()) return;
+  if (_options.plot == _options.output) throw UsageError("--plot and --output name the same file");
+  _plot.emplace(_options.plot, _options.files, "--plot");
 }
 
 std::string Session::TitleOf(const std::string& what) const {
@@ -84,6 +91,9 @@ void Session::Choose() {
   if (_options.grouping) _chosen.group = ChooseOne(_options.grouping->by, "--by");
   ChooseVariables();
   for (const std::size_t col : _chosen.variables) _variables.push_back(columns[col].name);
+  if (_plot && _variables.size() > render::kMostPictured)
+    throw UsageError(fmt::format("--plot shows up to {} variables, not {}; choose some of them",
+                                 render::kMostPictured, _variables.size()));
   if (_options.verbose) {
     std::vector<std::string> names;
     for (const std::string& name : _variables) names.push_back(text::Escaped(name));
@@ -229,16 +239,26 @@ render::Account Session::AccountOf(const pass::Tally& tally, bool isComplete) co
 int Session::Deliver(const render::Page& page) {
   const render::Account& account = page.account;
   if (!account.isComplete) {
-    _messages.Note(
-        fmt::format("interrupted after {} rows{}", account.read,
-                    _output.IsFile() ? "; nothing is written to " + text::Escaped(_output.Path()) : ""));
+    const Output* unwritten = _output.IsFile() ? &_output : _plot ? &*_plot : nullptr;
+    _messages.Note(fmt::format(
+        "interrupted after {} rows{}", account.read,
+        unwritten != nullptr ? "; nothing is written to " + text::Escaped(unwritten->Path()) : ""));
     if (_output.IsFile()) return kInterrupted;
+    _plot.reset();
   }
   if (_options.form != Form::kText || _output.IsFile()) _messages.Note(render::RowsSentence(account));
+  if (_plot) WritePlot(page);
   Write(page);
   _output.Commit();
+  if (_plot) _plot->Commit();
   TellTime("writing");
   return account.isComplete ? kSuccess : kInterrupted;
+}
+
+void Session::WritePlot(const render::Page& page) {
+  render::WritePicture(page.pictures.at(0), *render::FormOfPicture(_options.plot),
+                       [this](std::string_view piece) { _plot->Write(piece); });
+  _plot->Complete();
 }
 
 void Session::Write(const render::Page& page) {

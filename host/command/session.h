@@ -46,6 +46,9 @@ class Session {
   template <class Accumulator>
   render::Page StartPage(const std::string& what, const pass::Reduction<Accumulator>& reduction) const;
 
+  /// Whether the page is to have pictures. They show at most render::kMostPictured variables.
+  bool WantsPictures() const { return _options.WantsPicture() && _variables.size() <= render::kMostPictured; }
+
   /// Writes the page in the form and to the place that the options name, and returns the exit code. Throws OutputError
   /// and PipeClosed.
   int Deliver(const render::Page& page);
@@ -61,13 +64,16 @@ class Session {
   pass::Options PassOptions();
   void CheckUsed(const pass::Tally& tally, bool isComplete) const;
   render::Account AccountOf(const pass::Tally& tally, bool isComplete) const;
+  void OpenPlot();
   void Write(const render::Page& page);
+  void WritePlot(const render::Page& page);
   void TellTime(const char* step);
 
   const Options& _options;
   Messages& _messages;
   std::chrono::steady_clock::time_point _stepStart = std::chrono::steady_clock::now();
   Output _output;
+  std::optional<Output> _plot;
   std::optional<pass::Files> _files;  // when they are read twice
   std::unique_ptr<table::Input> _input;
   std::optional<pass::Levels> _levels;

@@ -10,14 +10,14 @@
 #include <variant>
 #include <vector>
 
+#include "render/plot/picture.h"
+#include "render/sink.h"
+
 /// What a command has to say, and the forms in which it can be said.
 ///
 /// A command builds one Page of accounts and tables; Text, Csv and Json write it out. No form knows of a command,
 /// no command of a form.
 namespace render {
-
-/// Takes the next piece of the output. What it throws passes through.
-using Sink = std::function<void(std::string_view)>;
 
 /// A name, a count, or a measured number; one that is not finite means undefined.
 using Value = std::variant<std::string, std::uint64_t, double>;
@@ -88,11 +88,15 @@ struct Page {
   Account account = {};
   std::vector<std::string> variables = {};
   std::vector<Table> tables = {};
+  std::vector<Picture> pictures = {};
   std::vector<std::string> notes = {};  ///< under the tables, in text
 };
 
 /// The account's rows as one sentence: "153 rows read, 111 used, 42 left out: 42 with a missing value".
 std::string RowsSentence(const Account& account);
+
+/// What a picture of the page says above what is drawn.
+Heading HeadingOf(const Page& page);
 
 struct TextStyle {
   std::size_t width = 80;  ///< columns of the terminal; a wider table is folded

@@ -180,6 +180,12 @@ std::string RowsSentence(const Account& account) {
                      Grouped(account.read - account.used), reasons);
 }
 
+Heading HeadingOf(const Page& page) {
+  return {.title = page.title,
+          .account = (page.account.isComplete ? "" : "INTERRUPTED, the first rows only: ") +
+                     RowsSentence(page.account)};
+}
+
 void Text(const Page& page, const TextStyle& style, const Sink& sink) {
   const Account& account = page.account;
   sink(page.title + '\n');

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 
 namespace text {
 namespace {
@@ -26,15 +25,6 @@ std::size_t SequenceLength(std::string_view text) {
     return 0;
   }
   return length;
-}
-
-/// The code point of a valid sequence.
-std::uint32_t CodePoint(std::string_view sequence) {
-  const auto lead = static_cast<unsigned char>(sequence[0]);
-  if (sequence.size() == 1) return lead;
-  std::uint32_t point = lead & (0xffU >> (sequence.size() + 1));
-  for (const char byte : sequence.substr(1)) point = point << 6 | (static_cast<unsigned char>(byte) & 0x3fU);
-  return point;
 }
 
 /// Length of the sequence of a printable character at the start of `text`, 0 if there is none.
@@ -120,12 +110,22 @@ std::string ListOf(const std::vector<std::string>& items, std::size_t most) {
 std::size_t Width(std::string_view text) {
   std::size_t width = 0;
   while (!text.empty()) {
-    const std::size_t length = std::max<std::size_t>(SequenceLength(text), 1);
+    const std::size_t length = CharacterLength(text);
     const std::uint32_t point = CodePoint(text.substr(0, length));
     width += IsIn(point, kNoWidth) ? 0 : IsIn(point, kDoubleWidth) ? 2 : 1;
     text.remove_prefix(length);
   }
   return width;
+}
+
+std::size_t CharacterLength(std::string_view text) { return std::max<std::size_t>(SequenceLength(text), 1); }
+
+std::uint32_t CodePoint(std::string_view character) {
+  const auto lead = static_cast<unsigned char>(character[0]);
+  if (character.size() == 1) return lead;
+  std::uint32_t point = lead & (0xffU >> (character.size() + 1));
+  for (const char byte : character.substr(1)) point = point << 6 | (static_cast<unsigned char>(byte) & 0x3fU);
+  return point;
 }
 
 std::string AsUtf8(std::string_view text) {

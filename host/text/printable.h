@@ -2,6 +2,7 @@
 #define HOST_TEXT_PRINTABLE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,11 @@ std::string ListOf(const std::vector<std::string>& items, std::size_t most = 10)
 /// Columns that escaped text takes on a terminal: two for the wide characters of East Asia and emoji, none
 /// for combining marks.
 std::size_t Width(std::string_view text);
+
+/// Bytes of the character at the start of UTF-8 text; 1 where there is none.
+std::size_t CharacterLength(std::string_view text);
+/// The code point of one character in UTF-8.
+std::uint32_t CodePoint(std::string_view character);
 
 /// `text` as UTF-8: itself, or, if it is none, each of its bytes taken as a Latin-1 character, so that names
 /// which differ stay different.

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -12,6 +13,7 @@
 
 #include "derive/definite.h"
 #include "derive/pairwise.h"
+#include "derive/similarity.h"
 #include "host/derive/cells.h"
 #include "vexa/databatch.h"
 
@@ -147,6 +149,36 @@ TEST(Derive, FindsWhatIsNotPositiveSemidefinite) {
     if (!found) continue;
     EXPECT_NEAR(found->smallestEigenvalue, smallest, 1e-14);
     EXPECT_EQ(found->variables, variables);
+  }
+}
+
+/// Two blocks of variables that rise together and fall when the other rises, shuffled among some that are alone or unknown.
+TEST(Similarity, PutsWhatRisesTogetherNextToEachOther) {
+  const std::size_t count = 23;
+  std::mt19937 random(3);
+  std::vector<std::size_t> kinds(count);
+  for (std::size_t at = 0; at < count; ++at) kinds[at] = at % 3;
+  for (int round = 0; round < 20; ++round) {
+    std::shuffle(kinds.begin(), kinds.end(), random);
+    Matrix correlations{.rows = count, .cols = count, .cells = std::vector<double>(count * count)};
+    std::uniform_real_distribution<double> noise(0.0, 0.3);
+    for (std::size_t row = 0; row < count; ++row) {
+      for (std::size_t col = 0; col <= row; ++col) {
+        const double known = kinds[row] == kinds[col] ? 1.0 - noise(random) : -noise(random) - 0.5;
+        const bool isAlone = kinds[row] == 2 || kinds[col] == 2;
+        correlations.At(row, col) = correlations.At(col, row) = !isAlone ? known : row == col ? 1.0 : NAN;
+      }
+    }
+    for (const auto& by : {derive::OrderVariables(correlations), derive::OrderRows(correlations),
+                           derive::OrderCols(correlations)}) {
+      std::vector<std::size_t> sorted = by;
+      std::sort(sorted.begin(), sorted.end());
+      for (std::size_t at = 0; at < count; ++at) ASSERT_EQ(sorted[at], at);
+      std::vector<std::size_t> runs(3);
+      for (std::size_t at = 0; at < count; ++at)
+        runs[kinds[by[at]]] += at == 0 || kinds[by[at]] != kinds[by[at - 1]] ? 1U : 0U;
+      EXPECT_EQ(std::pair(runs[0], runs[1]), std::pair(std::size_t{1}, std::size_t{1}));
+    }
   }
 }
 

@@ -1,0 +1,52 @@
+"""pictures_test.py PROGRAM: pictures of every command in every form, and when there is none."""
+
+import xml.etree.ElementTree
+
+import running
+
+HOSTILE = 'x,"<b>&amp;",Größe 漢字,"two\nlines",constant\n' + "".join(f"{i},{i * i % 7},{-i},{i % 3},5\n" for i in range(9))
+IRIS = running.DATA / "iris.csv"
+
+
+class Pictures(running.ProgramTest):
+    COMMANDS = {
+        "corr": ["corr", "given.csv"],
+        "cov by similarity": ["cov", "--order", "cluster", "given.csv"],
+        "a rectangle by similarity": ["corr", "--rows", "1:2", "--cols", "3:5", "--order", "cluster", "given.csv"],
+    }
+
+    def test_each_command_and_form(self):
+        self.write("given.csv", HOSTILE)
+        for name, args in self.COMMANDS.items():
+            plain = self.succeed(*args)
+            for ending, start in ((".svg", b"<?xml"), (".PNG", b"\x89PNG"), (".pdf", b"%PDF")):
+                with self.subTest(name + ending):
+                    run = self.succeed(*args, "--plot", "a" + ending)
+                    self.assertEqual((run.out, run.err), (plain.out, plain.err))
+                    picture = (self.folder / ("a" + ending)).read_bytes()
+                    self.assertEqual(picture[:len(start)], start)
+                    self.assertNotIn(b"CreationDate", picture)
+                    self.succeed(*args, "-t", "3", "--plot", "b" + ending)
+                    self.assertEqual((self.folder / ("b" + ending)).read_bytes(), picture)
+            xml.etree.ElementTree.parse(self.folder / "a.svg")
+        self.assertEqual(len(self.left_behind("given.csv")), 6)
+
+    def test_no_picture(self):
+        self.write("given.csv", "x,y\n1,2\n3,5\n2,2\n")
+        self.write("wide.csv", ",".join(f"v{i}" for i in range(1001)) + "\n" + ("0" + ",1" * 1000 + "\n") * 2)
+        self.write("broken.csv", "x,y\n1,2\n3,?\n")
+        for args, code, told in (
+                ("cov --plot a.gif given.csv", 1, '--plot: takes a file that ends in .svg, .png or .pdf, not "a.gif"'),
+                ("cov --plot .svg given.csv", 1, "--plot: takes a file that ends in"),
+                ("cov --plot a.svg -o a.svg given.csv", 1, "--plot and --output name the same file"),
+                ("cov --plot a.svg wide.csv", 1, "--plot shows up to 1000 variables, not 1001"),
+                ("cov -c x,y --plot a.svg broken.csv", 2, "not a number"),
+                ("cov --plot none/a.svg given.csv", 2, "none/a.svg: cannot be written")):
+            run = self.run_program(*args.split())
+            self.assertEqual((run.code, run.out), (code, ""), run.err)
+            self.assertIn(told, run.err)
+        self.assertEqual(self.left_behind("given.csv", "wide.csv", "broken.csv"), [])
+
+
+if __name__ == "__main__":
+    running.main()
