@@ -3,13 +3,17 @@
 #include <cmath>
 #include <cstddef>
 #include <memory>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "command/commands.h"
 #include "command/ranges.h"
 #include "command/session.h"
 #include "derive/pairwise.h"
+#include "pass/perlevel.h"
 #include "render/tables.h"
+#include "text/printable.h"
 #include "vexa/nsmatrixpairwise.h"
 
 namespace command {
@@ -20,28 +24,71 @@ constexpr const char* kUndefined =
     "of a "
     "double.";
 
-int RunDescribe(const Options& options, Messages& messages) {
-  Session session(options, messages);
-  const auto all = static_cast<int>(session.Variables().size());
-  // With nothing in its left run the block has no pairs.
-  const auto reduction = session.Reduce<vexa::NSMatrixPairwise>(
-      [all] { return std::make_unique<vexa::NSMatrixPairwise>(table::kMissing, 0, 0, all); });
-  const std::vector<derive::Cell> cells =
-      derive::VariableCells(*reduction.sums, reduction.origin, RangesOf(reduction.extremes));
-  std::vector<derive::Description> descriptions;
-  for (std::size_t variable = 0; variable < cells.size(); ++variable)
-    descriptions.push_back(derive::Describe(cells[variable], reduction.tally.lacking[variable]));
+using Variables = vexa::NSMatrixPairwise;
 
-  render::Page page = session.StartPage("Statistics", reduction);
-  page.account.weightSum = reduction.sums->WeightSum();
-  page.account.regWeightSum = reduction.sums->RegWeightSum();
-  page.tables.push_back(render::DescriptionsTable(descriptions, session.Variables()));
+/// Of each variable, over `rows` rows.
+std::vector<derive::Description> DescriptionsOf(const Variables& sums, std::uint64_t rows,
+                                                const std::vector<double>& origin,
+                                                std::span<const derive::Range> ranges) {
+  std::vector<derive::Description> descriptions;
+  for (const derive::Cell& cell : derive::VariableCells(sums, origin, ranges))
+    descriptions.push_back(derive::Describe(cell, rows - cell.n));
+  return descriptions;
+}
+
+void AddUndefinedNote(const std::vector<derive::Description>& descriptions, render::Page& page) {
   for (const derive::Description& description : descriptions) {
     if (std::isfinite(description.variance)) continue;
     page.notes.emplace_back(kUndefined);
     break;
   }
+}
+
+int DescribeAll(Session& session, const std::function<std::unique_ptr<Variables>()>& fresh) {
+  const auto reduction = session.Reduce<Variables>(fresh);
+  const std::vector<derive::Description> descriptions =
+      DescriptionsOf(*reduction.sums, reduction.tally.used, reduction.origin, RangesOf(reduction.extremes));
+  render::Page page = session.StartPage("Statistics", reduction);
+  page.account.weightSum = reduction.sums->WeightSum();
+  page.account.regWeightSum = reduction.sums->RegWeightSum();
+  page.tables.push_back(render::DescriptionsTable(descriptions, session.Variables()));
+  AddUndefinedNote(descriptions, page);
   return session.Deliver(page);
+}
+
+int DescribeByGroup(Session& session, const std::string& by,
+                    const std::function<std::unique_ptr<Variables>()>& fresh) {
+  using GroupVariables = pass::PerLevel<Variables>;
+  const pass::Levels& levels = session.Levels();
+  const auto reduction =
+      session.Reduce<GroupVariables>([&] { return std::make_unique<GroupVariables>(levels.Size(), fresh); });
+  const std::size_t variables = session.Variables().size();
+  const std::vector<derive::Range> ranges = RangesOf(reduction.extremes);
+  render::Page page = session.StartPage("Statistics by " + text::Escaped(by), reduction);
+  std::vector<std::string> names;
+  std::vector<derive::Description> descriptions;
+  for (unsigned int level = 0; level < levels.Size(); ++level) {
+    const Variables& sums = reduction.sums->At(level);
+    const std::vector<derive::Description> own =
+        DescriptionsOf(sums, reduction.tally.groupRows[level], reduction.origin,
+                       std::span(ranges).subspan(level * variables, variables));
+    names.push_back(levels.Label(level));
+    descriptions.insert(descriptions.end(), own.begin(), own.end());
+    page.account.weightSum += sums.WeightSum();
+    page.account.regWeightSum += sums.RegWeightSum();
+  }
+  page.tables.push_back(render::GroupDescriptionsTable(descriptions, session.Variables(), names));
+  AddUndefinedNote(descriptions, page);
+  return session.Deliver(page);
+}
+
+int RunDescribe(const Options& options, Messages& messages) {
+  Session session(options, messages);
+  const auto all = static_cast<int>(session.Variables().size());
+  // With nothing in its left run the block has no pairs.
+  const auto fresh = [all] { return std::make_unique<Variables>(table::kMissing, 0, 0, all); };
+  return options.grouping ? DescribeByGroup(session, options.grouping->by, fresh)
+                          : DescribeAll(session, fresh);
 }
 
 }  // namespace
@@ -50,13 +97,17 @@ void AddDescribeCommand(CLI::App& program, Run& chosen) {
   const auto options = std::make_shared<Options>();
   options->missing = pass::Missing::kPairwise;
   options->extremes = true;
-  AddCommand(program, "describe", "Each variable: n, missing, mean, sd, standard error, range.",
-             "  vexa-stats describe data.csv\n"
-             "  vexa-stats describe -c height,weight -w cases -f csv data.csv\n",
-             *options)
-      .callback([&chosen, options] {
-        chosen = [options](Messages& messages) { return RunDescribe(*options, messages); };
-      });
+  CLI::App& app =
+      AddCommand(program, "describe", "Each variable: n, missing, mean, sd, standard error, range.",
+                 "  vexa-stats describe data.csv\n"
+                 "  vexa-stats describe --by Species iris.csv\n"
+                 "  vexa-stats describe -c height,weight -w cases -f csv data.csv\n",
+                 *options);
+  const CLI::Option& by = AddGroupingOptions(app, *options);
+  app.callback([&chosen, options, &by] {
+    if (by.count() == 0) options->grouping.reset();
+    chosen = [options](Messages& messages) { return RunDescribe(*options, messages); };
+  });
 }
 
 }  // namespace command

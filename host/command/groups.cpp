@@ -46,21 +46,7 @@ int RunGroups(const GroupOptions& options, Messages& messages) {
 }
 
 void AddGroupOptions(CLI::App& app, GroupOptions& options) {
-  const std::string group = "Groups";
-  options.common.grouping.emplace();
-  Grouping& grouping = *options.common.grouping;
-  app.add_option("-b,--by", grouping.by, "The column that tells a row's group: numbers or text")
-      ->option_text("NAME")
-      ->required()
-      ->group(group);
-  AddList(app, "--levels", grouping.levels,
-          "The groups to compare, separated by commas, where\n"
-          "not all; it also saves reading the input twice.")
-      .group(group);
-  app.add_option("--max-groups", grouping.mostLevels, "More groups than these are an error. Default: 1000")
-      ->check(CLI::Range(1, 1 << 20))
-      ->option_text("N")
-      ->group(group);
+  AddGroupingOptions(app, options.common).required();
   app.add_option_function<std::string>(
          "--priors",
          [&options](const std::string& name) {
@@ -69,7 +55,7 @@ void AddGroupOptions(CLI::App& app, GroupOptions& options) {
          "Of the classification functions: equal (default), or\nsize for the groups' weights")
       ->check(CLI::IsMember({"equal", "size"}))
       ->option_text("PRIORS")
-      ->group(group);
+      ->group("Groups");
 }
 
 }  // namespace

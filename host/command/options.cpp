@@ -181,6 +181,26 @@ void AddPlotOption(CLI::App& app, Options& options, const std::string& what) {
       ->group("Output");
 }
 
+CLI::Option& AddGroupingOptions(CLI::App& app, Options& options) {
+  const std::string group = "Groups";
+  Grouping& grouping = options.grouping.emplace();
+  CLI::Option& by =
+      *app.add_option("-b,--by", grouping.by, "The column that tells a row's group: numbers or text")
+           ->option_text("NAME")
+           ->group(group);
+  AddList(app, "--levels", grouping.levels,
+          "The groups to compare, separated by commas, where\n"
+          "not all; it also saves reading the input twice.")
+      .needs(&by)
+      ->group(group);
+  app.add_option("--max-groups", grouping.mostLevels, "More groups than these are an error. Default: 1000")
+      ->check(CLI::Range(1, 1 << 20))
+      ->option_text("N")
+      ->needs(&by)
+      ->group(group);
+  return by;
+}
+
 HelpFormatter::HelpFormatter(std::size_t column) {
   column_width(column);
   label("Positionals", "Arguments");

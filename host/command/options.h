@@ -81,6 +81,10 @@ void AddMissingOption(CLI::App& app, Options& options);
 /// Adds the picture, for a command that has one: `what` is to be seen on it.
 void AddPlotOption(CLI::App& app, Options& options, const std::string& what);
 
+/// Adds the column of the groups, which is returned, and the choice of its levels. They stay in options.grouping, which a
+/// command resets where no column was given.
+CLI::Option& AddGroupingOptions(CLI::App& app, Options& options);
+
 /// The help of this program, laid out for people.
 class HelpFormatter : public CLI::Formatter {
  public:

@@ -100,8 +100,9 @@ Cell PairwiseRectangleSums::At(std::size_t row, std::size_t col) const {
 }
 
 std::vector<Cell> VariableCells(const vexa::NSMatrixPairwise& block, const std::vector<double>& origin,
-                                const std::vector<Range>& ranges) {
-  assert(block.NRows() > 0 && block.Col0() == 0);
+                                std::span<const Range> ranges) {
+  if (block.NRows() == 0) return std::vector<Cell>(origin.size(), Finished({}, 0.0, 0.0));
+  assert(block.Col0() == 0);
   assert(origin.size() == block.NColumns() && ranges.size() == block.NColumns());
   std::vector<Cell> cells;
   cells.reserve(origin.size());

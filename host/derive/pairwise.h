@@ -2,6 +2,7 @@
 #define HOST_DERIVE_PAIRWISE_H
 
 #include <cstddef>
+#include <span>
 #include <vector>
 
 #include "derive/sums.h"
@@ -49,9 +50,10 @@ class PairwiseRectangleSums : public Sums {
   std::vector<double> _origin;
 };
 
-/// Each variable of a block with itself, over its own present rows; `origin` and `ranges` as above.
+/// Each variable of a block with itself, over its own present rows; `origin` and `ranges` as above. A block without rows
+/// has cells without rows.
 std::vector<Cell> VariableCells(const vexa::NSMatrixPairwise& block, const std::vector<double>& origin,
-                                const std::vector<Range>& ranges);
+                                std::span<const Range> ranges);
 
 }  // namespace derive
 

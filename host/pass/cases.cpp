@@ -41,7 +41,8 @@ void Cases::Clear() {
   _counts.tally = {};
   _counts.tally.lacking.assign(_row.size(), 0);
   if (_levels != nullptr) _counts.tally.groupRows.assign(_levels->Size(), 0);
-  _counts.extremes.assign(_wantsExtremes ? _row.size() : 0, {});
+  const std::size_t levels = _levels != nullptr ? _levels->Size() : 1;
+  _counts.extremes.assign(_wantsExtremes ? levels * _row.size() : 0, {});
 }
 
 Counts Cases::TakeCounts() {
@@ -56,8 +57,9 @@ bool Cases::Take(std::span<const double> cells, std::optional<std::string_view> 
   ++_counts.tally.used;
   if (_levels != nullptr) ++_counts.tally.groupRows[_group];
   if (_wantsExtremes) {
+    Extremes* extremes = _counts.extremes.data() + _group * _row.size();
     for (std::size_t at = 0; at < _row.size(); ++at)
-      if (cells[at] != table::kMissing) _counts.extremes[at].Take(cells[at]);
+      if (cells[at] != table::kMissing) extremes[at].Take(cells[at]);
   }
   return true;
 }

@@ -15,6 +15,7 @@
 #include "pass/levelsearch.h"
 #include "pass/mergetree.h"
 #include "pass/options.h"
+#include "pass/perlevel.h"
 #include "pass/run.h"
 #include "pass/setup.h"
 #include "pass/shape.h"
@@ -55,6 +56,8 @@ template <>
 inline constexpr Kind kKindOf<vexa::DiscriminantMatrix> = Kind::kDiscriminant;
 template <>
 inline constexpr Kind kKindOf<vexa::DiscIndividualMatrix> = Kind::kPerGroup;
+template <class Accumulator>
+inline constexpr Kind kKindOf<PerLevel<Accumulator>> = kKindOf<Accumulator>;
 
 /// What a pass found.
 template <class Accumulator>
@@ -63,8 +66,9 @@ struct Reduction {
   std::unique_ptr<Accumulator> sums = {};
   std::vector<double> origin = {};  ///< of each variable: to be added to its mean
   Tally tally = {};
-  std::vector<Extremes> extremes = {};  ///< of each variable, in the input's own values; empty unless wanted
-  bool complete = true;                 ///< false: stopped, so these are the first `tally.read` rows
+  /// Of each variable, with groups level by level, in the input's own values; empty unless wanted.
+  std::vector<Extremes> extremes = {};
+  bool complete = true;  ///< false: stopped, so these are the first `tally.read` rows
 };
 
 /// Reduces the rows of an input to an accumulator, on many threads through the library's driver.

@@ -107,7 +107,8 @@ std::uint64_t StateBytes(const Shape& shape) {
       return Cells(shape) * kPairBytes + shape.columns * kVariableBytes;
     case Kind::kPairwiseBlock:
     case Kind::kPairwiseRectangle:
-      return Cells(shape) * kOwnPairBytes + shape.columns * kVariableBytes;
+      return (Cells(shape) * kOwnPairBytes + shape.columns * kVariableBytes) *
+             std::max<std::uint64_t>(shape.groups, 1);
     case Kind::kDiscriminant:
       return (Cells(shape) + 2 * shape.columns * shape.groups) * kDouble;
     default:

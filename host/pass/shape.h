@@ -32,7 +32,7 @@ void CheckLimits(const Shape& shape);
 /// The most rows that the accumulator can count.
 std::uint64_t MostRows(Kind kind);
 
-/// The accumulator's size in bytes, about.
+/// The accumulator's size in bytes, about; with groups, that of a pairwise block for each.
 std::uint64_t StateBytes(const Shape& shape);
 
 /// The rows of one chunk, for so many columns and groups (0: none): from these two alone, as the last bits of every

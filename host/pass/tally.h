@@ -44,7 +44,7 @@ struct Extremes {
 /// What is counted beside an accumulator.
 struct Counts {
   Tally tally;
-  std::vector<Extremes> extremes;  ///< of each variable; empty unless wanted
+  std::vector<Extremes> extremes;  ///< of each variable, with groups level by level; empty unless wanted
 
   void Add(const Counts& other);
 };

@@ -67,6 +67,28 @@ Table PairTable(const derive::Sums& sums, const std::vector<std::string>& rows,
   return table;
 }
 
+/// Columns with the statistics that `of` gives for each row.
+void AddDescriptions(Table& table, const std::function<derive::Description(std::size_t)>& of) {
+  using derive::Description;
+  using derive::Range;
+  const auto value = [of](auto member) {
+    return [of, member](std::size_t row) -> Value { return of(row).*member; };
+  };
+  const auto extreme = [of](auto end) {
+    return [of, end](std::size_t row) -> Value { return of(row).range.*end; };
+  };
+  const std::vector<Column> columns = {{"n", value(&Description::n)},
+                                       {"missing", value(&Description::missing)},
+                                       {"weight_sum", value(&Description::weightSum)},
+                                       {"mean", value(&Description::mean)},
+                                       {"sd", value(&Description::sd)},
+                                       {"variance", value(&Description::variance)},
+                                       {"se", value(&Description::standardError)},
+                                       {"min", extreme(&Range::min)},
+                                       {"max", extreme(&Range::max)}};
+  table.columns.insert(table.columns.end(), columns.begin(), columns.end());
+}
+
 }  // namespace
 
 Table Grid(const std::string& name, const std::string& key, const std::vector<std::string>& rows,
@@ -123,25 +145,22 @@ Table CountsTable(const derive::Sums& sums, const std::vector<std::string>& rows
 
 Table DescriptionsTable(const std::vector<derive::Description>& descriptions,
                         const std::vector<std::string>& variables) {
-  using derive::Description;
-  using derive::Range;
-  const auto value = [&descriptions](auto member) {
-    return [&descriptions, member](std::size_t row) -> Value { return descriptions[row].*member; };
-  };
-  const auto extreme = [&descriptions](auto end) {
-    return [&descriptions, end](std::size_t row) -> Value { return descriptions[row].range.*end; };
-  };
   Table table{.name = "describe", .rows = variables.size(), .isKeyed = true, .isMixed = true};
-  table.columns = {{"variable", NameOf(variables)},
-                   {"n", value(&Description::n)},
-                   {"missing", value(&Description::missing)},
-                   {"weight_sum", value(&Description::weightSum)},
-                   {"mean", value(&Description::mean)},
-                   {"sd", value(&Description::sd)},
-                   {"variance", value(&Description::variance)},
-                   {"se", value(&Description::standardError)},
-                   {"min", extreme(&Range::min)},
-                   {"max", extreme(&Range::max)}};
+  table.columns = {{"variable", NameOf(variables)}};
+  AddDescriptions(table, [&descriptions](std::size_t row) { return descriptions[row]; });
+  return table;
+}
+
+Table GroupDescriptionsTable(const std::vector<derive::Description>& descriptions,
+                             const std::vector<std::string>& variables,
+                             const std::vector<std::string>& groups) {
+  const std::size_t width = groups.size();
+  Table table{.name = "describe", .rows = descriptions.size(), .keys = 2, .isMixed = true};
+  table.columns = {{"variable", [&variables, width](std::size_t row) { return variables[row / width]; }},
+                   {"group", [&groups, width](std::size_t row) { return groups[row % width]; }}};
+  AddDescriptions(table, [&descriptions, width, count = variables.size()](std::size_t row) {
+    return descriptions[row % width * count + row / width];
+  });
   return table;
 }
 

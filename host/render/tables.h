@@ -33,6 +33,12 @@ Table CountsTable(const derive::Sums& sums, const std::vector<std::string>& rows
 Table DescriptionsTable(const std::vector<derive::Description>& descriptions,
                         const std::vector<std::string>& variables);
 
+/// The same by group, `descriptions` being those of the first group, then those of the next: a row for each variable and
+/// group, of one variable those of its groups next to each other.
+Table GroupDescriptionsTable(const std::vector<derive::Description>& descriptions,
+                             const std::vector<std::string>& variables,
+                             const std::vector<std::string>& groups);
+
 enum class WithExtremes { kNo, kYes };
 
 /// The sums themselves: one row per pair of variables for programs; where every pair is over the same rows, a

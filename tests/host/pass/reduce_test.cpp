@@ -174,7 +174,7 @@ TEST(Reduce, HandsOverTheRowsThatThePolicyLeavesAndCountsTheOthers) {
     std::map<std::string, std::uint64_t> counts;
     pass::Tally expected{.read = sheet.rows.size(), .lacking = std::vector<std::uint64_t>(4)};
     if (policy.groups) expected.groupRows.resize(3);
-    std::vector<pass::Extremes> extremes(4);
+    std::vector<pass::Extremes> extremes(policy.groups ? 12 : 4);
     for (const pass_test::Row& row : sheet.rows) {
       const std::string verdict = policy.Verdict(row);
       ++counts[verdict];
@@ -182,7 +182,9 @@ TEST(Reduce, HandsOverTheRowsThatThePolicyLeavesAndCountsTheOthers) {
       for (std::size_t col = 0; col < 4; ++col) {
         const bool missing = std::isnan(row.values[col]);
         if (missing && (verdict == "used" || verdict == "missing value")) ++expected.lacking[col];
-        if (!missing && verdict == "used") extremes[col].Take(row.values[col]);
+        const std::size_t group =
+            policy.groups && verdict == "used" ? static_cast<std::size_t>(row.group) : 0;
+        if (!missing && verdict == "used") extremes[4 * group + col].Take(row.values[col]);
       }
     }
     expected.used = counts["used"];
@@ -191,9 +193,10 @@ TEST(Reduce, HandsOverTheRowsThatThePolicyLeavesAndCountsTheOthers) {
     expected.missingGroup = counts["missing group"];
     expected.missingValue = counts["missing value"];
     EXPECT_EQ(result.tally, expected);
-    for (std::size_t col = 0; col < 4; ++col) {
-      EXPECT_EQ(result.extremes[col].min, extremes[col].min);
-      EXPECT_EQ(result.extremes[col].max, extremes[col].max);
+    ASSERT_EQ(result.extremes.size(), extremes.size());
+    for (std::size_t at = 0; at < extremes.size(); ++at) {
+      EXPECT_EQ(result.extremes[at].min, extremes[at].min);
+      EXPECT_EQ(result.extremes[at].max, extremes[at].max);
     }
   }
 }

@@ -77,13 +77,17 @@ class Accuracy(running.ProgramTest):
 
     def test_describe(self):
         air = running.DATA / "airquality.csv"
+        layout = "n,missing,weight_sum,mean,sd,variance,se,min,max"
         for args, weight, reg_weight in (((), None, None), (("-w", "Wind", "-r", "Day"), "Wind", "Day")):
-            table = self.records("describe", *args, air)
-            self.assertEqual(",".join(table[0]), "variable,n,missing,weight_sum,mean,sd,variance,se,min,max")
-            self.assertEqual(len(table), 4 if weight else 6)
-            for row in table:
-                column = column_of(air, row["variable"])
-                sums = Sums([[value] for value in column], column_of(air, weight), column_of(air, reg_weight))
+            whole = self.records("describe", *args, air)
+            by_month = self.records("describe", *args, "-c", "Ozone:Solar.R", "--by", "Month", air)
+            self.assertEqual((",".join(whole[0]), ",".join(by_month[0])), ("variable," + layout, "variable,group," + layout))
+            self.assertEqual((len(whole), len(by_month)), (4 if weight else 6, 10))
+            months = column_of(air, "Month")
+            for row in whole + by_month:
+                mine = lambda column: column and [x for x, month in zip(column, months) if float(row.get("group", month)) == month]
+                column = mine(column_of(air, row["variable"]))
+                sums = Sums([[value] for value in column], mine(column_of(air, weight)), mine(column_of(air, reg_weight)))
                 self.assertEqual((int(row["n"]), int(row["missing"])), (sums.n, len(column) - sums.n))
                 present = [value for value in column if value is not None]
                 self.assertEqual((float(row["min"]), float(row["max"])), (min(present), max(present)))
@@ -91,6 +95,8 @@ class Accuracy(running.ProgramTest):
                 for name, exact in (("weight_sum", sums.weight_sum), ("mean", sums.means[0]), ("variance", variance),
                                     ("sd", root(variance)), ("se", root(variance / sums.reg_weight_sum))):
                     self.assertGreaterEqual(digits(abs(real(float(row[name])) - real(exact)), real(exact)), 13.5, (name, row))
+        empty = self.records("describe", "--by", "Month", "--levels", "5,13", "-c", "Temp", air)[1]
+        self.assertEqual(list(empty.values()), ["Temp", "13", "0", "0", "0", "", "", "", "", "", ""])
 
     def test_far_origins(self):
         draw = random.Random(3)

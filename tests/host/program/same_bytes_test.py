@@ -20,6 +20,7 @@ class SameBytes(running.ProgramTest):
         args = ("-f", "csv", "-w", "w", "-r", "r")
         self.same_on_any_number_of_threads("sums", "-m", "pairwise", *args, "big.csv")
         self.same_on_any_number_of_threads("describe", *args, "big.csv")
+        self.same_on_any_number_of_threads("describe", *args, "--by", "more", "-c", "x0:x2", "big.csv")
         first = self.same_on_any_number_of_threads("sums", *args, "big.csv")
         self.assertIn(f"{ROWS // 1000},000 rows read", first.err)
         self.assertIn("with a weight of zero", first.err)
