@@ -12,6 +12,7 @@
 #include "command/session.h"
 #include "derive/pairwise.h"
 #include "pass/perlevel.h"
+#include "render/plot/ranges.h"
 #include "render/tables.h"
 #include "text/printable.h"
 #include "vexa/nsmatrixpairwise.h"
@@ -53,6 +54,9 @@ int DescribeAll(Session& session, const std::function<std::unique_ptr<Variables>
   page.account.regWeightSum = reduction.sums->RegWeightSum();
   page.tables.push_back(render::DescriptionsTable(descriptions, session.Variables()));
   AddUndefinedNote(descriptions, page);
+  if (session.WantsPictures())
+    page.pictures.push_back(
+        render::DrawRanges(page.command, render::HeadingOf(page), descriptions, session.Variables()));
   return session.Deliver(page);
 }
 
@@ -79,6 +83,9 @@ int DescribeByGroup(Session& session, const std::string& by,
   }
   page.tables.push_back(render::GroupDescriptionsTable(descriptions, session.Variables(), names));
   AddUndefinedNote(descriptions, page);
+  if (session.WantsPictures() && descriptions.size() <= render::kMostPictured)
+    page.pictures.push_back(
+        render::DrawRanges(page.command, render::HeadingOf(page), descriptions, session.Variables(), names));
   return session.Deliver(page);
 }
 
@@ -104,6 +111,8 @@ void AddDescribeCommand(CLI::App& program, Run& chosen) {
                  "  vexa-stats describe -c height,weight -w cases -f csv data.csv\n",
                  *options);
   const CLI::Option& by = AddGroupingOptions(app, *options);
+  AddPlotOption(app, *options,
+                "Range, mean, deviation and share of missing values\nof each variable, as a file.");
   app.callback([&chosen, options, &by] {
     if (by.count() == 0) options->grouping.reset();
     chosen = [options](Messages& messages) { return RunDescribe(*options, messages); };

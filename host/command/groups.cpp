@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "command/commands.h"
@@ -40,6 +42,9 @@ int RunGroups(const GroupOptions& options, Messages& messages) {
   const render::GroupReport report(analysis, session.Variables(), names);
   page.tables = report.Tables();
   page.notes = report.Notes();
+  if (session.WantsPictures())
+    if (std::optional<render::Picture> picture = report.Draw(render::HeadingOf(page)))
+      page.pictures.push_back(*std::move(picture));
   if (options.common.form != Form::kText)
     for (const std::string& note : page.notes) messages.Note(note);
   return session.Deliver(page);
@@ -70,6 +75,7 @@ void AddGroupsCommand(CLI::App& program, Run& chosen) {
                  options->common);
   app.remove_option(app.get_option("--reg-weight"));
   AddGroupOptions(app, *options);
+  AddPlotOption(app, options->common, "The groups on the first two canonical functions, as a\nfile.");
   app.callback([&chosen, options] {
     chosen = [options](Messages& messages) { return RunGroups(*options, messages); };
   });

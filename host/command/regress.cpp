@@ -9,6 +9,7 @@
 #include "derive/listwise.h"
 #include "derive/pairwise.h"
 #include "derive/regression.h"
+#include "render/plot/coefficients.h"
 #include "render/regression.h"
 #include "text/printable.h"
 #include "vexa/matrixlistwise.h"
@@ -51,6 +52,10 @@ int ReduceAndShow(const RegressOptions& options, Messages& messages, Arguments..
   const render::RegressionReport report(regression, options.model, names);
   page.tables = report.Tables();
   page.notes = report.Notes();
+  if (session.WantsPictures()) {
+    page.pictures.push_back(render::DrawCoefficients(options.common.command, render::HeadingOf(page),
+                                                     regression, options.model.level, names, page.notes));
+  }
   if (options.common.form != Form::kText)
     for (const std::string& note : page.notes) messages.Note(note);
   return session.Deliver(page);
@@ -102,6 +107,7 @@ void AddRegressCommand(CLI::App& program, Run& chosen) {
   app.remove_option(app.get_option("--columns"));
   AddMissingOption(app, options->common);
   AddRegressOptions(app, *options);
+  AddPlotOption(app, options->common, "The standardised coefficients with their limits, as\na file.");
   app.callback([&chosen, options] {
     chosen = [options](Messages& messages) { return RunRegress(*options, messages); };
   });

@@ -247,11 +247,16 @@ int Session::Deliver(const render::Page& page) {
     _plot.reset();
   }
   if (_options.form != Form::kText || _output.IsFile()) _messages.Note(render::RowsSentence(account));
+  const bool lacksPicture = _plot && page.pictures.empty();
+  if (lacksPicture) _plot.reset();
   if (_plot) WritePlot(page);
   Write(page);
   _output.Commit();
   if (_plot) _plot->Commit();
   TellTime("writing");
+  if (lacksPicture)
+    throw OutputError(fmt::format("{}: there is nothing to draw, or more than {} rows",
+                                  text::Escaped(_options.plot), render::kMostPictured));
   return account.isComplete ? kSuccess : kInterrupted;
 }
 

@@ -183,6 +183,7 @@ CanonicalFunctions Separate(const Cholesky& pooled, const LongMatrix& means, con
   const VectorXd eigenvalues = values.array().square();
   MatrixXd standardised = svd.matrixU().leftCols(count);
   MatrixXd structure = lower * standardised;
+  const MatrixXd scores = means.cast<double>() * pooled.Scale().cwiseInverse().asDiagonal();
   pooled.Lower().transpose().triangularView<Eigen::Upper>().solveInPlace(standardised);
   for (Index function = 0; function < count; ++function) {
     Index largest = 0;
@@ -195,6 +196,7 @@ CanonicalFunctions Separate(const Cholesky& pooled, const LongMatrix& means, con
           .proportions = FromEigen(VectorXd(eigenvalues / eigenvalues.sum())),
           .correlations = FromEigen(VectorXd(values.array() / (1.0 + eigenvalues.array()).sqrt())),
           .standardised = FromEigen(standardised),
+          .centroids = FromEigen(MatrixXd(scores * standardised)),
           .structure = FromEigen(MatrixXd(structure.cwiseMax(-1.0).cwiseMin(1.0)))};
 }
 

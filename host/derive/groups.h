@@ -61,6 +61,8 @@ struct CanonicalFunctions {
   /// For functions with pooled variance 1 and variables divided by their pooled deviation. The largest in size is
   /// positive.
   Matrix standardised;
+  /// The groups' means of the functions, about the grand mean: a group is a row.
+  Matrix centroids;
   Matrix structure;  ///< pooled within-group correlations of variables and functions
 };
 

@@ -231,6 +231,8 @@ Coefficient Term(Real estimate, Real error, const Regression& regression, double
           .lower = value - width,
           .upper = value + width,
           .standardised = kUndefined,
+          .standardisedLower = kUndefined,
+          .standardisedUpper = kUndefined,
           .tolerance = kUndefined};
 }
 
@@ -278,6 +280,10 @@ Regression Regress(const Sums& sums, const std::vector<double>& origin, const Re
                             regression, model.level);
     term.variable = variable;
     term.standardised = static_cast<double>(betas(at));
+    const Coefficient scaled =
+        Term(betas(at), error * std::sqrt(inverse(at)) / scale, regression, model.level);
+    term.standardisedLower = scaled.lower;
+    term.standardisedUpper = scaled.upper;
     term.tolerance = std::min(static_cast<double>(1.0L / inverse(at)), 1.0);
     coefficients.push_back(term);
   }

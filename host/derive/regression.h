@@ -24,8 +24,10 @@ struct Coefficient {
   TTest test;  ///< of the hypothesis that it is 0
   double lower;
   double upper;
-  double standardised;  ///< × deviation of the predictor ÷ deviation of the response
-  double tolerance;     ///< 1 − R² of the predictor on all others
+  double standardised;       ///< × deviation of the predictor ÷ deviation of the response
+  double standardisedLower;  ///< likewise: the deviations are taken as known
+  double standardisedUpper;
+  double tolerance;  ///< 1 − R² of the predictor on all others
 };
 
 /// Predictors that take no part, each list in the order given.

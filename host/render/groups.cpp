@@ -8,6 +8,7 @@
 #include <limits>
 #include <utility>
 
+#include "render/plot/centroids.h"
 #include "render/tables.h"
 #include "text/printable.h"
 
@@ -81,6 +82,7 @@ std::vector<Table> GroupReport::Tables() const {
       Functions(),
       OfFunctions("standardised", "Standardised coefficients",
                   canonical ? canonical->standardised : kNoMatrix),
+      Centroids(),
       OfFunctions("structure", "Correlations of variables and functions within groups",
                   canonical ? canonical->structure : kNoMatrix),
       ForJson(Classification())};
@@ -150,6 +152,12 @@ Table GroupReport::Functions() const {
                       "Canonical discriminant functions"));
 }
 
+Table GroupReport::Centroids() const {
+  if (!_analysis.canonical) return ForAll(Grid("centroids", "group", kNoNames, kNoNames, {}), "");
+  return ForAll(MatrixTable("centroids", _analysis.canonical->centroids, _groups, _functions),
+                "Means of the groups on the functions");
+}
+
 Table GroupReport::OfFunctions(const char* name, const char* caption, const derive::Matrix& matrix) const {
   Table table =
       ForAll(MatrixTable(name, matrix, _functions.empty() ? kNoNames : _variables, _functions), caption);
@@ -167,6 +175,11 @@ Table GroupReport::ClassificationWithConstants() const {
               [&functions = *_analysis.classification](std::size_t row, std::size_t group) {
                 return row == 0 ? functions.constants[group] : functions.coefficients.At(row - 1, group);
               });
+}
+
+std::optional<Picture> GroupReport::Draw(const Heading& heading) const {
+  if (!_analysis.canonical || _groups.size() > kMostPictured) return std::nullopt;
+  return DrawCentroids("groups", heading, *_analysis.canonical, _groups);
 }
 
 std::vector<std::string> GroupReport::Notes() const {

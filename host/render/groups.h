@@ -1,6 +1,7 @@
 #ifndef HOST_RENDER_GROUPS_H
 #define HOST_RENDER_GROUPS_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,8 @@ class GroupReport {
               const std::vector<std::string>& levels);
 
   std::vector<Table> Tables() const;
+  /// The groups on the first two canonical functions; nothing where these are undefined, or the groups too many.
+  std::optional<Picture> Draw(const Heading& heading) const;
   /// What is undefined, and because of which variable or group: a sentence each.
   std::vector<std::string> Notes() const;
 
@@ -28,6 +31,7 @@ class GroupReport {
   Table OfVariables(const char* name, const char* caption, const derive::Matrix& matrix) const;
   Table Tests(const std::vector<std::string>& names) const;
   Table Functions() const;
+  Table Centroids() const;
   Table OfFunctions(const char* name, const char* caption, const derive::Matrix& matrix) const;
   Table Classification() const;
   Table ClassificationWithConstants() const;

@@ -152,6 +152,15 @@ TEST(Groups, AgreeWithTheirDefinitions) {
     ExpectClose(v.transpose() * s * v, MatrixXd::Identity(v.cols(), v.cols()));
     ExpectClose(between * v, within * v * eigenvalues.asDiagonal(), 1e-9);
     ExpectClose(ToEigen(canonical.structure), s.diagonal().cwiseSqrt().cwiseInverse().asDiagonal() * s * v);
+    const MatrixXd centroids = ToEigen(canonical.centroids);
+    VectorXd weights(centroids.rows());
+    for (std::size_t at = 0; at < analysis.groups.size(); ++at) {
+      weights(static_cast<Eigen::Index>(at)) = analysis.groups[at].weight;
+      ExpectClose(centroids.row(static_cast<Eigen::Index>(at)),
+                  (ToEigen(analysis.groups[at].means) - all.mean).transpose() * v, 1e-9);
+    }
+    ExpectClose(centroids.transpose() * weights.asDiagonal() * centroids,
+                df * MatrixXd(eigenvalues.asDiagonal()), 1e-8);
     for (Eigen::Index function = 0; function < v.cols(); ++function) {
       const VectorXd column = ToEigen(canonical.standardised).col(function);
       EXPECT_EQ(column.maxCoeff(), column.cwiseAbs().maxCoeff());
