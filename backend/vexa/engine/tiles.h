@@ -16,13 +16,11 @@ constexpr std::size_t kTileVectors = VEXA_ENGINE_TILE_VECTORS;
 constexpr std::size_t kTileLanes = kTileVectors * kLanes;
 static_assert(kTileRows % kLanes == 0 && kTileRows % 2 == 0);
 
-/// A right panel of this many rows fills half of a first-level cache; both packed blocks and the sums of all their
-/// cells, half a megabyte together, stay in the second.
+/// A right panel of this many rows fills half of a first-level cache; two packed blocks and the sums of all their cells,
+/// a megabyte together, stay in the second, next to the rows that follow.
 constexpr std::size_t kChunkRows = 128;
-constexpr std::size_t kLeftBlock = 96;
-constexpr std::size_t kRightBlock = 240;
-static_assert(kLeftBlock % kTileRows == 0 && kRightBlock % kTileLanes == 0);
-static_assert(kRightBlock % kTileRows == 0);
+constexpr std::size_t kBlock = 240;
+static_assert(kBlock % kTileRows == 0 && kBlock % kTileLanes == 0);
 
 inline bool IsTriangle(Shape shape) { return shape == Shape::kTriangle || shape == Shape::kStrictTriangle; }
 
@@ -47,141 +45,99 @@ struct Destination {
   }
 };
 
-/// Rows `row` to row + rows − 1 of a block of columns, in panels of up to kTileLanes columns.
-class RightBlock {
+/// Some columns of a run over a chunk of rows, row by row, in panels of kWidth columns side by side.
+template <std::size_t kWidth>
+class Block {
  public:
-  RightBlock(double* packed, const Columns& run, std::size_t first, std::size_t columns)
-      : _packed(packed), _run(run), _first(first), _columns(columns) {}
+  Block(double* packed, std::size_t first, std::size_t columns)
+      : _packed(packed), _first(first), _columns(columns) {}
 
-  void Pack(std::size_t row, std::size_t rows) {
-    for (std::size_t panel = 0; panel < _columns; panel += kTileLanes) {
-      for (std::size_t v = 0; v < Vectors(panel); ++v) {
-        double* to = Panel(panel) + v * kLanes;
-        const std::size_t step = Step(panel);
-        ForEachRow(ColumnGroup(_run, _first + panel + v * kLanes), row, row + rows,
-                   [=](std::size_t k, Vector x) { Store(to + (k - row) * step, x); });
-      }
-    }
-  }
+  std::size_t First() const { return _first; }
+  std::size_t Columns() const { return _columns; }
+  std::size_t End() const { return _first + _columns; }
 
   /// Panels are named by their first column within the block.
   double* Panel(std::size_t panel) const { return _packed + panel * kChunkRows; }
-  std::size_t Vectors(std::size_t panel) const {
-    return Min(kTileVectors, (_columns - panel + kLanes - 1) / kLanes);
-  }
-  /// From one row of a panel to the next.
-  std::size_t Step(std::size_t panel) const { return Vectors(panel) * kLanes; }
 
-  std::size_t First() const { return _first; }
-  std::size_t Columns() const { return _columns; }
+  /// Where a column of the run begins; null when it is in another block.
+  double* Place(std::size_t col) const {
+    if (col < First() || col >= End()) return nullptr;
+    const std::size_t within = (col - _first) % kWidth;
+    return Panel(col - _first - within) + within;
+  }
 
  private:
   double* _packed;
-  const engine::Columns& _run;
   std::size_t _first;
   std::size_t _columns;
 };
 
-/// The same for left columns, in panels of kTileRows, each value already multiplied by its row's weight.
-class LeftBlock {
- public:
-  LeftBlock(double* packed, const CrossProducts& job, std::size_t first, std::size_t columns)
-      : _packed(packed), _job(job), _first(first), _columns(columns) {}
+using RightBlock = Block<kTileLanes>;
+using LeftBlock = Block<kTileRows>;
 
-  void Pack(const RightBlock& right, std::size_t row, std::size_t rows) {
-    const bool packedAlready = IsTriangle(_job.shape) && _first >= right.First() &&
-                               _first + _columns <= right.First() + right.Columns();
-    for (std::size_t col = 0; col < _columns; col += kLanes) {
-      double* to = Panel(col / kTileRows * kTileRows) + col % kTileRows;
-      if (packedAlready) {
-        const std::size_t at = _first - right.First() + col;
-        const std::size_t panel = at / kTileLanes * kTileLanes;
-        const double* from = right.Panel(panel) + at % kTileLanes;
-        for (std::size_t k = 0; k < rows; ++k) {
-          Store(to + k * kTileRows, Weighted(row + k, Load(from + k * right.Step(panel))));
-        }
-      } else {
-        ForEachRow(ColumnGroup(_job.left, _first + col), row, row + rows,
-                   [=, this](std::size_t k, Vector x) { Store(to + (k - row) * kTileRows, Weighted(k, x)); });
+/// kLanes columns on their way into a block, or into both blocks of a triangle.
+struct Packing {
+  const Columns& run;
+  std::size_t col;        ///< the first of them
+  const double* means;    ///< what is subtracted from each column of the run; null: nothing
+  bool keep;              ///< the run is left centred
+  const double* weights;  ///< null: every row weighs 1
+  double* right;          ///< null: not wanted
+  double* left;           ///< here the values are multiplied by the weights; null: not wanted
+};
+
+template <bool kCentred, bool kWeighted>
+inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
+  const ColumnGroup group(job.run, job.col);
+  // The lanes behind the last column hold it once more. What they hold means nothing, but it must not be centred twice.
+  const std::size_t columns = Min(kLanes, job.run.columns - job.col);
+  const std::size_t kept = job.keep ? columns : 0;
+  double mean[kLanes] = {};
+  for (std::size_t lane = 0; kCentred && lane < columns; ++lane) mean[lane] = job.means[job.col + lane];
+  std::size_t k = 0;
+  for (; k + kLanes <= rows; k += kLanes) {
+    Vector x[kLanes];
+    for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] = Load(group.column[lane] + row + k);
+    if (kCentred) {
+      for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] -= Broadcast(mean[lane]);
+      for (std::size_t lane = 0; lane < kLanes; ++lane) {
+        if (lane >= kept) break;
+        Store(job.run.base + (job.col + lane) * job.run.stride + row + k, x[lane]);
       }
     }
-  }
-
-  double* Panel(std::size_t panel) const { return _packed + panel * kChunkRows; }
-  std::size_t First() const { return _first; }
-  std::size_t Columns() const { return _columns; }
-
- private:
-  Vector Weighted(std::size_t row, Vector x) const {
-    return _job.weights ? Broadcast(_job.weights[row]) * x : x;
-  }
-
-  double* _packed;
-  const CrossProducts& _job;
-  std::size_t _first;
-  std::size_t _columns;
-};
-
-/// Both blocks of a triangle whose columns are all in both: each value is fetched once, centred on the way when there
-/// are means.
-template <bool kCentred, bool kWeighted>
-void PackTogether(const CrossProducts& job, const RightBlock& right, const LeftBlock& left, std::size_t row,
-                  std::size_t rows) {
-  for (std::size_t col = 0; col < right.Columns(); col += kLanes) {
-    const std::size_t panel = col / kTileLanes * kTileLanes;
-    double* toRight = right.Panel(panel) + (col - panel);
-    const std::size_t step = right.Step(panel);
-    double* toLeft = left.Panel(col / kTileRows * kTileRows) + col % kTileRows;
-    const ColumnGroup group(job.right, col);
-    const std::size_t columns = Min(kLanes, right.Columns() - col);
-    std::size_t k = 0;
-    for (; k + kLanes <= rows; k += kLanes) {
-      Vector x[kLanes];
-      for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] = Load(group.column[lane] + row + k);
-      if (kCentred) {
-        for (std::size_t lane = 0; lane < kLanes; ++lane) {
-          // The lanes behind the last column hold it once more and must not be centred twice.
-          if (lane >= columns) break;
-          x[lane] -= Broadcast(job.means[col + lane]);
-          Store(job.right.base + (col + lane) * job.right.stride + row + k, x[lane]);
-        }
-      }
-      Transpose(x);
+    Transpose(x);
+    if (job.right) {
+      for (std::size_t lane = 0; lane < kLanes; ++lane) Store(job.right + (k + lane) * kTileLanes, x[lane]);
+    }
+    if (job.left) {
       for (std::size_t lane = 0; lane < kLanes; ++lane) {
-        Store(toRight + (k + lane) * step, x[lane]);
-        Store(toLeft + (k + lane) * kTileRows,
+        Store(job.left + (k + lane) * kTileRows,
               kWeighted ? Broadcast(job.weights[row + k + lane]) * x[lane] : x[lane]);
       }
     }
-    for (; k < rows; ++k) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) {
-        double x = group.column[lane][row + k];
-        if (kCentred && lane < columns) {
-          x -= job.means[col + lane];
-          job.right.base[(col + lane) * job.right.stride + row + k] = x;
-        }
-        toRight[k * step + lane] = x;
-        toLeft[k * kTileRows + lane] = kWeighted ? job.weights[row + k] * x : x;
-      }
+  }
+  for (; k < rows; ++k) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      double x = group.column[lane][row + k];
+      if (kCentred) x -= mean[lane];
+      if (lane < kept) job.run.base[(job.col + lane) * job.run.stride + row + k] = x;
+      if (job.right) job.right[k * kTileLanes + lane] = x;
+      if (job.left) job.left[k * kTileRows + lane] = kWeighted ? job.weights[row + k] * x : x;
     }
   }
 }
 
-inline void PackTogether(const CrossProducts& job, const RightBlock& right, const LeftBlock& left,
-                         std::size_t row, std::size_t rows) {
+inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
   if (job.means) {
-    job.weights ? PackTogether<true, true>(job, right, left, row, rows)
-                : PackTogether<true, false>(job, right, left, row, rows);
+    job.weights ? PackRows<true, true>(job, row, rows) : PackRows<true, false>(job, row, rows);
   } else {
-    job.weights ? PackTogether<false, true>(job, right, left, row, rows)
-                : PackTogether<false, false>(job, right, left, row, rows);
+    job.weights ? PackRows<false, true>(job, row, rows) : PackRows<false, false>(job, row, rows);
   }
 }
 
-/// sums[m][lane] += left[row][m] × right[row][lane] for every row of a chunk; `step` doubles lie between two
-/// rows of right.
+/// sums[m][lane] += left[row][m] × right[row][lane] for every row of a chunk.
 template <std::size_t kRows, std::size_t kVectors>
-void MultiplyTile(const double* left, const double* right, std::size_t step, std::size_t rows, double* sums,
+void MultiplyTile(const double* left, const double* right, std::size_t rows, double* sums,
                   std::size_t sumStep) {
   Vector sum[kRows][kVectors];
   for (std::size_t m = 0; m < kRows; ++m) {
@@ -203,7 +159,7 @@ void MultiplyTile(const double* left, const double* right, std::size_t step, std
       for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] += Broadcast(factor[v][m]) * x[v];
     }
     left += kTileRows;
-    right += step;
+    right += kTileLanes;
   }
   for (std::size_t m = 0; m < kRows; ++m) {
     for (std::size_t v = 0; v < kVectors; ++v) Store(sums + m * sumStep + v * kLanes, sum[m][v]);
@@ -211,16 +167,16 @@ void MultiplyTile(const double* left, const double* right, std::size_t step, std
 }
 
 template <std::size_t kRows>
-inline void MultiplyTile(std::size_t vectors, const double* left, const double* right, std::size_t step,
-                         std::size_t rows, double* sums, std::size_t sumStep) {
+inline void MultiplyTile(std::size_t vectors, const double* left, const double* right, std::size_t rows,
+                         double* sums, std::size_t sumStep) {
   static_assert(kTileVectors == 3);
   switch (vectors) {
     case 1:
-      return MultiplyTile<kRows, 1>(left, right, step, rows, sums, sumStep);
+      return MultiplyTile<kRows, 1>(left, right, rows, sums, sumStep);
     case 2:
-      return MultiplyTile<kRows, 2>(left, right, step, rows, sums, sumStep);
+      return MultiplyTile<kRows, 2>(left, right, rows, sums, sumStep);
     default:
-      return MultiplyTile<kRows, 3>(left, right, step, rows, sums, sumStep);
+      return MultiplyTile<kRows, 3>(left, right, rows, sums, sumStep);
   }
 }
 
@@ -240,21 +196,14 @@ class CrossProductRun {
 
   /// Returns the number of cells written.
   std::size_t Run() {
-    const bool together = IsTriangle(_job.shape) && _job.left.columns <= kLeftBlock;
-    if (_job.means && !together) CentreColumns(_job.left, _job.means);
-    for (std::size_t first = 0; first < _job.right.columns; first += kRightBlock) {
-      RightBlock right(_right, _job.right, first, Min(kRightBlock, _job.right.columns - first));
-      for (std::size_t col = IsTriangle(_job.shape) ? first : 0; col < _job.left.columns; col += kLeftBlock) {
-        LeftBlock left(_left, _job, col, Min(kLeftBlock, _job.left.columns - col));
+    for (std::size_t first = 0; first < _job.right.columns; first += kBlock) {
+      const RightBlock right(_right, first, Min(kBlock, _job.right.columns - first));
+      for (std::size_t col = IsTriangle(_job.shape) ? first : 0; col < _job.left.columns; col += kBlock) {
+        const LeftBlock left(_left, col, Min(kBlock, _job.left.columns - col));
         BeginSums(left, right);
         for (std::size_t row = 0; row < _job.left.rows; row += kChunkRows) {
           const std::size_t chunk = Min(kChunkRows, _job.left.rows - row);
-          if (together) {
-            PackTogether(_job, right, left, row, chunk);
-          } else {
-            right.Pack(row, chunk);
-            left.Pack(right, row, chunk);
-          }
+          Pack(left, right, row, chunk);
           Multiply(left, right, chunk);
         }
         EndSums(left, right);
@@ -265,10 +214,26 @@ class CrossProductRun {
 
  private:
   static std::size_t RightColumns(const CrossProducts& job) {
-    return RoundUp(Min(job.right.columns, kRightBlock), kTileLanes);
+    return RoundUp(Min(job.right.columns, kBlock), kTileLanes);
   }
   static std::size_t LeftColumns(const CrossProducts& job) {
-    return RoundUp(Min(job.left.columns, kLeftBlock), kTileRows);
+    return RoundUp(Min(job.left.columns, kBlock), kTileRows);
+  }
+
+  /// The blocks go over the columns in such an order that those of the first right block meet all left columns for the
+  /// first time, and in a triangle all columns: then they are centred.
+  void Pack(const LeftBlock& left, const RightBlock& right, std::size_t row, std::size_t rows) {
+    const bool triangle = IsTriangle(_job.shape);
+    const bool centred = right.First() != 0;
+    for (std::size_t col = left.First(); col < left.End(); col += kLanes) {
+      double* toRight = triangle ? right.Place(col) : nullptr;
+      PackRows({_job.left, col, centred ? nullptr : _job.means, true, _job.weights, toRight, left.Place(col)},
+               row, rows);
+    }
+    for (std::size_t col = right.First(); col < right.End(); col += kLanes) {
+      if (triangle && left.Place(col)) continue;
+      PackRows({_job.right, col, nullptr, false, nullptr, right.Place(col), nullptr}, row, rows);
+    }
   }
 
   /// Columns of a right block that some of the left columns up to `left` has cells in: in a triangle or staircase the
@@ -284,14 +249,14 @@ class CrossProductRun {
         const std::size_t tileRows = Min(kTileRows, left.Columns() - m);
         const std::size_t reach = Reach(left.First() + m + tileRows - 1, right);
         if (reach <= panel) continue;
-        const std::size_t vectors = Min(right.Vectors(panel), (reach - panel + kLanes - 1) / kLanes);
+        const std::size_t vectors = Min(kTileVectors, (reach - panel + kLanes - 1) / kLanes);
         const double* factors = left.Panel(m);
         const double* values = right.Panel(panel);
         double* sums = _sums + m * _sumStep + panel;
         if (tileRows <= kTileRows / 2) {
-          MultiplyTile<kTileRows / 2>(vectors, factors, values, right.Step(panel), chunk, sums, _sumStep);
+          MultiplyTile<kTileRows / 2>(vectors, factors, values, chunk, sums, _sumStep);
         } else {
-          MultiplyTile<kTileRows>(vectors, factors, values, right.Step(panel), chunk, sums, _sumStep);
+          MultiplyTile<kTileRows>(vectors, factors, values, chunk, sums, _sumStep);
         }
       }
     }
