@@ -36,37 +36,44 @@ unsigned int FillByEngine(const ColumnRun& left, const ColumnRun& right, engine:
   return scratch ? static_cast<unsigned int>(kernels->crossProducts(job, scratch)) : 0;
 }
 
+void Summarise(const engine::Kernels& kernels, const ColumnRun& run, BatchWeights& weights, double* means,
+               double* mins, double* maxs) {
+  const engine::WeightSums sums =
+      kernels.summarise({EngineColumns(run), weights.Rows(), weights.Factors(), means, mins, maxs});
+  weights.TakeSums(sums.own, sums.combined, run.rows);
+}
+
 }  // namespace
 
-void CenterColumns(const ColumnRun& run, const BatchWeights& weights, double* means, double* mins,
-                   double* maxs) {
+void CenterColumns(const ColumnRun& run, BatchWeights& weights, double* means, double* mins, double* maxs) {
   if (const engine::Kernels* kernels = EngineFor(run)) {
-    kernels->summarise({EngineColumns(run), weights.weights, weights.regWeightSum, means, mins, maxs});
+    Summarise(*kernels, run, weights, means, mins, maxs);
     kernels->centre(EngineColumns(run), means);
     return;
   }
   const int rows = RowCount(run);
+  weights.Combine(run.rows);
   for (unsigned int col = 0; col < run.columns; ++col) {
     double* x = run.Column(col);
     if (mins) mins[col] = Mins(x, rows);
     if (maxs) maxs[col] = Maxs(x, rows);
-    means[col] = WeightedMean(x, weights.weights, weights.regWeightSum, rows);
+    means[col] = WeightedMean(x, weights.Rows(), weights.RegWeightSum(), rows);
     CenterData(x, means[col], rows);
   }
 }
 
-unsigned int CenterAndFillTriangle(const ColumnRun& run, const BatchWeights& weights, double* means,
-                                   double* mins, double* maxs, double* cells) {
+unsigned int CenterAndFillTriangle(const ColumnRun& run, BatchWeights& weights, double* means, double* mins,
+                                   double* maxs, double* cells) {
   if (const engine::Kernels* kernels = EngineFor(run)) {
-    kernels->summarise({EngineColumns(run), weights.weights, weights.regWeightSum, means, mins, maxs});
+    Summarise(*kernels, run, weights, means, mins, maxs);
     const unsigned int written =
-        FillByEngine(run, run, engine::Shape::kTriangle, weights.weights, cells, 1, means);
+        FillByEngine(run, run, engine::Shape::kTriangle, weights.Rows(), cells, 1, means);
     if (written != 0) return written;
     kernels->centre(EngineColumns(run), means);
   } else {
     CenterColumns(run, weights, means, mins, maxs);
   }
-  return FillTriangle(run, Diagonal::kWith, weights.weights, cells);
+  return FillTriangle(run, Diagonal::kWith, weights.Rows(), cells);
 }
 
 unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double* weights, double* cells,

@@ -36,15 +36,14 @@ ColumnRun RunOf(Batch& batch, unsigned int first, unsigned int columns) {
   return {base, batch.MaxRows(), columns, batch.NRows()};
 }
 
-/// Writes the weighted mean of each column to means, and its extremes to mins and maxs when these are not
-/// null; leaves the columns centred on their means.
-void CenterColumns(const ColumnRun& run, const BatchWeights& weights, double* means, double* mins,
-                   double* maxs);
+/// Combines and sums the weights, writes the weighted mean of each column to means, and its extremes to mins and maxs when
+/// these are not null; leaves the columns centred on their means.
+void CenterColumns(const ColumnRun& run, BatchWeights& weights, double* means, double* mins, double* maxs);
 
 /// The same, and then FillTriangle of the centred columns with the diagonal: a column is fetched once less than by
 /// the two one after the other. Returns the number of cells written.
-unsigned int CenterAndFillTriangle(const ColumnRun& run, const BatchWeights& weights, double* means,
-                                   double* mins, double* maxs, double* cells);
+unsigned int CenterAndFillTriangle(const ColumnRun& run, BatchWeights& weights, double* means, double* mins,
+                                   double* maxs, double* cells);
 
 enum class Diagonal { kWith, kWithout };
 

@@ -5,34 +5,39 @@
 
 namespace vexa {
 
-/// What a listwise accumulator needs of a batch's weights.
-struct BatchWeights {
-  double weightSum;       ///< case weights, or the row count
-  const double* weights;  ///< combined weights of the rows, null when every row weighs 1
-  double regWeightSum;    ///< their sum; weightSum without regression weights
-};
+/// The weights of a batch's rows, which a listwise accumulator combines in the batch's own memory: first of all, because
+/// everything else is weighted by the products.
+class BatchWeights {
+ public:
+  /// Case weights and regression weights of rows; null where there are none.
+  BatchWeights(double* weights, double* regWeights) : _weights(weights), _regWeights(regWeights) {}
+  explicit BatchWeights(DataBatch& batch) : BatchWeights(batch.Weights(), batch.RegWeights()) {}
 
-/// Reads the weights of a batch with rows and leaves its case weights multiplied by the regression weights.
-/// The case weights are summed before that.
-inline BatchWeights TakeWeights(DataBatch& batch) {
-  double* weights = batch.Weights();
-  const double* regWeights = batch.RegWeights();
-  const unsigned int rows = batch.NRows();
-  if (weights && regWeights) {
-    // WeightedSum, CombineWeights and Sum in one loop: two chains of additions side by side take the time of one.
-    BatchWeights taken{0.0, weights, 0.0};
-    for (unsigned int k = 0; k < rows; ++k) {
-      taken.weightSum += weights[k];
-      weights[k] *= regWeights[k];
-      taken.regWeightSum += weights[k];
-    }
-    return taken;
+  /// What the rows weigh; null when every row weighs 1. Of both kinds the products only after Combine.
+  double* Rows() const { return _weights ? _weights : _regWeights; }
+  /// What Rows() is still to be multiplied by; null when there is nothing.
+  const double* Factors() const { return _weights ? _regWeights : nullptr; }
+
+  void Combine(unsigned int rows) {
+    const auto count = static_cast<int>(rows);
+    const double sum = WeightedSum(_weights, count);
+    const double* combined = CombineWeights(_weights, _regWeights, count);
+    TakeSums(sum, _regWeights ? Sum(combined, count) : sum, rows);
   }
-  BatchWeights taken{};
-  taken.weightSum = WeightedSum(weights, static_cast<int>(rows));
-  taken.weights = CombineWeights(weights, regWeights, rows);
-  taken.regWeightSum = regWeights ? Sum(regWeights, static_cast<int>(rows)) : taken.weightSum;
-  return taken;
-}
+  /// Whoever has multiplied Rows() by Factors() hands in the sums of Rows() before and after.
+  void TakeSums(double sum, double combinedSum, unsigned int rows) {
+    _weightSum = _weights ? sum : rows;
+    _regWeightSum = combinedSum;
+  }
+
+  double WeightSum() const { return _weightSum; }
+  double RegWeightSum() const { return _regWeightSum; }
+
+ private:
+  double* _weights;
+  double* _regWeights;
+  double _weightSum = 0.0;     ///< of the case weights, or the row count
+  double _regWeightSum = 0.0;  ///< of the combined weights; the other sum without regression weights
+};
 
 }  // namespace vexa

@@ -40,12 +40,12 @@ void MatrixListwise::Data::Init(DataBatch& batch) {
   _means.swap(means);
   _hasRegWeights = batch.HasRegWeights();
   _nRows = nRows;
-  const BatchWeights weights = TakeWeights(batch);
-  _weightSum = weights.weightSum;
-  _regWeightSum = weights.regWeightSum;
+  BatchWeights weights(batch);
 
   const ColumnRun run = RunOf(batch, 0, nCols);
   const unsigned int written = CenterAndFillTriangle(run, weights, _means.data(), nullptr, nullptr, _xp);
+  _weightSum = weights.WeightSum();
+  _regWeightSum = weights.RegWeightSum();
   const double* xprow = _xp + written - nCols;
   assert(xprow+nCols == _xp+nCells);
 }

@@ -44,15 +44,15 @@ void NSMatrixListwise::Data::Init(DataBatch& data) {
   _maxs.swap(maxs);
   _hasRegWeights = data.HasRegWeights();
   _nRows = nRows;
-  const BatchWeights weights = TakeWeights(data);
-  _weightSum = weights.weightSum;
-  _regWeightSum = weights.regWeightSum;
+  BatchWeights weights(data);
 
   CenterColumns(both, weights, _means.data(), _mins.data(), _maxs.data());
-  FillSquares(both, weights.weights, _ss.data());
+  _weightSum = weights.WeightSum();
+  _regWeightSum = weights.RegWeightSum();
+  FillSquares(both, weights.Rows(), _ss.data());
   const ColumnRun left = both.Columns(0, static_cast<unsigned int>(i));
   const ColumnRun right = both.Columns(left.columns, static_cast<unsigned int>(j));
-  const double* xprow = _xp + FillRectangle(left, right, weights.weights, _xp);
+  const double* xprow = _xp + FillRectangle(left, right, weights.Rows(), _xp);
   assert(xprow == _xp+i*j);
 }
 

@@ -59,12 +59,12 @@ void SMatrixListwise::Data::Init(DataBatch& batch) {
   _col2 = col2;
   _hasRegWeights = batch.HasRegWeights();
   _nRows = nRows;
-  const BatchWeights weights = TakeWeights(batch);
-  _weightSum = weights.weightSum;
-  _regWeightSum = weights.regWeightSum;
+  BatchWeights weights(batch);
 
   const unsigned int written =
       CenterAndFillTriangle(run, weights, _means.data(), _mins.data(), _maxs.data(), _xp);
+  _weightSum = weights.WeightSum();
+  _regWeightSum = weights.RegWeightSum();
   const double* xprow = _xp + written - nCols;
   assert(xprow+nCols == _xp+nCells);
 }

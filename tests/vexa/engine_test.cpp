@@ -81,13 +81,26 @@ Values AllPhases(const Rows& rows) {
   Values means(columns, -1.0);
   Values mins(columns, -1.0);
   Values maxs(columns, -1.0);
-  const vexa::BatchWeights batchWeights{1.0, weights, 0.75 * static_cast<double>(rows.count)};
-  vexa::CenterColumns(run, batchWeights, means.data(), mins.data(), maxs.data());
-  append(means);
-  append(mins);
-  append(maxs);
-  append(memory.Cells());
-  vexa::CenterColumns(run, batchWeights, means.data(), nullptr, nullptr);
+  // Centring combines the weights where they are, and sums them.
+  Values ownWeights;
+  Values regWeights;
+  const auto takeWeights = [&] {
+    ownWeights = rows.weights;
+    regWeights = rows.regWeights;
+    return vexa::BatchWeights(rows.hasWeights ? ownWeights.data() : nullptr,
+                              rows.hasRegWeights ? regWeights.data() : nullptr);
+  };
+  const auto appendWeights = [&](const vexa::BatchWeights& taken) {
+    append(ownWeights);
+    append(regWeights);
+    append({taken.WeightSum(), taken.RegWeightSum()});
+  };
+  vexa::BatchWeights centreWeights = takeWeights();
+  vexa::CenterColumns(run, centreWeights, means.data(), mins.data(), maxs.data());
+  appendWeights(centreWeights);
+  for (const Values& values : {means, mins, maxs, memory.Cells()}) append(values);
+  centreWeights = takeWeights();
+  vexa::CenterColumns(run, centreWeights, means.data(), nullptr, nullptr);
   append(means);
 
   const unsigned int cells = columns * (columns + 1) / 2;
@@ -101,8 +114,10 @@ Values AllPhases(const Rows& rows) {
   }
   Memory again(rows);
   Values triangle(cells, -1.0);
-  all.push_back(vexa::CenterAndFillTriangle(again.Run(), batchWeights, means.data(), mins.data(), maxs.data(),
-                                            triangle.data()));
+  centreWeights = takeWeights();
+  all.push_back(vexa::CenterAndFillTriangle(again.Run(), centreWeights, means.data(), mins.data(),
+                                            maxs.data(), triangle.data()));
+  appendWeights(centreWeights);
   for (const Values& values : {means, mins, maxs, again.Cells(), triangle}) append(values);
 
   const unsigned int left = columns / 3;
@@ -119,6 +134,7 @@ void ExpectPlainBits(Random& random, std::size_t rows, std::size_t columns, bool
   spec.rows = rows;
   spec.columns = columns;
   spec.weights = weights;
+  spec.regWeights = columns % 2 == 0;
   spec.oddWeights = wild;
   spec.wild = wild;
   spec.groups = 5;

@@ -13,44 +13,93 @@ inline void StoreColumns(Vector x, double* to, std::size_t columns, std::size_t 
   for (std::size_t lane = 0; lane < kLanes && lane < columns; ++lane) to[lane * stride] = x[lane];
 }
 
+enum class Weighting {
+  kNone,      ///< every row weighs 1
+  kReady,     ///< weights that nothing has to be done to
+  kSummed,    ///< weights that are summed in passing
+  kCombined,  ///< weights that are summed, multiplied by the others and summed again
+};
+
 /// The mean of each column: the leading run of equal values v counts as v times the sum of its weights, and a
-/// column of nothing else has the mean v exactly.
-template <bool kWeighted>
+/// column of nothing else has the mean v exactly. The sums of the weights are two more chains of additions, which take no
+/// time next to those of the columns.
+template <Weighting kWeighting>
 class GroupMean {
  public:
-  GroupMean(const ColumnGroup& group, const Summaries& job)
-      : _group(group), _job(job), _first(group.Row(0)), _min(_first), _max(_first) {}
+  GroupMean(const ColumnGroup& group, const Summaries& job, WeightSums sums)
+      : _group(group), _job(job), _sums(sums), _first(group.Row(0)), _min(_first), _max(_first) {}
 
   void Run() {
+    const std::size_t rows = _job.run.rows;
     Mask leading = _first == _first;
     Vector runWeight{};
     std::size_t row = 0;
-    for (; row < _job.run.rows && Any(leading); ++row) {
-      const Vector x = _group.Row(row);
-      leading &= x == _first;
-      if (!Any(leading)) break;
-      runWeight = leading ? runWeight + Weight(row) : runWeight;
-      _rest = leading ? _rest : _rest + Weighted(row, x);
-      Compare(x);
+    while (row < rows && Any(leading)) {
+      // Whole vectors of rows, so that all that come after begin where a vector does.
+      const std::size_t last = row + kLanes < rows ? row + kLanes : rows;
+      TakeWeights(row, last);
+      for (; row < last; ++row) {
+        const Vector x = _group.Row(row);
+        leading &= x == _first;
+        runWeight = leading ? runWeight + Weight(row) : runWeight;
+        _rest = leading ? _rest : _rest + Weighted(row, x);
+        Compare(x);
+      }
     }
     if (_job.mins || _job.maxs) {
-      ForEachRow(_group, row, _job.run.rows, [this](std::size_t k, Vector x) {
-        _rest += Weighted(k, x);
-        Compare(x);
-      });
+      AddRows(row, [this](Vector x) { Compare(x); });
     } else {
-      ForEachRow(_group, row, _job.run.rows, [this](std::size_t k, Vector x) { _rest += Weighted(k, x); });
+      AddRows(row, [](Vector) {});
     }
-    _mean = leading ? _first : (_rest + _first * runWeight) / Broadcast(_job.weightTotal);
+    _mean = leading ? _first : (_rest + _first * runWeight) / Broadcast(_sums.combined);
   }
 
+  WeightSums Sums() const { return _sums; }
   Vector Mean() const { return _mean; }
   Vector Min() const { return _min; }
   Vector Max() const { return _max; }
 
  private:
-  Vector Weight(std::size_t row) const { return Broadcast(kWeighted ? _job.weights[row] : 1.0); }
-  Vector Weighted(std::size_t row, Vector x) const { return kWeighted ? Weight(row) * x : x; }
+  template <class Look>
+  void AddRows(std::size_t row, Look look) {
+    const std::size_t rows = _job.run.rows;
+    for (; row + kLanes <= rows; row += kLanes) {
+      Vector x[kLanes];
+      _group.Rows(row, x);
+      TakeWeights(row, row + kLanes);
+      for (std::size_t k = 0; k < kLanes; ++k) {
+        _rest += Weighted(row + k, x[k]);
+        look(x[k]);
+      }
+    }
+    TakeWeights(row, rows);
+    for (; row < rows; ++row) {
+      const Vector x = _group.Row(row);
+      _rest += Weighted(row, x);
+      look(x);
+    }
+  }
+
+  void TakeWeights(std::size_t row, std::size_t last) {
+    if constexpr (kWeighting == Weighting::kSummed) {
+      for (; row < last; ++row) _sums.own += _job.weights[row];
+      _sums.combined = _sums.own;
+    } else if constexpr (kWeighting == Weighting::kCombined) {
+      for (; row < last; ++row) {
+        const double weight = _job.weights[row];
+        _sums.own += weight;
+        _job.weights[row] = weight * _job.regWeights[row];
+        _sums.combined += _job.weights[row];
+      }
+    }
+  }
+
+  Vector Weight(std::size_t row) const {
+    return Broadcast(kWeighting == Weighting::kNone ? 1.0 : _job.weights[row]);
+  }
+  Vector Weighted(std::size_t row, Vector x) const {
+    return kWeighting == Weighting::kNone ? x : Weight(row) * x;
+  }
   /// A NaN replaces nothing, and one that comes first stays.
   void Compare(Vector x) {
     _max = x > _max ? x : _max;
@@ -59,6 +108,7 @@ class GroupMean {
 
   const ColumnGroup& _group;
   const Summaries& _job;
+  WeightSums _sums;
   Vector _first;
   Vector _min;
   Vector _max;
@@ -73,21 +123,32 @@ inline void Centre(double* x, std::size_t rows, double mean) {
   for (; row < rows; ++row) x[row] -= mean;
 }
 
-template <bool kWeighted>
-void SummariseGroups(const Summaries& job) {
-  for (std::size_t first = 0; first < job.run.columns; first += kLanes) {
-    const std::size_t columns = job.run.columns - first;
-    const ColumnGroup group(job.run, first);
-    GroupMean<kWeighted> mean(group, job);
-    mean.Run();
-    StoreColumns(mean.Mean(), job.means + first, columns);
-    if (job.mins) StoreColumns(mean.Min(), job.mins + first, columns);
-    if (job.maxs) StoreColumns(mean.Max(), job.maxs + first, columns);
-  }
+template <Weighting kWeighting>
+WeightSums SummariseGroup(const Summaries& job, std::size_t first, WeightSums sums) {
+  const std::size_t columns = job.run.columns - first;
+  const ColumnGroup group(job.run, first);
+  GroupMean<kWeighting> mean(group, job, sums);
+  mean.Run();
+  StoreColumns(mean.Mean(), job.means + first, columns);
+  if (job.mins) StoreColumns(mean.Min(), job.mins + first, columns);
+  if (job.maxs) StoreColumns(mean.Max(), job.maxs + first, columns);
+  return mean.Sums();
 }
 
-inline void Summarise(const Summaries& job) {
-  job.weights ? SummariseGroups<true>(job) : SummariseGroups<false>(job);
+/// The first columns bring the weights' sums along.
+inline WeightSums Summarise(const Summaries& job) {
+  if (!job.weights) {
+    const auto rows = static_cast<double>(job.run.rows);
+    const WeightSums sums{rows, rows};
+    for (std::size_t first = 0; first < job.run.columns; first += kLanes)
+      SummariseGroup<Weighting::kNone>(job, first, sums);
+    return sums;
+  }
+  const WeightSums sums = job.regWeights ? SummariseGroup<Weighting::kCombined>(job, 0, {0.0, 0.0})
+                                         : SummariseGroup<Weighting::kSummed>(job, 0, {0.0, 0.0});
+  for (std::size_t first = kLanes; first < job.run.columns; first += kLanes)
+    SummariseGroup<Weighting::kReady>(job, first, sums);
+  return sums;
 }
 
 inline void CentreColumns(const Columns& run, const double* means) {

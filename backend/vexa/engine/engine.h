@@ -38,11 +38,18 @@ struct CrossProducts {
 /// Mean and extremes of every column.
 struct Summaries {
   Columns run;
-  const double* weights;  ///< null: every row weighs 1
-  double weightTotal;     ///< what the means are divided by
+  double* weights;           ///< null: every row weighs 1
+  const double* regWeights;  ///< what the weights are multiplied by before they are used; null: nothing
   double* means;
   double* mins;  ///< null: not wanted
   double* maxs;  ///< null: not wanted
+};
+
+/// The sums of the weights as they were and as they are used, which the means are divided by; of weights of 1 the number
+/// of rows.
+struct WeightSums {
+  double own;
+  double combined;
 };
 
 /// Sums that begin at what the cells hold, for column k and group g at k × groupCount + g.
@@ -104,7 +111,7 @@ struct alignas(64) PairSums {
 struct Kernels {
   const char* name;
 
-  void (*summarise)(const Summaries& job);
+  WeightSums (*summarise)(const Summaries& job);
   void (*centre)(const Columns& run, const double* means);
 
   /// Returns the number of cells written.
