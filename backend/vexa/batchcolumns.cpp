@@ -22,7 +22,8 @@ const engine::Kernels* EngineFor(const ColumnRun& run) {
 /// Returns the number of cells written, or 0 when the plain kernels have to.
 unsigned int FillByEngine(const ColumnRun& left, const ColumnRun& right, engine::Shape shape,
                           const double* weights, double* cells, std::size_t cellStride,
-                          const double* means = nullptr) {
+                          const engine::Centring& leftCentring = {},
+                          const engine::Centring& rightCentring = {}) {
   const engine::Kernels* kernels = EngineFor(left);
   if (!kernels || !EngineFor(right)) return 0;
   const engine::CrossProducts job{.left = EngineColumns(left),
@@ -31,7 +32,8 @@ unsigned int FillByEngine(const ColumnRun& left, const ColumnRun& right, engine:
                                   .weights = weights,
                                   .cells = cells,
                                   .cellStride = cellStride,
-                                  .means = means};
+                                  .leftCentring = leftCentring,
+                                  .rightCentring = rightCentring};
   double* scratch = Scratch(kernels->crossProductScratch(job));
   return scratch ? static_cast<unsigned int>(kernels->crossProducts(job, scratch)) : 0;
 }
@@ -66,8 +68,8 @@ unsigned int CenterAndFillTriangle(const ColumnRun& run, BatchWeights& weights, 
                                    double* maxs, double* cells) {
   if (const engine::Kernels* kernels = EngineFor(run)) {
     Summarise(*kernels, run, weights, means, mins, maxs);
-    const unsigned int written =
-        FillByEngine(run, run, engine::Shape::kTriangle, weights.Rows(), cells, 1, means);
+    const unsigned int written = FillByEngine(run, run, engine::Shape::kTriangle, weights.Rows(), cells, 1,
+                                              {.means = means, .kept = true});
     if (written != 0) return written;
     kernels->centre(EngineColumns(run), means);
   } else {

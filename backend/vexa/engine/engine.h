@@ -22,6 +22,13 @@ struct Columns {
 /// the one before it.
 enum class Shape { kTriangle, kStrictTriangle, kRectangle, kStaircase };
 
+/// What happens to the columns of a run before they are multiplied.
+struct Centring {
+  const double* means = nullptr;  ///< what is subtracted from each of them; null: nothing
+  bool kept = false;              ///< the run is left so
+  double* squares = nullptr;      ///< Σ (w·x)·x of each of them then; null: not wanted
+};
+
 /// Σ (w·left)·right over the rows for every cell, packed row by row; cell k is written to cells[k × cellStride].
 struct CrossProducts {
   Columns left;
@@ -30,7 +37,8 @@ struct CrossProducts {
   const double* weights;  ///< null: every row weighs 1
   double* cells;
   std::size_t cellStride;
-  const double* means = nullptr;  ///< those of a triangle's columns, on which they are centred in passing
+  Centring leftCentring = {};  ///< of a triangle all columns
+  Centring rightCentring = {};
   const std::size_t* widths = nullptr;  ///< of a staircase
   bool resume = false;                  ///< the cells hold the sums over the rows before these
 };

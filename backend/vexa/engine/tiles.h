@@ -78,60 +78,79 @@ using LeftBlock = Block<kTileRows>;
 /// kLanes columns on their way into a block, or into both blocks of a triangle.
 struct Packing {
   const Columns& run;
-  std::size_t col;        ///< the first of them
-  const double* means;    ///< what is subtracted from each column of the run; null: nothing
-  bool keep;              ///< the run is left centred
+  std::size_t col;  ///< the first of them
+  const Centring& centring;
   const double* weights;  ///< null: every row weighs 1
   double* right;          ///< null: not wanted
   double* left;           ///< here the values are multiplied by the weights; null: not wanted
 };
 
-template <bool kCentred, bool kWeighted>
-inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
+template <bool kCentred, bool kKept, bool kWeighted>
+void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
   const ColumnGroup group(job.run, job.col);
-  // The lanes behind the last column hold it once more. What they hold means nothing, but it must not be centred twice.
-  const std::size_t columns = Min(kLanes, job.run.columns - job.col);
-  const std::size_t kept = job.keep ? columns : 0;
-  double mean[kLanes] = {};
-  for (std::size_t lane = 0; kCentred && lane < columns; ++lane) mean[lane] = job.means[job.col + lane];
-  std::size_t k = 0;
-  for (; k + kLanes <= rows; k += kLanes) {
-    Vector x[kLanes];
-    for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] = Load(group.column[lane] + row + k);
-    if (kCentred) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] -= Broadcast(mean[lane]);
-      for (std::size_t lane = 0; lane < kLanes; ++lane) {
-        if (lane >= kept) break;
-        Store(job.run.base + (job.col + lane) * job.run.stride + row + k, x[lane]);
-      }
-    }
-    Transpose(x);
+  // The lanes behind the last column hold it once more, and all lanes are read before any is written: what it is left
+  // as is written several times.
+  double* column[kLanes];
+  Vector mean{};
+  Vector squares{};
+  for (std::size_t lane = 0; lane < kLanes; ++lane) {
+    column[lane] = job.run.base + (group.column[lane] - job.run.base) + row;
+    const std::size_t col = Min(job.col + lane, job.run.columns - 1);
+    if (kCentred) mean[lane] = job.centring.means[col];
+    if (job.centring.squares) squares[lane] = job.centring.squares[col];
+  }
+  const auto weighted = [&job, row](std::size_t k, Vector x) {
+    return kWeighted ? Broadcast(job.weights[row + k]) * x : x;
+  };
+  const auto pack = [&](std::size_t first, const Vector* x, std::size_t count) {
     if (job.right) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) Store(job.right + (k + lane) * kTileLanes, x[lane]);
+      for (std::size_t k = 0; k < count; ++k) Store(job.right + (first + k) * kTileLanes, x[k]);
     }
     if (job.left) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) {
-        Store(job.left + (k + lane) * kTileRows,
-              kWeighted ? Broadcast(job.weights[row + k + lane]) * x[lane] : x[lane]);
-      }
+      for (std::size_t k = 0; k < count; ++k)
+        Store(job.left + (first + k) * kTileRows, weighted(first + k, x[k]));
     }
-  }
-  for (; k < rows; ++k) {
+    if (job.centring.squares) {
+      for (std::size_t k = 0; k < count; ++k) squares += weighted(first + k, x[k]) * x[k];
+    }
+  };
+  const std::size_t blocks = rows / kLanes;
+  for (std::size_t i = 0; i < blocks; ++i) {
+    const std::size_t k = (i / 2 + (i % 2 ? (blocks + 1) / 2 : 0)) * kLanes;
+    Vector x[kLanes];
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
-      double x = group.column[lane][row + k];
-      if (kCentred) x -= mean[lane];
-      if (lane < kept) job.run.base[(job.col + lane) * job.run.stride + row + k] = x;
-      if (job.right) job.right[k * kTileLanes + lane] = x;
-      if (job.left) job.left[k * kTileRows + lane] = kWeighted ? job.weights[row + k] * x : x;
+      x[lane] = Load(column[lane] + k);
+      if (kCentred) x[lane] -= Broadcast(mean[lane]);
     }
+    if (kKept) {
+      for (std::size_t lane = 0; lane < kLanes; ++lane) Store(column[lane] + k, x[lane]);
+    }
+    Transpose(x);
+    pack(k, x, kLanes);
   }
+  for (std::size_t k = blocks * kLanes; k < rows; ++k) {
+    const Vector x = group.Row(row + k) - mean;
+    if (kKept) {
+      for (std::size_t lane = 0; lane < kLanes; ++lane) column[lane][k] = x[lane];
+    }
+    pack(k, &x, 1);
+  }
+  if (job.centring.squares) StoreColumns(squares, job.centring.squares + job.col, job.run.columns - job.col);
+}
+
+template <bool kCentred, bool kKept>
+inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
+  job.weights ? PackRows<kCentred, kKept, true>(job, row, rows)
+              : PackRows<kCentred, kKept, false>(job, row, rows);
 }
 
 inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
-  if (job.means) {
-    job.weights ? PackRows<true, true>(job, row, rows) : PackRows<true, false>(job, row, rows);
+  if (!job.centring.means) {
+    PackRows<false, false>(job, row, rows);
+  } else if (job.centring.kept) {
+    PackRows<true, true>(job, row, rows);
   } else {
-    job.weights ? PackRows<false, true>(job, row, rows) : PackRows<false, false>(job, row, rows);
+    PackRows<true, false>(job, row, rows);
   }
 }
 
@@ -220,20 +239,28 @@ class CrossProductRun {
     return RoundUp(Min(job.left.columns, kBlock), kTileRows);
   }
 
-  /// The blocks go over the columns in such an order that those of the first right block meet all left columns for the
-  /// first time, and in a triangle all columns: then they are centred.
   void Pack(const LeftBlock& left, const RightBlock& right, std::size_t row, std::size_t rows) {
     const bool triangle = IsTriangle(_job.shape);
-    const bool centred = right.First() != 0;
+    // In a triangle the first right block meets all columns for the first time as left ones.
+    const Centring leftCentring = Once(_job.leftCentring, right.First() == 0);
     for (std::size_t col = left.First(); col < left.End(); col += kLanes) {
       double* toRight = triangle ? right.Place(col) : nullptr;
-      PackRows({_job.left, col, centred ? nullptr : _job.means, true, _job.weights, toRight, left.Place(col)},
-               row, rows);
+      PackRows({_job.left, col, leftCentring, _job.weights, toRight, left.Place(col)}, row, rows);
     }
+    const Centring rightCentring =
+        triangle ? Once(_job.leftCentring, false) : Once(_job.rightCentring, left.First() == 0);
     for (std::size_t col = right.First(); col < right.End(); col += kLanes) {
       if (triangle && left.Place(col)) continue;
-      PackRows({_job.right, col, nullptr, false, nullptr, right.Place(col), nullptr}, row, rows);
+      PackRows({_job.right, col, rightCentring, _job.weights, right.Place(col), nullptr}, row, rows);
     }
+  }
+
+  /// What is left to do to columns that may have been met before.
+  static Centring Once(Centring centring, bool first) {
+    if (first) return centring;
+    if (centring.kept) centring.means = nullptr;
+    centring.squares = nullptr;
+    return centring;
   }
 
   /// Columns of a right block that some of the left columns up to `left` has cells in: in a triangle or staircase the
