@@ -1,5 +1,7 @@
 #include "batchcolumns.h"
 
+#include <algorithm>
+
 #include "engine/engine.h"
 #include "scratch.h"
 #include "vexa/kernels.h"
@@ -38,44 +40,68 @@ unsigned int FillByEngine(const ColumnRun& left, const ColumnRun& right, engine:
   return scratch ? static_cast<unsigned int>(kernels->crossProducts(job, scratch)) : 0;
 }
 
-void Summarise(const engine::Kernels& kernels, const ColumnRun& run, BatchWeights& weights, double* means,
-               double* mins, double* maxs) {
+/// False when the plain kernels have to do it.
+bool SummariseByEngine(const ColumnRun& run, BatchWeights& weights, double* means, double* mins,
+                       double* maxs) {
+  const engine::Kernels* kernels = EngineFor(run);
+  if (!kernels) return false;
   const engine::WeightSums sums =
-      kernels.summarise({EngineColumns(run), weights.Rows(), weights.Factors(), means, mins, maxs});
+      kernels->summarise({EngineColumns(run), weights.Rows(), weights.Factors(), means, mins, maxs});
   weights.TakeSums(sums.own, sums.combined, run.rows);
+  return true;
+}
+
+void Summarise(const ColumnRun& run, BatchWeights& weights, double* means, double* mins, double* maxs) {
+  if (SummariseByEngine(run, weights, means, mins, maxs)) return;
+  const int rows = RowCount(run);
+  weights.Combine(run.rows);
+  for (unsigned int col = 0; col < run.columns; ++col) {
+    const double* x = run.Column(col);
+    if (mins) mins[col] = Mins(x, rows);
+    if (maxs) maxs[col] = Maxs(x, rows);
+    means[col] = WeightedMean(x, weights.Rows(), weights.RegWeightSum(), rows);
+  }
+}
+
+void Center(const ColumnRun& run, const double* means) {
+  if (const engine::Kernels* kernels = EngineFor(run)) {
+    kernels->centre(EngineColumns(run), means);
+    return;
+  }
+  for (unsigned int col = 0; col < run.columns; ++col) CenterData(run.Column(col), means[col], RowCount(run));
 }
 
 }  // namespace
 
 void CenterColumns(const ColumnRun& run, BatchWeights& weights, double* means, double* mins, double* maxs) {
-  if (const engine::Kernels* kernels = EngineFor(run)) {
-    Summarise(*kernels, run, weights, means, mins, maxs);
-    kernels->centre(EngineColumns(run), means);
-    return;
-  }
-  const int rows = RowCount(run);
-  weights.Combine(run.rows);
-  for (unsigned int col = 0; col < run.columns; ++col) {
-    double* x = run.Column(col);
-    if (mins) mins[col] = Mins(x, rows);
-    if (maxs) maxs[col] = Maxs(x, rows);
-    means[col] = WeightedMean(x, weights.Rows(), weights.RegWeightSum(), rows);
-    CenterData(x, means[col], rows);
-  }
+  Summarise(run, weights, means, mins, maxs);
+  Center(run, means);
 }
 
 unsigned int CenterAndFillTriangle(const ColumnRun& run, BatchWeights& weights, double* means, double* mins,
                                    double* maxs, double* cells) {
-  if (const engine::Kernels* kernels = EngineFor(run)) {
-    Summarise(*kernels, run, weights, means, mins, maxs);
-    const unsigned int written = FillByEngine(run, run, engine::Shape::kTriangle, weights.Rows(), cells, 1,
-                                              {.means = means, .kept = true});
-    if (written != 0) return written;
-    kernels->centre(EngineColumns(run), means);
-  } else {
-    CenterColumns(run, weights, means, mins, maxs);
-  }
+  Summarise(run, weights, means, mins, maxs);
+  const unsigned int written = FillByEngine(run, run, engine::Shape::kTriangle, weights.Rows(), cells, 1,
+                                            {.means = means, .kept = true});
+  if (written != 0) return written;
+  Center(run, means);
   return FillTriangle(run, Diagonal::kWith, weights.Rows(), cells);
+}
+
+unsigned int CenterAndFillRectangle(const ColumnRun& run, unsigned int left, BatchWeights& weights,
+                                    double* means, double* mins, double* maxs, double* squares,
+                                    double* cells) {
+  Summarise(run, weights, means, mins, maxs);
+  const ColumnRun leftRun = run.Columns(0, left);
+  const ColumnRun rightRun = run.Columns(left, run.columns - left);
+  std::fill_n(squares, run.columns, 0.0);
+  const unsigned int written = FillByEngine(leftRun, rightRun, engine::Shape::kRectangle, weights.Rows(),
+                                            cells, 1, {.means = means, .kept = true, .squares = squares},
+                                            {.means = means + left, .kept = true, .squares = squares + left});
+  if (written != 0) return written;
+  Center(run, means);
+  FillSquares(run, weights.Rows(), squares);
+  return FillRectangle(leftRun, rightRun, weights.Rows(), cells);
 }
 
 unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double* weights, double* cells,

@@ -40,10 +40,16 @@ ColumnRun RunOf(Batch& batch, unsigned int first, unsigned int columns) {
 /// these are not null; leaves the columns centred on their means.
 void CenterColumns(const ColumnRun& run, BatchWeights& weights, double* means, double* mins, double* maxs);
 
-/// The same, and then FillTriangle of the centred columns with the diagonal: a column is fetched once less than by
-/// the two one after the other. Returns the number of cells written.
+/// The same, and then FillTriangle of the centred columns with the diagonal: a column is fetched less often than by the
+/// two one after the other. Returns the number of cells written.
 unsigned int CenterAndFillTriangle(const ColumnRun& run, BatchWeights& weights, double* means, double* mins,
                                    double* maxs, double* cells);
+
+/// CenterColumns and FillSquares, and then FillRectangle of the first `left` columns with those behind them. Returns the
+/// number of cells written.
+unsigned int CenterAndFillRectangle(const ColumnRun& run, unsigned int left, BatchWeights& weights,
+                                    double* means, double* mins, double* maxs, double* squares,
+                                    double* cells);
 
 enum class Diagonal { kWith, kWithout };
 

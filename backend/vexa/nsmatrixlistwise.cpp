@@ -46,13 +46,11 @@ void NSMatrixListwise::Data::Init(DataBatch& data) {
   _nRows = nRows;
   BatchWeights weights(data);
 
-  CenterColumns(both, weights, _means.data(), _mins.data(), _maxs.data());
+  const double* xprow =
+      _xp + CenterAndFillRectangle(both, static_cast<unsigned int>(i), weights, _means.data(), _mins.data(),
+                                   _maxs.data(), _ss.data(), _xp);
   _weightSum = weights.WeightSum();
   _regWeightSum = weights.RegWeightSum();
-  FillSquares(both, weights.Rows(), _ss.data());
-  const ColumnRun left = both.Columns(0, static_cast<unsigned int>(i));
-  const ColumnRun right = both.Columns(left.columns, static_cast<unsigned int>(j));
-  const double* xprow = _xp + FillRectangle(left, right, weights.Rows(), _xp);
   assert(xprow == _xp+i*j);
 }
 

@@ -125,6 +125,12 @@ Values AllPhases(const Rows& rows) {
   all.push_back(vexa::FillRectangle(run.Columns(0, left), run.Columns(left, columns - left), weights,
                                     rectangle.data()));
   append(rectangle);
+  if (left == 0) return all;
+  Memory third(rows);
+  centreWeights = takeWeights();
+  all.push_back(vexa::CenterAndFillRectangle(third.Run(), left, centreWeights, means.data(), mins.data(),
+                                             maxs.data(), squares.data(), rectangle.data()));
+  for (const Values& values : {means, mins, maxs, squares, third.Cells(), rectangle}) append(values);
   return all;
 }
 

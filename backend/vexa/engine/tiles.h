@@ -114,9 +114,12 @@ void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
       for (std::size_t k = 0; k < count; ++k) squares += weighted(first + k, x[k]) * x[k];
     }
   };
+  // A load that follows a store to the same place of another page waits for it, and columns a line apart within a page are
+  // common. So two halves take turns, unless a sum wants the rows in order.
   const std::size_t blocks = rows / kLanes;
+  const std::size_t half = kKept && !job.centring.squares ? (blocks + 1) / 2 : blocks;
   for (std::size_t i = 0; i < blocks; ++i) {
-    const std::size_t k = (i / 2 + (i % 2 ? (blocks + 1) / 2 : 0)) * kLanes;
+    const std::size_t k = (half == blocks ? i : i / 2 + i % 2 * half) * kLanes;
     Vector x[kLanes];
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
       x[lane] = Load(column[lane] + k);
