@@ -45,8 +45,8 @@ bool SummariseByEngine(const ColumnRun& run, BatchWeights& weights, double* mean
                        double* maxs) {
   const engine::Kernels* kernels = EngineFor(run);
   if (!kernels) return false;
-  const engine::WeightSums sums =
-      kernels->summarise({EngineColumns(run), weights.Rows(), weights.Factors(), means, mins, maxs});
+  const engine::WeightSums sums = kernels->summarise(
+      {EngineColumns(run), weights.Rows(), weights.Factors(), weights.Rows(), means, mins, maxs});
   weights.TakeSums(sums.own, sums.combined, run.rows);
   return true;
 }

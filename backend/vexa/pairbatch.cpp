@@ -1,6 +1,7 @@
 #include "pairbatch.h"
 
 #include <algorithm>
+#include <bit>
 #include <new>
 #include <span>
 #include <vector>
@@ -23,37 +24,32 @@ constexpr Index kWordRows = 64;
 /// First columns of one call of the pair kernel: their sums stay in the second-level cache.
 constexpr Index kFirstColumns = 64;
 
-/// Rows of two classes that are worked on at a time.
-constexpr Index kClassRows = 256;
-static_assert(kClassRows % kWordRows == 0);
-
 constexpr Index kClassMax = PresenceClasses::kMaxColumns;
 
 /// Memory that is kept from batch to batch, so that nothing is allocated once all of it has grown.
 struct Workspace {
-  std::vector<const double*> columns;
+  std::vector<double*> columns;
   std::vector<double> combined;
   PresenceClasses classes;
   std::vector<Index> first;
   std::vector<Index> second;
-  std::vector<const double*> firstColumns;
-  std::vector<const double*> secondColumns;
+  std::vector<double*> firstColumns;
+  std::vector<double*> secondColumns;
   std::vector<const Word*> firstPresent;
   std::vector<const Word*> secondPresent;
   std::vector<engine::PairSums> sums;
   std::vector<Word> common;
   std::vector<double> mins;
   std::vector<double> maxs;
-  std::vector<ColumnSummary> own;     ///< of each column in its own rows
-  std::vector<ColumnSummary> shared;  ///< of the columns of two classes in their common rows
-  std::vector<double> values;
-  std::vector<double> weights;
+  std::vector<double*> classColumns;  ///< of two classes
+  std::vector<double> means;
+  std::vector<double> squares;
   std::vector<Index> widths;
   std::vector<double> cells;
   std::vector<double> transposedCells;
 
   void Reserve(const engine::Kernels& kernels, Index count, Index rows) {
-    const Index classColumns = std::min(count, kClassMax);
+    const Index classMax = std::min(count, kClassMax);
     columns.reserve(count);
     combined.reserve(rows);
     classes.Reserve(count, rows);
@@ -67,22 +63,20 @@ struct Workspace {
     common.reserve(rows / kWordRows + 1);
     mins.reserve(count);
     maxs.reserve(count);
-    own.reserve(count);
     if (count >= PresenceClasses::kMinColumns) {
-      shared.reserve(2 * classColumns);
-      // Compaction writes whole vectors, the last one of a column beyond its end.
-      values.reserve(2 * classColumns * kClassRows + engine::kMaxPairLanes);
-      weights.reserve(kClassRows + engine::kMaxPairLanes);
-      widths.reserve(classColumns);
-      cells.reserve(classColumns * classColumns);
-      transposedCells.reserve(classColumns * classColumns);
+      classColumns.reserve(2 * classMax);
+      means.reserve(2 * classMax);
+      squares.reserve(2 * classMax);
+      widths.reserve(classMax);
+      cells.reserve(classMax * classMax);
+      transposedCells.reserve(classMax * classMax);
     }
 
     engine::Pairs pairs{};
     pairs.firstCount = kFirstColumns;
     engine::CrossProducts products{};
-    products.left.columns = classColumns;
-    products.right.columns = classColumns;
+    products.left.columns = classMax;
+    products.right.columns = classMax;
     const Index scratch = std::max(kernels.pairScratch(pairs), kernels.crossProductScratch(products));
     if (!Scratch(scratch)) throw std::bad_alloc();
   }
@@ -135,11 +129,10 @@ class PairBatch {
   void TakeWeights() {
     const double* weights = _input.weights;
     const double* regWeights = _input.regWeights;
-    _combined = weights ? weights : regWeights;
-    if (!weights || !regWeights) return;
-    _work.combined.resize(_rows);
-    for (Index row = 0; row < _rows; ++row) _work.combined[row] = weights[row] * regWeights[row];
+    if (!weights && !regWeights) return;
+    _work.combined.assign(weights ? weights : regWeights, (weights ? weights : regWeights) + _rows);
     _combined = _work.combined.data();
+    for (Index row = 0; weights && regWeights && row < _rows; ++row) _combined[row] *= regWeights[row];
   }
 
   engine::Pairs Job() const {
@@ -169,50 +162,47 @@ class PairBatch {
     }
   }
 
-  /// The columns by themselves in the rows of `present`, panel by panel: visit(position in columns, sums, lane).
-  template <class Visit>
-  void ForEachColumn(std::span<const Index> columns, const Word* present, Visit visit) {
-    for (Index panel = 0; panel < columns.size(); panel += _kernels.pairLanes) {
-      const Index lanes = std::min(_kernels.pairLanes, columns.size() - panel);
-      TakeSeconds(columns.subspan(panel, lanes));
+  /// The columns by themselves, but for those of a triangle's classes, which come with their pairs.
+  void SummariseColumns() {
+    _work.second.clear();
+    for (Index col = 0; col < _count; ++col) {
+      if (!_triangle || !_work.classes.InClass(col)) _work.second.push_back(col);
+    }
+    AllRows();
+    for (Index panel = 0; panel < _work.second.size(); panel += _kernels.pairLanes) {
+      const std::span columns = std::span(_work.second).subspan(panel);
+      const auto seconds = columns.first(std::min(_kernels.pairLanes, columns.size()));
+      const Word* present = _work.common.data();
+      TakeSeconds(seconds);
       engine::Pairs job = Job();
       job.firstPresent = &present;
       RunKernel(job);
-      for (Index lane = 0; lane < lanes; ++lane) visit(panel + lane, _work.sums[0], lane);
+      const engine::PairSums& sums = _work.sums.front();
+      _work.mins.assign(seconds.size(), maxvalue);
+      _work.maxs.assign(seconds.size(), minvalue);
+      if (_extremes == Extremes::kWanted) {
+        const engine::Columns run{nullptr, 0, seconds.size(), _rows, _work.secondColumns.data()};
+        _kernels.extremes(run, _input.missing, _work.mins.data(), _work.maxs.data());
+      }
+      for (Index lane = 0; lane < seconds.size(); ++lane) {
+        TakeColumn(seconds[lane], {.rows = sums.count[lane],
+                                   .weightSum = sums.weightSum[lane],
+                                   .regWeightSum = sums.combinedSum[lane],
+                                   .mean = sums.mean1[lane],
+                                   .css = sums.css1[lane],
+                                   .min = _work.mins[lane],
+                                   .max = _work.maxs[lane]});
+      }
     }
   }
 
-  void SummariseColumns() {
-    _work.mins.assign(_count, maxvalue);
-    _work.maxs.assign(_count, minvalue);
-    if (_extremes == Extremes::kWanted) {
-      const engine::Columns run{_input.run.base, _input.run.stride, _count, _rows};
-      _kernels.extremes(run, _input.missing, _work.mins.data(), _work.maxs.data());
-    }
-    _work.own.resize(_count);
+  void TakeColumn(Index col, const ColumnSummary& summary) {
+    _sink.TakeColumn(static_cast<unsigned int>(col), summary);
+  }
 
-    _work.second.resize(_count);
-    for (Index col = 0; col < _count; ++col) _work.second[col] = col;
+  void AllRows() {
     _work.common.assign(Words(), ~Word{0});
     if (_rows % kWordRows != 0) _work.common.back() >>= kWordRows - _rows % kWordRows;
-    ForEachColumn(_work.second, _work.common.data(),
-                  [this](Index col, const engine::PairSums& sums, Index lane) {
-                    ColumnSummary& own = _work.own[col];
-                    own = SummaryOf(sums, lane);
-                    own.min = _work.mins[col];
-                    own.max = _work.maxs[col];
-                    _sink.TakeColumn(static_cast<unsigned int>(col), own);
-                  });
-  }
-
-  static ColumnSummary SummaryOf(const engine::PairSums& sums, Index lane) {
-    return {.rows = sums.count[lane],
-            .weightSum = sums.weightSum[lane],
-            .regWeightSum = sums.combinedSum[lane],
-            .mean = sums.mean1[lane],
-            .css = sums.css1[lane],
-            .min = maxvalue,
-            .max = minvalue};
   }
 
   bool Wanted(Index first, Index second) const { return !_triangle || first > second; }
@@ -298,87 +288,101 @@ class PairBatch {
   /// The pairs between two classes, which may be one and the same, in their common rows.
   void PairTwoClasses(std::span<const Index> a, std::span<const Index> b) {
     const bool same = a.data() == b.data();
-    const Word* presentA = Present(a.front());
-    const Word* presentB = Present(b.front());
-    _work.common.resize(Words());
-    for (Index word = 0; word < Words(); ++word) _work.common[word] = presentA[word] & presentB[word];
-
-    // The columns in the rows that all pairs of the two have in common: a's, then b's.
-    _work.shared.resize(a.size() + b.size());
-    const auto share = [this](std::span<const Index> columns, Index offset) {
-      ForEachColumn(columns, _work.common.data(),
-                    [this, offset](Index k, const engine::PairSums& sums, Index lane) {
-                      _work.shared[offset + k] = SummaryOf(sums, lane);
-                    });
-    };
     const Index offset = same ? 0 : a.size();
-    if (same) {
-      for (Index k = 0; k < a.size(); ++k) _work.shared[k] = _work.own[a[k]];
-    } else {
-      share(a, 0);
-      share(b, offset);
-    }
-
+    _work.classColumns.clear();
+    for (const Index col : a) _work.classColumns.push_back(_work.columns[col]);
+    for (const Index col : b.first(same ? 0 : b.size())) _work.classColumns.push_back(_work.columns[col]);
+    const ColumnSummary common = SummariseClasses(Present(a.front()), Present(b.front()), same);
     MultiplyClasses(a, b, same);
-    const auto pair = [this](Index first, const ColumnSummary& x, Index second, const ColumnSummary& y,
-                             double cscp) {
+
+    const auto take = [&](Index first, Index firstAt, Index second, Index secondAt, double cscp) {
       Take(first, second,
-           {.rows = x.rows,
-            .weightSum = x.weightSum,
-            .regWeightSum = x.regWeightSum,
-            .mean0 = x.mean,
-            .mean1 = y.mean,
-            .css0 = x.css,
-            .css1 = y.css,
+           {.rows = common.rows,
+            .weightSum = common.weightSum,
+            .regWeightSum = common.regWeightSum,
+            .mean0 = _work.means[firstAt],
+            .mean1 = _work.means[secondAt],
+            .css0 = _work.squares[firstAt],
+            .css1 = _work.squares[secondAt],
             .cscp = cscp});
     };
-    const auto& shared = _work.shared;
     for (Index i = 0; i < a.size(); ++i) {
+      if (same) {
+        ColumnSummary own = common;
+        own.mean = _work.means[i];
+        own.css = _work.squares[i];
+        if (_extremes == Extremes::kWanted) {
+          own.min = _work.mins[i];
+          own.max = _work.maxs[i];
+        }
+        TakeColumn(a[i], own);
+      }
       for (Index j = 0; j < (same ? i : b.size()); ++j) {
         if (Wanted(a[i], b[j])) {
-          pair(a[i], shared[i], b[j], shared[offset + j],
-               _work.cells[same ? StrictTriangleRow(i) + j : i * b.size() + j]);
+          take(a[i], i, b[j], offset + j, _work.cells[same ? StrictTriangleRow(i) + j : i * b.size() + j]);
         } else {
-          pair(b[j], shared[offset + j], a[i], shared[i], _work.transposedCells[j * a.size() + i]);
+          take(b[j], offset + j, a[i], i, _work.transposedCells[j * a.size() + i]);
         }
       }
     }
   }
 
-  /// Cross-products of the columns about their means in the common rows, some rows at a time.
-  void MultiplyClasses(std::span<const Index> a, std::span<const Index> b, bool same) {
-    _work.values.resize((a.size() + (same ? 0 : b.size())) * kClassRows + engine::kMaxPairLanes);
-    _work.weights.resize(kClassRows + engine::kMaxPairLanes);
-    _work.cells.assign(a.size() * b.size(), 0.0);
-    _work.transposedCells.assign(same || !_triangle ? 0 : a.size() * b.size(), 0.0);
-    for (Index row = 0; row < _rows; row += kClassRows) {
-      const Index count = std::min(kClassRows, _rows - row);
-      const Word* present = _work.common.data() + row / kWordRows;
-      Index rows = 0;
-      double* to = _work.values.data();
-      const auto compact = [&](std::span<const Index> columns, const ColumnSummary* summaries) {
-        for (Index k = 0; k < columns.size(); ++k, to += kClassRows) {
-          rows = _kernels.compact(_work.columns[columns[k]] + row, present, count, summaries[k].mean, to);
-        }
-      };
-      compact(a, _work.shared.data());
-      if (!same) compact(b, _work.shared.data() + a.size());
-      if (_combined) _kernels.compact(_combined + row, present, count, 0.0, _work.weights.data());
-      if (rows == 0) continue;
+  /// Writes the means of the columns of two classes, and their extremes when these are the same one, and returns what all
+  /// columns have in common.
+  ColumnSummary SummariseClasses(const Word* presentA, const Word* presentB, bool same) {
+    AllRows();
+    Index rows = 0;
+    for (Index word = 0; word < Words(); ++word) {
+      _work.common[word] &= presentA[word] & presentB[word];
+      rows += static_cast<Index>(std::popcount(_work.common[word]));
+    }
+    _present = rows == _rows ? nullptr : _work.common.data();
+    _work.means.resize(_work.classColumns.size());
+    const bool extremes = same && _extremes == Extremes::kWanted;
+    _work.mins.resize(_work.classColumns.size());
+    _work.maxs.resize(_work.classColumns.size());
+    const double* own = _input.weights ? _input.weights : _input.regWeights;
+    const engine::WeightSums sums = _kernels.summarise({.run = ClassColumns(0, _work.classColumns.size()),
+                                                        .own = own,
+                                                        .regWeights = nullptr,
+                                                        .weights = _combined,
+                                                        .means = _work.means.data(),
+                                                        .mins = extremes ? _work.mins.data() : nullptr,
+                                                        .maxs = extremes ? _work.maxs.data() : nullptr,
+                                                        .present = _present});
+    ColumnSummary common{};
+    common.min = maxvalue;
+    common.max = minvalue;
+    common.rows = static_cast<unsigned int>(rows);
+    common.weightSum = _input.weights ? sums.own : static_cast<double>(rows);
+    common.regWeightSum = sums.combined;
+    return common;
+  }
 
-      const engine::Columns runA{_work.values.data(), kClassRows, a.size(), rows};
-      const engine::Columns runB{same ? runA.base : runA.base + a.size() * kClassRows, kClassRows, b.size(),
-                                 rows};
-      if (same) {
-        Multiply(runA, runA, engine::Shape::kStrictTriangle, _work.cells);
-      } else if (!_triangle) {
-        Multiply(runA, runB, engine::Shape::kRectangle, _work.cells);
-      } else {
-        FindWidths(a, b);
-        Multiply(runA, runB, engine::Shape::kStaircase, _work.cells);
-        FindWidths(b, a);
-        Multiply(runB, runA, engine::Shape::kStaircase, _work.transposedCells);
-      }
+  engine::Columns ClassColumns(Index first, Index count) const {
+    return {nullptr, 0, count, _rows, _work.classColumns.data() + first};
+  }
+
+  /// Cross-products of the columns about their means in the common rows, and the columns' sums of squares.
+  void MultiplyClasses(std::span<const Index> a, std::span<const Index> b, bool same) {
+    _work.squares.assign(_work.classColumns.size(), 0.0);
+    const Class left{ClassColumns(0, a.size()),
+                     {.means = _work.means.data(), .squares = _work.squares.data()}};
+    const Class right{ClassColumns(a.size(), b.size()),
+                      {.means = _work.means.data() + a.size(), .squares = _work.squares.data() + a.size()}};
+    _work.cells.resize(a.size() * b.size());
+    if (same) {
+      Multiply(left, left, engine::Shape::kStrictTriangle, _work.cells);
+    } else if (!_triangle) {
+      Multiply(left, right, engine::Shape::kRectangle, _work.cells);
+    } else {
+      // Either class may have the later column of a pair, which is the first factor.
+      _work.transposedCells.resize(a.size() * b.size());
+      FindWidths(a, b);
+      Multiply(left, right, engine::Shape::kStaircase, _work.cells);
+      FindWidths(b, a);
+      if (_work.widths.back() != 0)
+        Multiply(right.Again(), left.Again(), engine::Shape::kStaircase, _work.transposedCells);
     }
   }
 
@@ -392,16 +396,25 @@ class PairBatch {
     }
   }
 
-  void Multiply(const engine::Columns& left, const engine::Columns& right, engine::Shape shape,
-                std::vector<double>& cells) {
-    engine::CrossProducts job{.left = left,
-                              .right = right,
-                              .shape = shape,
-                              .weights = _combined ? _work.weights.data() : nullptr,
-                              .cells = cells.data(),
-                              .cellStride = 1};
-    job.widths = _work.widths.data();
-    job.resume = true;
+  struct Class {
+    engine::Columns columns;
+    engine::Centring centring;
+
+    /// When there are sums of squares already.
+    Class Again() const { return {columns, {.means = centring.means}}; }
+  };
+
+  void Multiply(const Class& left, const Class& right, engine::Shape shape, std::vector<double>& cells) {
+    const engine::CrossProducts job{.left = left.columns,
+                                    .right = right.columns,
+                                    .shape = shape,
+                                    .weights = _combined,
+                                    .cells = cells.data(),
+                                    .cellStride = 1,
+                                    .leftCentring = left.centring,
+                                    .rightCentring = right.centring,
+                                    .widths = _work.widths.data(),
+                                    .present = _present};
     _kernels.crossProducts(job, Scratch(_kernels.crossProductScratch(job)));
   }
 
@@ -415,7 +428,8 @@ class PairBatch {
   Extremes _extremes;
   SummarySink& _sink;
   Workspace& _work;
-  const double* _combined = nullptr;
+  double* _combined = nullptr;
+  const Word* _present = nullptr;  ///< of two classes; null when no row is left out
 };
 
 }  // namespace

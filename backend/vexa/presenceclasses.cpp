@@ -17,7 +17,7 @@ void PresenceClasses::Reserve(std::size_t columns, std::size_t rows) {
   _members.reserve(columns);
 }
 
-void PresenceClasses::Find(const engine::Kernels& kernels, const std::vector<const double*>& columns,
+void PresenceClasses::Find(const engine::Kernels& kernels, const std::vector<double*>& columns,
                            std::size_t rows, double missing, std::size_t border) {
   _words = (rows + kWordRows - 1) / kWordRows;
   _bits.resize(columns.size() * _words);

@@ -27,7 +27,7 @@ class PresenceClasses {
   void Reserve(std::size_t columns, std::size_t rows);
 
   /// No class has columns on both sides of `border`.
-  void Find(const engine::Kernels& kernels, const std::vector<const double*>& columns, std::size_t rows,
+  void Find(const engine::Kernels& kernels, const std::vector<double*>& columns, std::size_t rows,
             double missing, std::size_t border);
 
   std::size_t Words() const { return _words; }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine.h"
+#include "rows.h"
 #include "vectors.h"
 
 /// What is summed or compared within one column at a time: the lanes are columns.
@@ -17,103 +18,103 @@ enum class Weighting {
   kNone,      ///< every row weighs 1
   kReady,     ///< weights that nothing has to be done to
   kSummed,    ///< weights that are summed in passing
-  kCombined,  ///< weights that are summed, multiplied by the others and summed again
+  kCombined,  ///< weights that are multiplied and summed in passing
+};
+
+/// Some rows of a group of columns and their weights.
+struct Stretch {
+  ColumnGroup group;
+  std::size_t rows;
+  const double* own;
+  const double* regWeights;
+  double* weights;
 };
 
 /// The mean of each column: the leading run of equal values v counts as v times the sum of its weights, and a
 /// column of nothing else has the mean v exactly. The sums of the weights are two more chains of additions, which take no
 /// time next to those of the columns.
-template <Weighting kWeighting>
+template <Weighting kWeighting, bool kExtremes>
 class GroupMean {
  public:
-  GroupMean(const ColumnGroup& group, const Summaries& job, WeightSums sums)
-      : _group(group), _job(job), _sums(sums), _first(group.Row(0)), _min(_first), _max(_first) {}
+  explicit GroupMean(WeightSums sums) : _sums(sums) {}
 
-  void Run() {
-    const std::size_t rows = _job.run.rows;
-    Mask leading = _first == _first;
-    Vector runWeight{};
+  void Add(const Stretch& stretch) {
     std::size_t row = 0;
-    while (row < rows && Any(leading)) {
+    if (!_begun && stretch.rows > 0) {
+      _begun = true;
+      _first = _least = _greatest = stretch.group.Row(0);
+      _leading = _first == _first;
+    }
+    while (row < stretch.rows && Any(_leading)) {
       // Whole vectors of rows, so that all that come after begin where a vector does.
-      const std::size_t last = row + kLanes < rows ? row + kLanes : rows;
-      TakeWeights(row, last);
+      const std::size_t last = Min(row + kLanes, stretch.rows);
+      TakeWeights(stretch, row, last);
       for (; row < last; ++row) {
-        const Vector x = _group.Row(row);
-        leading &= x == _first;
-        runWeight = leading ? runWeight + Weight(row) : runWeight;
-        _rest = leading ? _rest : _rest + Weighted(row, x);
+        const Vector x = stretch.group.Row(row);
+        _leading &= x == _first;
+        _runWeight = _leading ? _runWeight + Weight(stretch, row) : _runWeight;
+        _rest = _leading ? _rest : _rest + Weighted(stretch, row, x);
         Compare(x);
       }
     }
-    if (_job.mins || _job.maxs) {
-      AddRows(row, [this](Vector x) { Compare(x); });
-    } else {
-      AddRows(row, [](Vector) {});
+    for (; row + kLanes <= stretch.rows; row += kLanes) {
+      Vector x[kLanes];
+      stretch.group.Rows(row, x);
+      TakeWeights(stretch, row, row + kLanes);
+      for (std::size_t k = 0; k < kLanes; ++k) {
+        _rest += Weighted(stretch, row + k, x[k]);
+        Compare(x[k]);
+      }
     }
-    _mean = leading ? _first : (_rest + _first * runWeight) / Broadcast(_sums.combined);
+    TakeWeights(stretch, row, stretch.rows);
+    for (; row < stretch.rows; ++row) {
+      const Vector x = stretch.group.Row(row);
+      _rest += Weighted(stretch, row, x);
+      Compare(x);
+    }
   }
 
   WeightSums Sums() const { return _sums; }
-  Vector Mean() const { return _mean; }
-  Vector Min() const { return _min; }
-  Vector Max() const { return _max; }
+  Vector Mean() const {
+    return _leading ? _first : (_rest + _first * _runWeight) / Broadcast(_sums.combined);
+  }
+  Vector Least() const { return _least; }
+  Vector Greatest() const { return _greatest; }
 
  private:
-  template <class Look>
-  void AddRows(std::size_t row, Look look) {
-    const std::size_t rows = _job.run.rows;
-    for (; row + kLanes <= rows; row += kLanes) {
-      Vector x[kLanes];
-      _group.Rows(row, x);
-      TakeWeights(row, row + kLanes);
-      for (std::size_t k = 0; k < kLanes; ++k) {
-        _rest += Weighted(row + k, x[k]);
-        look(x[k]);
-      }
-    }
-    TakeWeights(row, rows);
-    for (; row < rows; ++row) {
-      const Vector x = _group.Row(row);
-      _rest += Weighted(row, x);
-      look(x);
-    }
-  }
-
-  void TakeWeights(std::size_t row, std::size_t last) {
-    if constexpr (kWeighting == Weighting::kSummed) {
-      for (; row < last; ++row) _sums.own += _job.weights[row];
-      _sums.combined = _sums.own;
-    } else if constexpr (kWeighting == Weighting::kCombined) {
+  void TakeWeights(const Stretch& stretch, std::size_t row, std::size_t last) {
+    if constexpr (kWeighting == Weighting::kSummed || kWeighting == Weighting::kCombined) {
       for (; row < last; ++row) {
-        const double weight = _job.weights[row];
-        _sums.own += weight;
-        _job.weights[row] = weight * _job.regWeights[row];
-        _sums.combined += _job.weights[row];
+        const double own = stretch.own[row];
+        _sums.own += own;
+        if (kWeighting == Weighting::kCombined) stretch.weights[row] = own * stretch.regWeights[row];
+        _sums.combined += stretch.weights[row];
       }
     }
   }
 
-  Vector Weight(std::size_t row) const {
-    return Broadcast(kWeighting == Weighting::kNone ? 1.0 : _job.weights[row]);
+  static Vector Weight(const Stretch& stretch, std::size_t row) {
+    return Broadcast(kWeighting == Weighting::kNone ? 1.0 : stretch.weights[row]);
   }
-  Vector Weighted(std::size_t row, Vector x) const {
-    return kWeighting == Weighting::kNone ? x : Weight(row) * x;
+  static Vector Weighted(const Stretch& stretch, std::size_t row, Vector x) {
+    return kWeighting == Weighting::kNone ? x : Weight(stretch, row) * x;
   }
   /// A NaN replaces nothing, and one that comes first stays.
   void Compare(Vector x) {
-    _max = x > _max ? x : _max;
-    _min = x < _min ? x : _min;
+    if constexpr (kExtremes) {
+      _greatest = x > _greatest ? x : _greatest;
+      _least = x < _least ? x : _least;
+    }
   }
 
-  const ColumnGroup& _group;
-  const Summaries& _job;
   WeightSums _sums;
-  Vector _first;
-  Vector _min;
-  Vector _max;
+  bool _begun = false;
+  Mask _leading{};
+  Vector _first{};
+  Vector _least{};
+  Vector _greatest{};
+  Vector _runWeight{};
   Vector _rest{};
-  Vector _mean{};
 };
 
 inline void Centre(double* x, std::size_t rows, double mean) {
@@ -123,32 +124,46 @@ inline void Centre(double* x, std::size_t rows, double mean) {
   for (; row < rows; ++row) x[row] -= mean;
 }
 
-template <Weighting kWeighting>
+template <Weighting kWeighting, bool kExtremes>
 WeightSums SummariseGroup(const Summaries& job, std::size_t first, WeightSums sums) {
   const std::size_t columns = job.run.columns - first;
   const ColumnGroup group(job.run, first);
-  GroupMean<kWeighting> mean(group, job, sums);
-  mean.Run();
+  GroupMean<kWeighting, kExtremes> mean(sums);
+  GroupRoom values;
+  RangeRoom own;
+  RangeRoom weights;
+  const std::size_t step = job.present ? kChunkRows : job.run.rows;
+  for (std::size_t row = 0; row < job.run.rows; row += step) {
+    const RowRange range(row, Min(step, job.run.rows - row), job.present);
+    mean.Add({values.Take(group, range), range.Count(), own.Take(job.own, range), job.regWeights,
+              weights.Take(job.weights, range)});
+  }
   StoreColumns(mean.Mean(), job.means + first, columns);
-  if (job.mins) StoreColumns(mean.Min(), job.mins + first, columns);
-  if (job.maxs) StoreColumns(mean.Max(), job.maxs + first, columns);
+  if (job.mins) StoreColumns(mean.Least(), job.mins + first, columns);
+  if (job.maxs) StoreColumns(mean.Greatest(), job.maxs + first, columns);
   return mean.Sums();
 }
 
 /// The first columns bring the weights' sums along.
-inline WeightSums Summarise(const Summaries& job) {
+template <bool kExtremes>
+WeightSums SummariseGroups(const Summaries& job) {
+  WeightSums sums{};
   if (!job.weights) {
-    const auto rows = static_cast<double>(job.run.rows);
-    const WeightSums sums{rows, rows};
-    for (std::size_t first = 0; first < job.run.columns; first += kLanes)
-      SummariseGroup<Weighting::kNone>(job, first, sums);
-    return sums;
+    sums.own = sums.combined = static_cast<double>(RowRange(0, job.run.rows, job.present).Count());
+  } else if (job.regWeights) {
+    sums = SummariseGroup<Weighting::kCombined, kExtremes>(job, 0, sums);
+  } else {
+    sums = SummariseGroup<Weighting::kSummed, kExtremes>(job, 0, sums);
   }
-  const WeightSums sums = job.regWeights ? SummariseGroup<Weighting::kCombined>(job, 0, {0.0, 0.0})
-                                         : SummariseGroup<Weighting::kSummed>(job, 0, {0.0, 0.0});
-  for (std::size_t first = kLanes; first < job.run.columns; first += kLanes)
-    SummariseGroup<Weighting::kReady>(job, first, sums);
+  for (std::size_t first = job.weights ? kLanes : 0; first < job.run.columns; first += kLanes) {
+    job.weights ? SummariseGroup<Weighting::kReady, kExtremes>(job, first, sums)
+                : SummariseGroup<Weighting::kNone, kExtremes>(job, first, sums);
+  }
   return sums;
+}
+
+inline WeightSums Summarise(const Summaries& job) {
+  return job.mins || job.maxs ? SummariseGroups<true>(job) : SummariseGroups<false>(job);
 }
 
 inline void CentreColumns(const Columns& run, const double* means) {

@@ -9,13 +9,19 @@
 
 namespace vexa::engine {
 
-/// A run of columns in memory, `stride` doubles from one to the next.
+/// Columns in memory, `stride` doubles from one to the next or each where the list says.
 struct Columns {
   double* base;
   std::size_t stride;
   std::size_t columns;
   std::size_t rows;
+  double* const* list = nullptr;
+
+  double* Column(std::size_t col) const { return list ? list[col] : base + col * stride; }
 };
+
+/// Which rows count: one bit per row, row r at bit r % 64 of word r / 64, bits behind the last row being 0. Null: all.
+using RowBits = const std::uint64_t*;
 
 /// Which cells of left × right exist. In a triangle both sides are the same run and the left column is the
 /// later one. Staircase is a rectangle of which left column k has only the first widths[k] cells, never fewer than
@@ -25,7 +31,7 @@ enum class Shape { kTriangle, kStrictTriangle, kRectangle, kStaircase };
 /// What happens to the columns of a run before they are multiplied.
 struct Centring {
   const double* means = nullptr;  ///< what is subtracted from each of them; null: nothing
-  bool kept = false;              ///< the run is left so
+  bool kept = false;              ///< the columns are left so; not when rows are left out
   double* squares = nullptr;      ///< Σ (w·x)·x of each of them then; null: not wanted
 };
 
@@ -40,21 +46,23 @@ struct CrossProducts {
   Centring leftCentring = {};  ///< of a triangle all columns
   Centring rightCentring = {};
   const std::size_t* widths = nullptr;  ///< of a staircase
-  bool resume = false;                  ///< the cells hold the sums over the rows before these
+  RowBits present = nullptr;
 };
 
 /// Mean and extremes of every column.
 struct Summaries {
   Columns run;
-  double* weights;           ///< null: every row weighs 1
-  const double* regWeights;  ///< what the weights are multiplied by before they are used; null: nothing
+  const double* own;         ///< weights of the rows, as they come; null: every row weighs 1
+  const double* regWeights;  ///< what they are to be multiplied by; null: nothing is left to do
+  double* weights;  ///< what the rows weigh then, perhaps over the own ones; null: every row weighs 1
   double* means;
-  double* mins;  ///< null: not wanted
-  double* maxs;  ///< null: not wanted
+  double* mins;               ///< null: not wanted
+  double* maxs;               ///< null: not wanted
+  RowBits present = nullptr;  ///< not with regWeights
 };
 
-/// The sums of the weights as they were and as they are used, which the means are divided by; of weights of 1 the number
-/// of rows.
+/// The sums of the own weights and of what the rows weigh, which the means are divided by; of weights of 1 the number of
+/// rows.
 struct WeightSums {
   double own;
   double combined;
@@ -82,15 +90,13 @@ struct PooledRow {
 };
 
 /// Pairs of each first column with each of up to pairLanes second columns, over the rows in which both are
-/// present. Presence is one bit per row, row r of a column at bit r % 64 of word r / 64, bits behind the last row
-/// being 0.
+/// present.
 struct Pairs {
-  const double* const*
-      first;  ///< null: there are no pairs, only the second columns in the rows of firstPresent
-  const std::uint64_t* const* firstPresent;
+  double* const* first;  ///< null: there are no pairs, only the second columns in the rows of firstPresent
+  const RowBits* firstPresent;
   std::size_t firstCount;
-  const double* const* second;
-  const std::uint64_t* const* secondPresent;
+  double* const* second;
+  const RowBits* secondPresent;
   std::size_t secondCount;  ///< at least 1
   std::size_t rows;
   double missing;
@@ -137,10 +143,6 @@ struct Kernels {
 
   /// Writes the presence bits of a column: its values that do not equal `missing`.
   void (*presence)(const double* x, std::size_t rows, double missing, std::uint64_t* present);
-  /// Writes the present ones among `rows` values, less `shift`, one behind the other and returns their number; `to`
-  /// has room for all of them and kMaxPairLanes more.
-  std::size_t (*compact)(const double* x, const std::uint64_t* present, std::size_t rows, double shift,
-                         double* to);
   /// The extremes of the present values of each column; mins and maxs keep what they hold where there are none.
   void (*extremes)(const Columns& run, double missing, double* mins, double* maxs);
 

@@ -22,7 +22,6 @@ constexpr Kernels AllKernels() {
       .groupSums = GroupSumsOf,
       .pool = Pool,
       .presence = Presence,
-      .compact = Compact,
       .extremes = Extremes,
       .pairLanes = kPairLanes,
       .pairScratch = PairScratch,

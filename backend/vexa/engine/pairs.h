@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine.h"
+#include "rows.h"
 #include "vectors.h"
 
 /// Statistics of pairs of columns with missing values. The lanes are the pairs of one first column with the
@@ -16,7 +17,6 @@ static_assert(kPairLanes <= kMaxPairLanes);
 
 /// Rows of a panel that stay in the first-level cache while all the first columns walk over them.
 constexpr std::size_t kPairRows = 128;
-constexpr std::size_t kWordRows = 64;
 static_assert(kPairRows % kWordRows == 0);
 
 /// Adds to the lanes whose mask is set.
@@ -95,9 +95,7 @@ class PairKernel {
   static constexpr bool kUnit = !kCase && !kReg;
 
   std::size_t Words() const { return (_panel.rows + kWordRows - 1) / kWordRows; }
-  const std::uint64_t* Present(std::size_t first) const {
-    return _job.firstPresent[first] + _panel.row / kWordRows;
-  }
+  RowBits Present(std::size_t first) const { return _job.firstPresent[first] + _panel.row / kWordRows; }
 
   void Begin(std::size_t first) {
     PairSums& sums = _results[first];
@@ -337,28 +335,6 @@ inline void Presence(const double* x, std::size_t rows, double missing, std::uin
     for (std::size_t k = 0; k < count; ++k) bits |= static_cast<std::uint64_t>(x[row + k] != missing) << k;
     present[row / kWordRows] = bits;
   }
-}
-
-inline std::size_t Compact(const double* x, const std::uint64_t* present, std::size_t rows, double shift,
-                           double* to) {
-  double* const begin = to;
-  for (std::size_t row = 0; row < rows; row += kWordRows) {
-    std::uint64_t bits = present[row / kWordRows];
-#if VEXA_ENGINE_LANES == 8
-    std::size_t k = row;
-    for (; k + kLanes <= rows && bits != 0; k += kLanes, bits >>= kLanes) {
-      const auto mask = static_cast<unsigned char>(bits);
-      Store(to, __builtin_ia32_compressdf512_mask(Load(x + k) - Broadcast(shift), Vector{}, mask));
-      to += __builtin_popcount(mask);
-    }
-    const std::size_t base = k;
-#else
-    const std::size_t base = row;
-#endif
-    for (; bits != 0; bits &= bits - 1)
-      *to++ = x[base + static_cast<std::size_t>(__builtin_ctzll(bits))] - shift;
-  }
-  return static_cast<std::size_t>(to - begin);
 }
 
 }  // namespace VEXA_ENGINE_LEVEL

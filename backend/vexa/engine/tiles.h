@@ -2,6 +2,7 @@
 
 #include "columns.h"
 #include "engine.h"
+#include "rows.h"
 #include "vectors.h"
 
 /// Cross-products of many pairs of columns. A chunk of rows is packed row by row into panels, the left columns
@@ -16,15 +17,12 @@ constexpr std::size_t kTileVectors = VEXA_ENGINE_TILE_VECTORS;
 constexpr std::size_t kTileLanes = kTileVectors * kLanes;
 static_assert(kTileRows % kLanes == 0 && kTileRows % 2 == 0);
 
-/// A right panel of this many rows fills half of a first-level cache; two packed blocks and the sums of all their cells,
-/// a megabyte together, stay in the second, next to the rows that follow.
-constexpr std::size_t kChunkRows = 128;
+/// Two packed blocks and the sums of all their cells, a megabyte together, stay in the second-level cache.
 constexpr std::size_t kBlock = 240;
 static_assert(kBlock % kTileRows == 0 && kBlock % kTileLanes == 0);
 
 inline bool IsTriangle(Shape shape) { return shape == Shape::kTriangle || shape == Shape::kStrictTriangle; }
 
-inline std::size_t Min(std::size_t a, std::size_t b) { return a < b ? a : b; }
 inline std::size_t RoundUp(std::size_t x, std::size_t unit) { return (x + unit - 1) / unit * unit; }
 
 /// Where the cells of a left column are and how many there are.
@@ -79,28 +77,29 @@ using LeftBlock = Block<kTileRows>;
 struct Packing {
   const Columns& run;
   std::size_t col;  ///< the first of them
+  const RowRange& range;
   const Centring& centring;
-  const double* weights;  ///< null: every row weighs 1
+  const double* weights;  ///< of the rows of the range that count; null: every row weighs 1
   double* right;          ///< null: not wanted
   double* left;           ///< here the values are multiplied by the weights; null: not wanted
 };
 
 template <bool kCentred, bool kKept, bool kWeighted>
-void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
-  const ColumnGroup group(job.run, job.col);
+void PackRows(const Packing& job) {
+  GroupRoom room;
   // The lanes behind the last column hold it once more, and all lanes are read before any is written: what it is left
   // as is written several times.
-  double* column[kLanes];
+  const ColumnGroup group = room.Take(ColumnGroup(job.run, job.col), job.range);
+  const std::size_t rows = job.range.Count();
   Vector mean{};
   Vector squares{};
   for (std::size_t lane = 0; lane < kLanes; ++lane) {
-    column[lane] = job.run.base + (group.column[lane] - job.run.base) + row;
     const std::size_t col = Min(job.col + lane, job.run.columns - 1);
     if (kCentred) mean[lane] = job.centring.means[col];
     if (job.centring.squares) squares[lane] = job.centring.squares[col];
   }
-  const auto weighted = [&job, row](std::size_t k, Vector x) {
-    return kWeighted ? Broadcast(job.weights[row + k]) * x : x;
+  const auto weighted = [&job](std::size_t k, Vector x) {
+    return kWeighted ? Broadcast(job.weights[k]) * x : x;
   };
   const auto pack = [&](std::size_t first, const Vector* x, std::size_t count) {
     if (job.right) {
@@ -122,19 +121,19 @@ void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
     const std::size_t k = (half == blocks ? i : i / 2 + i % 2 * half) * kLanes;
     Vector x[kLanes];
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
-      x[lane] = Load(column[lane] + k);
+      x[lane] = Load(group.column[lane] + k);
       if (kCentred) x[lane] -= Broadcast(mean[lane]);
     }
     if (kKept) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) Store(column[lane] + k, x[lane]);
+      for (std::size_t lane = 0; lane < kLanes; ++lane) Store(group.column[lane] + k, x[lane]);
     }
     Transpose(x);
     pack(k, x, kLanes);
   }
   for (std::size_t k = blocks * kLanes; k < rows; ++k) {
-    const Vector x = group.Row(row + k) - mean;
+    const Vector x = group.Row(k) - mean;
     if (kKept) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) column[lane][k] = x[lane];
+      for (std::size_t lane = 0; lane < kLanes; ++lane) group.column[lane][k] = x[lane];
     }
     pack(k, &x, 1);
   }
@@ -142,18 +141,17 @@ void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
 }
 
 template <bool kCentred, bool kKept>
-inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
-  job.weights ? PackRows<kCentred, kKept, true>(job, row, rows)
-              : PackRows<kCentred, kKept, false>(job, row, rows);
+inline void PackRows(const Packing& job) {
+  job.weights ? PackRows<kCentred, kKept, true>(job) : PackRows<kCentred, kKept, false>(job);
 }
 
-inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
+inline void PackRows(const Packing& job) {
   if (!job.centring.means) {
-    PackRows<false, false>(job, row, rows);
+    PackRows<false, false>(job);
   } else if (job.centring.kept) {
-    PackRows<true, true>(job, row, rows);
+    PackRows<true, true>(job);
   } else {
-    PackRows<true, false>(job, row, rows);
+    PackRows<true, false>(job);
   }
 }
 
@@ -224,9 +222,9 @@ class CrossProductRun {
         const LeftBlock left(_left, col, Min(kBlock, _job.left.columns - col));
         BeginSums(left, right);
         for (std::size_t row = 0; row < _job.left.rows; row += kChunkRows) {
-          const std::size_t chunk = Min(kChunkRows, _job.left.rows - row);
-          Pack(left, right, row, chunk);
-          Multiply(left, right, chunk);
+          const RowRange range(row, Min(kChunkRows, _job.left.rows - row), _job.present);
+          Pack(left, right, range);
+          Multiply(left, right, range.Count());
         }
         EndSums(left, right);
       }
@@ -242,19 +240,20 @@ class CrossProductRun {
     return RoundUp(Min(job.left.columns, kBlock), kTileRows);
   }
 
-  void Pack(const LeftBlock& left, const RightBlock& right, std::size_t row, std::size_t rows) {
+  void Pack(const LeftBlock& left, const RightBlock& right, const RowRange& range) {
+    const double* weights = _weights.Take(_job.weights, range);
     const bool triangle = IsTriangle(_job.shape);
     // In a triangle the first right block meets all columns for the first time as left ones.
     const Centring leftCentring = Once(_job.leftCentring, right.First() == 0);
     for (std::size_t col = left.First(); col < left.End(); col += kLanes) {
       double* toRight = triangle ? right.Place(col) : nullptr;
-      PackRows({_job.left, col, leftCentring, _job.weights, toRight, left.Place(col)}, row, rows);
+      PackRows({_job.left, col, range, leftCentring, weights, toRight, left.Place(col)});
     }
     const Centring rightCentring =
         triangle ? Once(_job.leftCentring, false) : Once(_job.rightCentring, left.First() == 0);
     for (std::size_t col = right.First(); col < right.End(); col += kLanes) {
       if (triangle && left.Place(col)) continue;
-      PackRows({_job.right, col, rightCentring, _job.weights, right.Place(col), nullptr}, row, rows);
+      PackRows({_job.right, col, range, rightCentring, weights, right.Place(col), nullptr});
     }
   }
 
@@ -293,13 +292,12 @@ class CrossProductRun {
   }
 
   void BeginSums(const LeftBlock& left, const RightBlock& right) {
-    const std::size_t rows = RoundUp(left.Columns(), kTileRows);
-    for (std::size_t k = 0; k < rows * _sumStep; k += kLanes) Store(_sums + k, Vector{});
-    if (!_job.resume) return;
-    for (std::size_t m = 0; m < left.Columns(); ++m) {
-      const double* cells = _to.Row(left.First() + m) + right.First() * _job.cellStride;
-      const std::size_t reach = Reach(left.First() + m, right);
-      for (std::size_t k = 0; k < reach; ++k) _sums[m * _sumStep + k] = cells[k * _job.cellStride];
+    for (std::size_t m = 0; m < left.Columns(); m += kTileRows) {
+      const std::size_t last = Min(m + kTileRows, left.Columns()) - 1;
+      const std::size_t reach = Reach(left.First() + last, right);
+      for (std::size_t row = m; row < m + kTileRows; ++row) {
+        for (std::size_t k = 0; k < reach; k += kLanes) Store(_sums + row * _sumStep + k, Vector{});
+      }
     }
   }
 
@@ -323,6 +321,7 @@ class CrossProductRun {
   double* _right;
   double* _left;
   double* _sums;
+  RangeRoom _weights;
   std::size_t _written = 0;
 };
 

@@ -68,17 +68,16 @@ inline void Transpose(Vector* x) { TransposeStep<kLanes / 2>(x); }
 
 /// kLanes columns, row by row. Where there are fewer, the last one stands in for the rest.
 struct ColumnGroup {
-  const double* column[kLanes];
+  double* column[kLanes];
 
   ColumnGroup(const Columns& run, std::size_t first) {
     const std::size_t last = run.columns - 1;
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
-      const std::size_t col = first + lane < last ? first + lane : last;
-      column[lane] = run.base + col * run.stride;
+      column[lane] = run.Column(first + lane < last ? first + lane : last);
     }
   }
 
-  ColumnGroup(const double* const* columns, std::size_t count, std::size_t first) {
+  ColumnGroup(double* const* columns, std::size_t count, std::size_t first) {
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
       column[lane] = columns[first + lane < count ? first + lane : count - 1];
     }
