@@ -18,6 +18,7 @@ using NewHandles = std::vector<std::unique_ptr<Handle>>;
 template <class Handle>
 NewHandles<Handle> MakeHandles(int count) {
   NewHandles<Handle> made;
+  if (count > 0) made.reserve(static_cast<std::size_t>(count));
   for (int k = 0; k < count; ++k) made.push_back(std::make_unique<Handle>());
   return made;
 }
