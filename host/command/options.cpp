@@ -64,17 +64,18 @@ void AddInputOptions(CLI::App& app, Options& options) {
 void AddOutputOptions(CLI::App& app, Options& options) {
   const std::string group = "Output";
   const std::vector<std::pair<std::string, Form>> forms = {
-      {"text", Form::kText}, {"csv", Form::kCsv}, {"json", Form::kJson}};
+      {"text", Form::kText}, {"csv", Form::kCsv}, {"json", Form::kJson}, {"html", Form::kHtml}};
   app.add_option_function<std::string>(
          "-f,--format",
          [&options, forms](const std::string& name) {
            for (const auto& [form, value] : forms)
              if (form == name) options.form = value;
          },
-         "text (default), csv or json. Numbers in csv and json\n"
-         "are the shortest that read back to the same double;\n"
-         "what is undefined is empty, or null.")
-      ->check(CLI::IsMember({"text", "csv", "json"}))
+         "text (default), csv, json or html, a page with tables\n"
+         "and pictures. Numbers in csv and json are the\n"
+         "shortest that read back to the same double; what is\n"
+         "undefined is empty, or null.")
+      ->check(CLI::IsMember({"text", "csv", "json", "html"}))
       ->option_text("FORMAT")
       ->group(group);
   app.add_option("-o,--output", options.output,
@@ -82,7 +83,7 @@ void AddOutputOptions(CLI::App& app, Options& options) {
                  "all. Default: standard output")
       ->option_text("FILE")
       ->group(group);
-  app.add_option("--digits", options.digits, "Significant digits in text, 1 to 17. Default: 6")
+  app.add_option("--digits", options.digits, "Significant digits in text and html, 1 to 17.\nDefault: 6")
       ->check(CLI::Range(1, 17))
       ->option_text("N")
       ->group(group);
@@ -134,6 +135,40 @@ CLI::Option& AddList(CLI::App& app, const std::string& name, std::optional<std::
   return *app.add_option(name, take, help)->option_text("LIST")->take_all();
 }
 
+namespace {
+
+std::string ForShell(const std::string& word) {
+  constexpr std::string_view kPlain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_./,:=+@%";
+  if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) return word;
+  std::string quoted = "'";
+  for (const char byte : word) {
+    // A quote ends the quoted text, stands by itself, and begins it again.
+    if (byte == '\'') quoted += "'\\'";
+    quoted += byte;
+  }
+  return quoted + '\'';
+}
+
+/// The command line that gives what was parsed: long names, in the order of the help.
+std::string CommandLineOf(const CLI::App& app) {
+  std::string line = "vexa-stats " + app.get_name();
+  std::string files;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& value : option->results()) {
+      if (option->get_positional()) {
+        files += ' ' + ForShell(value);
+      } else {
+        line += " --" + option->get_lnames().front();
+        if (option->get_expected_min() > 0) line += ' ' + ForShell(value);
+      }
+    }
+  }
+  return line + files;
+}
+
+}  // namespace
+
 CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::string& summary,
                      const std::string& examples, Options& options) {
   options.command = name;
@@ -150,6 +185,7 @@ CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::stri
   app.set_help_flag();
   app.set_help_flag("-h,--help", "Print this help")->group("Running");
   app.footer("Examples:\n" + examples);
+  app.parse_complete_callback([&app, &options] { options.commandLine = CommandLineOf(app); });
   return app;
 }
 

@@ -12,7 +12,7 @@
 
 namespace command {
 
-enum class Form { kText, kCsv, kJson };
+enum class Form { kText, kCsv, kJson, kHtml };
 
 /// Of variables in a picture.
 enum class Order { kGiven, kCluster };
@@ -33,6 +33,7 @@ struct Rectangle {
 /// The options that every command has.
 struct Options {
   std::string command = {};
+  std::string commandLine = {};         ///< what was asked for, fit for a shell
   std::vector<std::string> files = {};  ///< none: standard input
 
   std::optional<std::string> columns = {};
@@ -63,7 +64,7 @@ struct Options {
 
   /// How to read the input. Throws UsageError.
   table::Format InputFormat() const;
-  bool WantsPicture() const { return !plot.empty(); }
+  bool WantsPicture() const { return !plot.empty() || form == Form::kHtml; }
 };
 
 /// Adds a command to the program, with its description and the examples that end its help, and the common options,

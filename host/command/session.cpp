@@ -9,9 +9,11 @@
 
 #include "command/interrupt.h"
 #include "pass/levelsearch.h"
+#include "render/formulas.h"
 #include "render/number.h"
 #include "table/rowsplitter.h"
 #include "text/printable.h"
+#include "vexa/vexa.h"
 
 namespace command {
 namespace {
@@ -69,6 +71,18 @@ void Session::OpenPlot() {
   if (_options.plot.empty()) return;
   if (_options.plot == _options.output) throw UsageError("--plot and --output name the same file");
   _plot.emplace(_options.plot, _options.files, "--plot");
+}
+
+render::Page Session::BlankPage() const {
+  render::Page page{.command = _options.command,
+                    .commandLine = _options.commandLine,
+                    .program = "vexa-stats " VEXA_VERSION,
+                    .files = _options.files,
+                    .variables = _variables,
+                    .formulas = render::FormulasOf(_options.command)};
+  if (page.files.empty()) page.files = {"-"};
+  std::replace(page.files.begin(), page.files.end(), std::string("-"), std::string("standard input"));
+  return page;
 }
 
 std::string Session::TitleOf(const std::string& what) const {
@@ -279,6 +293,9 @@ void Session::Write(const render::Page& page) {
       break;
     case Form::kJson:
       render::Json(page, sink);
+      break;
+    case Form::kHtml:
+      render::Html(page, _options.digits, sink);
       break;
   }
 }

@@ -54,6 +54,7 @@ class Session {
   int Deliver(const render::Page& page);
 
  private:
+  render::Page BlankPage() const;
   std::string TitleOf(const std::string& what) const;
   void Choose();
   void ChooseAllNumeric(std::optional<std::size_t> response);
@@ -95,7 +96,8 @@ pass::Reduction<Accumulator> Session::Reduce(const std::function<std::unique_ptr
 template <class Accumulator>
 render::Page Session::StartPage(const std::string& what,
                                 const pass::Reduction<Accumulator>& reduction) const {
-  render::Page page{.command = _options.command, .title = TitleOf(what), .variables = _variables};
+  render::Page page = BlankPage();
+  page.title = TitleOf(what);
   page.account = AccountOf(reduction.tally, reduction.complete);
   return page;
 }

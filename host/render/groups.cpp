@@ -30,9 +30,9 @@ double Member(const derive::FTest& test, std::size_t at) {
   return std::array{test.f, test.df1, test.df2, test.p}[at];
 }
 
-Table ForText(Table table, const char* caption) {
+Table ForPeople(Table table, const char* caption) {
   table.caption = caption;
-  table.audience = Audience::kText;
+  table.audience = Audience::kPeople;
   return table;
 }
 
@@ -90,13 +90,13 @@ std::vector<Table> GroupReport::Tables() const {
 
   Table groups = Groups();
   groups.columns.pop_back();  // The constants stand with the coefficients.
-  tables.insert(tables.begin(), ForText(Mixed(std::move(groups)), "Groups"));
+  tables.insert(tables.begin(), ForPeople(Mixed(std::move(groups)), "Groups"));
   const auto tests =
       std::find_if(tables.begin(), tables.end(), [](const Table& table) { return table.name == "tests"; });
   tables.insert(
-      tests, ForText(Mixed(Tests(kTestsInWords)), "Differences in means (Wilks) and in covariances (Box)"));
+      tests, ForPeople(Mixed(Tests(kTestsInWords)), "Differences in means (Wilks) and in covariances (Box)"));
   if (_analysis.classification)
-    tables.push_back(ForText(ClassificationWithConstants(), "Classification functions"));
+    tables.push_back(ForPeople(ClassificationWithConstants(), "Classification functions"));
   tables.push_back(std::move(all));
   return tables;
 }
@@ -153,8 +153,10 @@ Table GroupReport::Functions() const {
 }
 
 Table GroupReport::Centroids() const {
-  if (!_analysis.canonical) return ForAll(Grid("centroids", "group", kNoNames, kNoNames, {}), "");
-  return ForAll(MatrixTable("centroids", _analysis.canonical->centroids, _groups, _functions),
+  return ForAll(Grid("centroids", "group", _analysis.canonical ? _groups : kNoNames, _functions,
+                     [this](std::size_t group, std::size_t function) {
+                       return _analysis.canonical->centroids.At(group, function);
+                     }),
                 "Means of the groups on the functions");
 }
 

@@ -15,7 +15,7 @@
 
 /// What a command has to say, and the forms in which it can be said.
 ///
-/// A command builds one Page of accounts and tables; Text, Csv and Json write it out. No form knows of a command,
+/// A command builds one Page of accounts, tables and pictures; Text, Csv, Json and Html write it out. No form knows of a command,
 /// no command of a form.
 namespace render {
 
@@ -33,10 +33,12 @@ enum class Audience : unsigned int {
   kText = 1,
   kCsv = 2,
   kJson = 4,
-  kPeople = kText,
+  kHtml = 8,
+  kPeople = kText | kHtml,
   kPrograms = kCsv | kJson,
-  kAllButCsv = kText | kJson,
-  kEverybody = kText | kCsv | kJson,
+  kJsonAndHtml = kJson | kHtml,
+  kAllButCsv = kText | kJson | kHtml,
+  kEverybody = kText | kCsv | kJson | kHtml,
 };
 
 constexpr bool Reads(Audience form, Audience audience) {
@@ -82,14 +84,24 @@ struct Account {
   double regWeightSum = 0.0;
 };
 
+/// How a result is defined.
+struct Formula {
+  std::string what;
+  std::string formula;
+};
+
 struct Page {
   std::string command = {};
+  std::string commandLine = {};  ///< fit for a shell
+  std::string program = {};      ///< name and version
+  std::vector<std::string> files = {};
   std::string title = {};
   Account account = {};
   std::vector<std::string> variables = {};
   std::vector<Table> tables = {};
   std::vector<Picture> pictures = {};
-  std::vector<std::string> notes = {};  ///< under the tables, in text
+  std::vector<std::string> notes = {};  ///< for people
+  std::vector<Formula> formulas = {};
 };
 
 /// The account's rows as one sentence: "153 rows read, 111 used, 42 left out: 42 with a missing value".
@@ -109,6 +121,9 @@ void Text(const Page& page, const TextStyle& style, const Sink& sink);
 void Csv(const Page& page, const Sink& sink);
 /// One object: the account, the variables, and every table for programs under its name.
 void Json(const Page& page, const Sink& sink);
+/// For a person with a browser, or a printer: everything in one file that asks no network for anything. The numbers have
+/// so many significant digits, 1 to 17.
+void Html(const Page& page, int digits, const Sink& sink);
 
 }  // namespace render
 

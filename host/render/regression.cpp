@@ -40,9 +40,10 @@ std::vector<Table> RegressionReport::Tables() const {
   Table csv = programs;
   csv.columns.resize(csv.columns.size() - 2);
   csv.audience = Audience::kCsv;
-  programs.audience = Audience::kJson;
+  programs.audience = Audience::kJsonAndHtml;
   const std::string limits =
       fmt::format("Coefficients, with {} % confidence limits", Shortest(100.0 * _model.level));
+  programs.caption = limits;
   return {FitForPeople(),
           Variance(),
           ForPeople(limits, {0, 1, 2, 5, 6}),
@@ -99,7 +100,7 @@ Table RegressionReport::FitForPeople() const {
   });
   table.caption = "Fit";
   table.isMixed = true;
-  table.audience = Audience::kText;
+  table.audience = Audience::kPeople;
   return table;
 }
 
@@ -121,7 +122,7 @@ Table RegressionReport::Variance() const {
   add("mean square", {squares[0] / df[0], squares[1] / df[1]});
   add("f", {r.test.f});
   add("p", {r.test.p});
-  table.audience = Audience::kText;
+  table.audience = Audience::kPeople;
   return table;
 }
 

@@ -6,60 +6,22 @@
 
 #include "render/number.h"
 #include "render/page.h"
+#include "render/shown.h"
 #include "text/printable.h"
 
 namespace render {
 namespace {
 
 constexpr std::size_t kGap = 2;
-constexpr std::string_view kUndefined = "NA";
-
-/// A cell as text, cut at its decimal point, at which a column is aligned.
-struct Shown {
-  std::string whole;
-  std::string fraction;
-  bool isName = false;
-};
-
-enum class NumberForm { kWhole, kSignificant, kDecimals };
-
-constexpr double kLongestWhole = 1e12;
-
-bool HoldsWholeNumbersOnly(const Table& table, const Column& column) {
-  for (std::size_t row = 0; row < table.rows; ++row) {
-    const Value value = column.cell(row);
-    const auto* number = std::get_if<double>(&value);
-    if (number == nullptr || !std::isfinite(*number)) continue;
-    if (*number != std::floor(*number) || std::abs(*number) >= kLongestWhole) return false;
-  }
-  return true;
-}
-
-/// The form of each column's numbers. A value that stands twice in a matrix looks the same in both places.
-std::vector<NumberForm> FormsOf(const Table& table) {
-  std::vector<NumberForm> forms(table.columns.size(), NumberForm::kDecimals);
-  if (table.isBounded) return forms;
-  for (std::size_t col = 0; col < forms.size(); ++col) {
-    const bool isWhole = HoldsWholeNumbersOnly(table, table.columns[col]);
-    forms[col] = isWhole ? NumberForm::kWhole : NumberForm::kSignificant;
-    if (table.isKeyed && !table.isMixed && !isWhole) {
-      std::fill(forms.begin(), forms.end(), NumberForm::kSignificant);
-      break;
-    }
-  }
-  return forms;
-}
 
 /// How one column is shown.
 class ColumnStyle {
  public:
   ColumnStyle(const Table& table, const Column& column, NumberForm form, int digits)
       : _digits(digits), _form(form) {
-    // The names of a matrix's rows speak for themselves.
-    const bool isMatrix = table.isKeyed && !table.isMixed;
-    if (!isMatrix || &column != table.columns.data()) _heading = text::Escaped(column.name);
+    if (!IsMatrix(table) || &column != table.columns.data()) _heading = text::Escaped(column.name);
     for (std::size_t row = 0; row < table.rows; ++row) {
-      const Shown shown = Show(column.cell(row));
+      const Shown shown = Show(column.cell(row), form, digits);
       _isNames = _isNames && shown.isName;
       _whole = std::max(_whole, text::Width(shown.whole));
       _fraction = std::max(_fraction, shown.fraction.size());
@@ -70,21 +32,11 @@ class ColumnStyle {
   std::size_t Width() const { return _width; }
 
   void AddHeading(std::string& line) const { Add(line, {_heading, "", _isNames}, 0); }
-  void AddCell(std::string& line, const Value& value) const { Add(line, Show(value), _fraction); }
-
- private:
-  Shown Show(const Value& value) const {
-    if (const auto* name = std::get_if<std::string>(&value)) return {text::Escaped(*name), "", true};
-    if (const auto* count = std::get_if<std::uint64_t>(&value)) return {Grouped(*count), "", false};
-    const double number = std::get<double>(value);
-    if (!std::isfinite(number)) return {std::string(kUndefined), "", false};
-    const std::string shown = _form == NumberForm::kDecimals ? Fixed(number, _digits)
-                              : _form == NumberForm::kWhole  ? Fixed(number, 0)
-                                                             : Significant(number, _digits);
-    const std::size_t point = std::min(shown.find('.'), shown.size());
-    return {shown.substr(0, point), shown.substr(point), false};
+  void AddCell(std::string& line, const Value& value) const {
+    Add(line, Show(value, _form, _digits), _fraction);
   }
 
+ private:
   /// Adds a cell and the blanks that make it as wide as its column, which has `fraction` behind the point.
   void Add(std::string& line, const Shown& shown, std::size_t fraction) const {
     const std::size_t whole = text::Width(shown.whole);

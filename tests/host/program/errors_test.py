@@ -71,7 +71,7 @@ class Errors(running.ProgramTest):
                               "--output would overwrite the input a.csv"),
         "two weights": ({"a.csv": "x,y\n1,2\n"}, ["a.csv", "-w", "x,y"], 1, '--weight takes one column, not "x,y"'),
         "long delimiter": ({}, ["a.csv", "-d", "::"], 1, '--delimiter takes a single character, or tab, not "::"'),
-        "unknown format": ({}, ["a.csv", "-f", "xml"], 1, "--format: xml not in {text,csv,json}"),
+        "unknown format": ({}, ["a.csv", "-f", "xml"], 1, "--format: xml not in {text,csv,json,html}"),
         "unknown handling": ({}, ["a.csv", "-m", "some"], 1, "--missing: some not in {listwise,pairwise}"),
         "no digits": ({}, ["a.csv", "--digits", "0"], 1, "--digits: Value 0 not in range 1 to 17"),
         "unknown option": ({}, ["a.csv", "--colums", "x"], 1, None),

@@ -1,0 +1,69 @@
+#include "render/html/svg.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <string_view>
+#include <utility>
+
+namespace render {
+namespace {
+
+/// Puts `prefix` behind every place where cairo begins an identifier. It writes no text of others: letters are shapes.
+std::string WithPrefix(std::string_view svg, const std::string& prefix) {
+  constexpr std::array<std::string_view, 3> kBefore = {" id=\"", "href=\"#", "url(#"};
+  std::string changed;
+  while (!svg.empty()) {
+    std::size_t next = std::string_view::npos;
+    for (const std::string_view before : kBefore)
+      if (const std::size_t at = svg.find(before); at < next) next = at + before.size();
+    if (next == std::string_view::npos) break;
+    changed += svg.substr(0, next);
+    changed += prefix;
+    svg.remove_prefix(next);
+  }
+  changed += svg;
+  return changed;
+}
+
+}  // namespace
+
+std::string EscapedForHtml(std::string_view text) {
+  std::string escaped;
+  for (const char byte : text) {
+    switch (byte) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      case '\'':
+        escaped += "&#39;";
+        break;
+      default:
+        escaped += byte;
+    }
+  }
+  return escaped;
+}
+
+std::string InlineSvg(const Picture& picture, const std::string& prefix) {
+  std::string svg;
+  WritePicture(picture, PictureForm::kSvg, [&svg](std::string_view piece) { svg += piece; });
+  // The first tag gives way to one that says what the picture is; what is before it belongs to a file of its own.
+  const std::size_t start = svg.find('>', svg.find("<svg")) + 1;
+  return fmt::format(
+             "<svg role=\"img\" aria-label=\"{}\" width=\"{:.0f}\" height=\"{:.0f}\" viewBox=\"0 0 {} {}\">",
+             EscapedForHtml(picture.title + ". " + picture.description), picture.width * 4.0 / 3.0,
+             picture.height * 4.0 / 3.0, picture.width, picture.height) +
+         WithPrefix(std::string_view(svg).substr(start), prefix);
+}
+
+}  // namespace render

@@ -1,0 +1,107 @@
+"""reports_test.py PROGRAM: HTML pages in a browser.
+
+Each command's page says nothing to the console, requests nothing, shows names as text, sorts, copies what CSV holds, and
+does not scroll sideways on a phone.
+"""
+
+import csv
+import io
+import json
+import tempfile
+
+import running
+from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.by import By
+
+HOSTILE = "<script>alert(1)</script>"
+FLAGS = ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
+         "--disable-component-update", "--disable-sync", "--disable-dev-shm-usage")
+PHONE = {"width": 390, "height": 844, "deviceScaleFactor": 1, "mobile": True}
+
+
+class Reports(running.ProgramTest):
+    COMMANDS = {
+        "describe": ("describe",),
+        "corr": ("corr", "--missing", "pairwise"),
+        "cov": ("cov", "--order", "cluster", "-c", f"x,{HOSTILE},long"),
+        "sums": ("sums",),
+        "regress": ("regress", "-y", "x", "-x", f"{HOSTILE},long"),
+        "groups": ("groups", "--by", "group", "-c", f"x,{HOSTILE},long"),
+        "groups without functions": ("groups", "--by", HOSTILE, "-c", "constant"),
+    }
+
+    @classmethod
+    def setUpClass(cls):
+        options = webdriver.ChromeOptions()
+        profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
+        cls.addClassCleanup(profile.cleanup)
+        for flag in (*FLAGS, f"--user-data-dir={profile.name}"):
+            options.add_argument(flag)
+        options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+        cls.browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+        cls.addClassCleanup(cls.browser.quit)
+        cls.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", PHONE)
+
+    def write_input(self):
+        rows = [(i, i * 7 % 11, 5, "" if i == 4 else i * i, "</td>a&b"[i % 2:]) for i in range(30)]
+        text = io.StringIO()
+        csv.writer(text, lineterminator="\n").writerows([("x", HOSTILE, "constant", "long", "group"), *rows])
+        self.write("given.csv", text.getvalue().replace("long", "long" * 20, 1))
+
+    def open(self, args):
+        args = [arg.replace("long", "long" * 20) for arg in args]
+        self.succeed(*args, "--format", "html", "-o", "page.html", "given.csv")
+        self.browser.get_log("performance")
+        url = (self.folder / "page.html").as_uri()
+        self.browser.get(url)
+        requests = [json.loads(entry["message"])["message"] for entry in self.browser.get_log("performance")]
+        return args, url, {message["params"]["request"]["url"] for message in requests
+                           if message["method"] == "Network.requestWillBeSent"}
+
+    def column(self, table, place):
+        return self.browser.execute_script(
+            "return [...arguments[0].tBodies[0].rows].map(row => row.cells[arguments[1]].dataset.v)", table, place)
+
+    def test_each_command(self):
+        self.write_input()
+        run = self.browser.execute_script
+        for name, command in self.COMMANDS.items():
+            with self.subTest(name):
+                args, url, requests = self.open(command)
+                self.assertEqual({address for address in requests if not address.startswith("data:")}, {url})
+                self.assertEqual(run("return document.scripts.length"), 1, "names are no scripts")
+                if "constant" not in command:  # which does not have it
+                    self.assertIn(HOSTILE, run("return document.querySelector('main').innerText"))
+                self.assertEqual(run("return document.querySelectorAll('svg').length"),
+                                 0 if name in ("sums", "groups without functions") else 1)
+                self.assertEqual(run("return document.documentElement.scrollWidth"), PHONE["width"])
+                self.assertEqual(run("return [...document.querySelectorAll('[id]')].length"),
+                                 run("return new Set([...document.querySelectorAll('[id]')].map(e => e.id)).size"))
+                self.check_sorting(self.browser.find_element(By.TAG_NAME, "table"))
+                self.assertEqual([entry["message"] for entry in self.browser.get_log("browser")], [])
+                if name in ("describe", "corr", "cov"):
+                    self.check_copy(args)
+
+    def check_sorting(self, table):
+        head = table.find_elements(By.CSS_SELECTOR, "thead th")[1]
+        given = self.column(table, 1)
+        number = lambda text: (text == "NA", 0.0 if text == "NA" else float(text))
+        for state, expected in (("ascending", sorted(given, key=number)),
+                                ("descending", sorted(given, key=lambda text: (text == "NA", -number(text)[1]))),
+                                ("none", given)):
+            self.browser.execute_script("arguments[0].scrollIntoView({block: 'center', inline: 'center'})", head)
+            head.find_element(By.TAG_NAME, "button").click()
+            self.assertEqual((head.get_attribute("aria-sort"), self.column(table, 1)), (state, expected))
+
+    def check_copy(self, args):
+        self.browser.execute_script(
+            "Object.defineProperty(navigator, 'clipboard', {value: {writeText: (text) => { window.copied = text; }}});"
+            "document.querySelector('section button').click()")
+        copied = [line.split("\t") for line in self.browser.execute_script("return window.copied").splitlines()]
+        table = self.succeed(*args, "--format", "csv", "given.csv").out
+        self.assertEqual(copied, [[cell or "NA" for cell in row] for row in csv.reader(io.StringIO(table))])
+
+
+if __name__ == "__main__":
+    running.main()
