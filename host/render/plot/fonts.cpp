@@ -3,9 +3,12 @@
 #include <cairo-ft.h>
 #include <fontconfig/fontconfig.h>
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <string>
+#include <tuple>
 #include <utility>
 
 #include "text/printable.h"
@@ -84,6 +87,23 @@ std::pair<std::vector<cairo_glyph_t>, double> GlyphsOf(cairo_font_face_t* face, 
   return {{glyphs, glyphs + count}, x + extents.x_advance};
 }
 
+/// Where no font is installed cairo draws letters of ASCII by itself, and a box for any other.
+bool IsInstalled(cairo_font_face_t* face) {
+  const Owned<cairo_scaled_font_t> font = Scaled(face, 1.0);
+  return cairo_scaled_font_get_type(font.get()) == CAIRO_FONT_TYPE_FT;
+}
+
+/// Signs that a picture must not lose, in ASCII.
+std::string Plain(std::string_view text) {
+  constexpr std::array<std::pair<std::string_view, std::string_view>, 3> kSigns = {
+      {{"−", "-"}, {"±", "+-"}, {"…", "..."}}};
+  std::string plain(text);
+  for (const auto& [sign, ascii] : kSigns)
+    for (std::size_t at = 0; (at = plain.find(sign, at)) != std::string::npos;)
+      plain.replace(at, sign.size(), ascii);
+  return plain;
+}
+
 bool LacksOne(const std::vector<cairo_glyph_t>& glyphs) {
   for (const cairo_glyph_t& glyph : glyphs)
     if (glyph.index == 0) return true;
@@ -100,6 +120,11 @@ void UseExactLetters(cairo_font_options_t* options) {
 
 ShapedText Shape(std::string_view text, double size, bool isBold) {
   cairo_font_face_t* standard = Faces::Default(isBold);
+  static const bool isInstalled = IsInstalled(standard);
+  if (!isInstalled) {
+    auto [glyphs, end] = GlyphsOf(standard, size, Plain(text), 0.0);
+    return {{{standard, std::move(glyphs)}}, end};
+  }
   auto [glyphs, end] = GlyphsOf(standard, size, text, 0.0);
   if (!LacksOne(glyphs)) return {{{standard, std::move(glyphs)}}, end};
   ShapedText shaped{.runs = {}, .width = 0.0};

@@ -2,8 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <array>
 #include <cmath>
+#include <cstdlib>
+#include <utility>
 
 namespace render {
 namespace {
@@ -28,11 +29,9 @@ std::string ShortNumber(double value) {
 }
 
 std::string PowerOfTen(int power) {
-  constexpr std::array<const char*, 10> kRaised = {"⁰", "¹", "²", "³", "⁴", "⁵", "⁶", "⁷", "⁸", "⁹"};
-  std::string label = "10";
-  for (const char digit : std::to_string(power))
-    label += digit == '-' ? "⁻" : kRaised[static_cast<std::size_t>(digit - '0')];
-  return label;
+  // What is short enough is written out.
+  return WithMinus(std::abs(power) <= 3 ? fmt::format("{:g}", std::pow(10.0, power))
+                                        : fmt::format("1e{}", power));
 }
 
 }  // namespace render

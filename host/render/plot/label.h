@@ -12,7 +12,7 @@ std::string WithMinus(std::string number);
 /// Three digits, and in as few characters as they take: −0.612, 20500, 1.06e7.
 std::string ShortNumber(double value);
 
-/// 10⁻³
+/// 0.01, 1e7
 std::string PowerOfTen(int power);
 
 }  // namespace render
