@@ -5,6 +5,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "command/commands.h"
@@ -37,6 +38,14 @@ std::vector<derive::Description> DescriptionsOf(const Variables& sums, std::uint
   return descriptions;
 }
 
+void AddTable(render::Table table, render::Page& page) {
+  if (page.account.weight) {
+    page.tables.push_back(std::move(table));
+  } else {
+    page.tables = render::WithoutWeightSum(std::move(table));
+  }
+}
+
 void AddUndefinedNote(const std::vector<derive::Description>& descriptions, render::Page& page) {
   for (const derive::Description& description : descriptions) {
     if (std::isfinite(description.variance)) continue;
@@ -52,7 +61,7 @@ int DescribeAll(Session& session, const std::function<std::unique_ptr<Variables>
   render::Page page = session.StartPage("Statistics", reduction);
   page.account.weightSum = reduction.sums->WeightSum();
   page.account.regWeightSum = reduction.sums->RegWeightSum();
-  page.tables.push_back(render::DescriptionsTable(descriptions, session.Variables()));
+  AddTable(render::DescriptionsTable(descriptions, session.Variables()), page);
   AddUndefinedNote(descriptions, page);
   if (session.WantsPictures())
     page.pictures.push_back(
@@ -81,7 +90,7 @@ int DescribeByGroup(Session& session, const std::string& by,
     page.account.weightSum += sums.WeightSum();
     page.account.regWeightSum += sums.RegWeightSum();
   }
-  page.tables.push_back(render::GroupDescriptionsTable(descriptions, session.Variables(), names));
+  AddTable(render::GroupDescriptionsTable(descriptions, session.Variables(), names), page);
   AddUndefinedNote(descriptions, page);
   if (session.WantsPictures() && descriptions.size() <= render::kMostPictured)
     page.pictures.push_back(

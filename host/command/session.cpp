@@ -4,6 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
 #include <unordered_set>
 #include <utility>
 
@@ -20,6 +24,16 @@ namespace {
 
 constexpr std::size_t kUnknownWidth = 80;
 constexpr std::size_t kReasonsShown = 10;
+
+/// Of the terminal that shows the text; elsewhere as COLUMNS says, if it says something.
+std::size_t TextWidth(const Output& output) {
+  if (const std::size_t width = output.TerminalWidth(); width > 0) return width;
+  const char* columns = std::getenv("COLUMNS");
+  std::size_t width = 0;
+  if (columns == nullptr) return kUnknownWidth;
+  const auto [end, error] = std::from_chars(columns, columns + std::strlen(columns), width);
+  return error == std::errc() && *end == '\0' && width > 0 ? width : kUnknownWidth;
+}
 
 /// The variables that lack most values, as "Ozone 37, Solar.R 7". One that stands in the rows and in the columns of a
 /// rectangle, as the same of the input's `columns`, is told once.
@@ -284,8 +298,7 @@ void Session::Write(const render::Page& page) {
   const render::Sink sink = [this](std::string_view piece) { _output.Write(piece); };
   switch (_options.form) {
     case Form::kText: {
-      const std::size_t width = _output.TerminalWidth();
-      render::Text(page, {.width = width > 0 ? width : kUnknownWidth, .digits = _options.digits}, sink);
+      render::Text(page, {.width = TextWidth(_output), .digits = _options.digits}, sink);
       break;
     }
     case Form::kCsv:

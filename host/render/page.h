@@ -26,6 +26,8 @@ struct Column {
   std::string name;
   /// The cell of a row; called once or twice per row, so that a large table is never held as text.
   std::function<Value(std::size_t row)> cell;
+  /// Values as they stand in the input: people see no zeros behind their last digit.
+  bool isGiven = false;
 };
 
 /// Who reads a table: a set of forms.

@@ -21,6 +21,14 @@ bool HoldsWholeNumbersOnly(const Table& table, const Column& column) {
   return true;
 }
 
+std::string WithoutLastZeros(const std::string& number) {
+  const std::size_t end = std::min(number.find('e'), number.size());
+  std::string digits = number.substr(0, end);
+  if (digits.find('.') != std::string::npos) digits.erase(digits.find_last_not_of('0') + 1);
+  if (digits.ends_with('.')) digits.pop_back();
+  return digits + number.substr(end);
+}
+
 }  // namespace
 
 std::vector<NumberForm> FormsOf(const Table& table) {
@@ -33,6 +41,7 @@ std::vector<NumberForm> FormsOf(const Table& table) {
       std::fill(forms.begin(), forms.end(), NumberForm::kSignificant);
       break;
     }
+    if (table.columns[col].isGiven) forms[col] = NumberForm::kGiven;
   }
   return forms;
 }
@@ -44,6 +53,7 @@ Shown Show(const Value& value, NumberForm form, int digits) {
   if (!std::isfinite(number)) return {kUndefinedShown, "", false};
   const std::string shown = form == NumberForm::kDecimals ? Fixed(number, digits)
                             : form == NumberForm::kWhole  ? Fixed(number, 0)
+                            : form == NumberForm::kGiven  ? WithoutLastZeros(Significant(number, digits))
                                                           : Significant(number, digits);
   const std::size_t point = std::min(shown.find('.'), shown.size());
   return {shown.substr(0, point), shown.substr(point), false};

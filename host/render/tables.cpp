@@ -84,8 +84,8 @@ void AddDescriptions(Table& table, const std::function<derive::Description(std::
                                        {"sd", value(&Description::sd)},
                                        {"variance", value(&Description::variance)},
                                        {"se", value(&Description::standardError)},
-                                       {"min", extreme(&Range::min)},
-                                       {"max", extreme(&Range::max)}};
+                                       {"min", extreme(&Range::min), true},
+                                       {"max", extreme(&Range::max), true}};
   table.columns.insert(table.columns.end(), columns.begin(), columns.end());
 }
 
@@ -164,6 +164,14 @@ Table GroupDescriptionsTable(const std::vector<derive::Description>& description
   return table;
 }
 
+std::vector<Table> WithoutWeightSum(Table descriptions) {
+  Table forPeople = descriptions;
+  std::erase_if(forPeople.columns, [](const Column& column) { return column.name == "weight_sum"; });
+  forPeople.audience = Audience::kPeople;
+  descriptions.audience = Audience::kPrograms;
+  return {std::move(forPeople), std::move(descriptions)};
+}
+
 std::vector<Table> SumsTables(const derive::Sums& sums, const std::vector<std::string>& rows,
                               const std::vector<std::string>& cols, WithExtremes extremes) {
   std::vector<Table> tables = {PairTable(sums, rows, cols, extremes)};
@@ -175,8 +183,10 @@ std::vector<Table> SumsTables(const derive::Sums& sums, const std::vector<std::s
                        {"mean", [&sums](std::size_t row) { return sums.At(row, row).meanRow; }},
                        {"css", [&sums](std::size_t row) { return sums.At(row, row).cssRow; }}};
   if (extremes == WithExtremes::kYes) {
-    variables.columns.push_back({"min", [&sums](std::size_t row) { return sums.At(row, row).rangeRow.min; }});
-    variables.columns.push_back({"max", [&sums](std::size_t row) { return sums.At(row, row).rangeRow.max; }});
+    variables.columns.push_back(
+        {"min", [&sums](std::size_t row) { return sums.At(row, row).rangeRow.min; }, true});
+    variables.columns.push_back(
+        {"max", [&sums](std::size_t row) { return sums.At(row, row).rangeRow.max; }, true});
   }
   variables.audience = Audience::kPeople;
   tables.push_back(std::move(variables));

@@ -39,6 +39,9 @@ Table GroupDescriptionsTable(const std::vector<derive::Description>& description
                              const std::vector<std::string>& variables,
                              const std::vector<std::string>& groups);
 
+/// Descriptions of rows that all weigh the same: people are not told the sum of the weights, which is n.
+std::vector<Table> WithoutWeightSum(Table descriptions);
+
 enum class WithExtremes { kNo, kYes };
 
 /// The sums themselves: one row per pair of variables for programs; where every pair is over the same rows, a

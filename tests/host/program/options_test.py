@@ -38,6 +38,13 @@ class Options(running.ProgramTest):
             "4 rows read (1 blank line skipped), 3 used, 1 left out: 1 with a missing value (x 1)\n"
             "Case weight w: the rows used weigh 5\n\n           x   y\nx   1.000000  NA\ny  NA         NA\n\n"
             "NA: undefined, as a variable does not vary in its rows, or a sum is beyond the range of a double.\n", ""),
+        "descriptions for people": (
+            "x,y\n1.50,100\n2,-1e-7\n4,", "describe --digits 3",
+            "Statistics of 2 variables, each over its rows without a missing value\n"
+            "3 rows read, all used (missing values: y 1)\n\n"
+            "variable  n  missing   mean     sd  variance      se       min  max\n"
+            "x         3        0   2.50   1.32      1.75   0.764       1.5    4\n"
+            "y         2        1  50.0   70.7    5000     50.0    -1e-07    100\n", ""),
         "variables with few values": (
             "x,y,z,u,w\n,1e9,-0,5,2\n,,0,5,1\n,,,5,0.5\n", "describe -w w -f csv",
             "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,0,3,0,,,,,,\n"

@@ -80,7 +80,7 @@ class Reports(running.ProgramTest):
                                  run("return new Set([...document.querySelectorAll('[id]')].map(e => e.id)).size"))
                 self.check_sorting(self.browser.find_element(By.TAG_NAME, "table"))
                 self.assertEqual([entry["message"] for entry in self.browser.get_log("browser")], [])
-                if name in ("describe", "corr", "cov"):
+                if name in ("corr", "cov"):
                     self.check_copy(args)
 
     def check_sorting(self, table):
