@@ -63,9 +63,10 @@ int DescribeAll(Session& session, const std::function<std::unique_ptr<Variables>
   page.account.regWeightSum = reduction.sums->RegWeightSum();
   AddTable(render::DescriptionsTable(descriptions, session.Variables()), page);
   AddUndefinedNote(descriptions, page);
-  if (session.WantsPictures())
+  if (session.WantsPictures()) {
     page.pictures.push_back(
         render::DrawRanges(page.command, render::HeadingOf(page), descriptions, session.Variables()));
+  }
   return session.Deliver(page);
 }
 
@@ -92,9 +93,10 @@ int DescribeByGroup(Session& session, const std::string& by,
   }
   AddTable(render::GroupDescriptionsTable(descriptions, session.Variables(), names), page);
   AddUndefinedNote(descriptions, page);
-  if (session.WantsPictures() && descriptions.size() <= render::kMostPictured)
+  if (session.WantsPictures() && descriptions.size() <= render::kMostPictured) {
     page.pictures.push_back(
         render::DrawRanges(page.command, render::HeadingOf(page), descriptions, session.Variables(), names));
+  }
   return session.Deliver(page);
 }
 

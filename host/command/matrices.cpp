@@ -18,6 +18,7 @@
 #include "derive/similarity.h"
 #include "render/plot/heatmap.h"
 #include "render/tables.h"
+#include "text/printable.h"
 #include "vexa/matrixlistwise.h"
 #include "vexa/matrixpairwise.h"
 #include "vexa/nsmatrixlistwise.h"
@@ -85,6 +86,31 @@ void NoteIfIndefinite(const derive::Matrix& correlations, Messages& messages) {
       indefinite->smallestEigenvalue));
 }
 
+/// The strongest correlations, for those who cannot see the picture. Of a matrix with itself the diagonal is left out.
+std::string ExtremesSentence(const derive::Matrix& correlations, const render::HeatMap& map,
+                             bool isSymmetric) {
+  struct Place {
+    std::size_t row;
+    std::size_t col;
+  };
+  std::optional<Place> least;
+  std::optional<Place> most;
+  const auto at = [&](const Place& place) { return correlations.At(place.row, place.col); };
+  for (Place place{0, 0}; place.row < correlations.rows; ++place.row) {
+    for (place.col = 0; place.col < (isSymmetric ? place.row : correlations.cols); ++place.col) {
+      if (std::isnan(at(place))) continue;
+      if (!least || at(place) < at(*least)) least = place;
+      if (!most || at(place) > at(*most)) most = place;
+    }
+  }
+  if (!least) return "";
+  const auto tell = [&](const Place& place) {
+    return fmt::format("{:.2f} ({} with {})", at(place), text::Escaped((*map.rows)[place.row]),
+                       text::Escaped((*map.cols)[place.col]));
+  };
+  return fmt::format(" The correlations lie between {} and {}.", tell(*least), tell(*most));
+}
+
 /// The colours are correlations for every statistic: a covariance by itself would tell of the units of its variables
 /// first, and the largest variance would leave all others pale.
 render::Picture DrawMatrix(const Statistic& statistic, Order order, const derive::Matrix& matrix,
@@ -107,10 +133,12 @@ render::Picture DrawMatrix(const Statistic& statistic, Order order, const derive
     map.colOrder = derive::OrderCols(correlations);
     map.smallPrint.emplace_back("Order: average linkage of the distances between rows, and between columns.");
   }
-  if (!statistic.isBounded && isSymmetric)
+  if (!statistic.isBounded && isSymmetric) {
     for (std::size_t variable = 0; variable < matrix.rows; ++variable)
       map.deviations.push_back(std::sqrt(matrix.At(variable, variable)));
-  map.description = fmt::format("Heat map of {} rows and {} columns.", matrix.rows, matrix.cols);
+  }
+  map.description = fmt::format("Heat map of {} rows and {} columns.{}", matrix.rows, matrix.cols,
+                                ExtremesSentence(correlations, map, isSymmetric));
   return render::DrawHeatMap(std::move(map));
 }
 
@@ -170,6 +198,8 @@ int ReduceAndShow(const Work& work, Arguments... arguments) {
 }
 
 int RunMatrix(const Statistic& statistic, const Options& options, Messages& messages) {
+  if (options.order != Order::kGiven && !options.WantsPicture())
+    throw UsageError("--order is that of a picture: it takes --plot or --format html");
   Session session(options, messages);
   const Work work{statistic, options, session, messages};
   const bool isPairwise = options.missing == pass::Missing::kPairwise;

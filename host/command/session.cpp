@@ -119,9 +119,10 @@ void Session::Choose() {
   if (_options.grouping) _chosen.group = ChooseOne(_options.grouping->by, "--by");
   ChooseVariables();
   for (const std::size_t col : _chosen.variables) _variables.push_back(columns[col].name);
-  if (_plot && _variables.size() > render::kMostPictured)
+  if (_plot && _variables.size() > render::kMostPictured) {
     throw UsageError(fmt::format("--plot shows up to {} variables, not {}; choose some of them",
                                  render::kMostPictured, _variables.size()));
+  }
   if (_options.verbose) {
     std::vector<std::string> names;
     for (const std::string& name : _variables) names.push_back(text::Escaped(name));
@@ -176,9 +177,10 @@ void Session::ChooseAllNumeric(std::optional<std::size_t> response) {
     _messages.Note(fmt::format("not numeric, left out: {}",
                                fmt::join(skipped.size() <= kReasonsShown ? reasons : skipped, ", ")));
   }
-  if (_chosen.variables.empty())
+  if (_chosen.variables.empty()) {
     throw table::InputError(response ? "has no numeric column besides the response" : "has no numeric column",
                             {.file = _input->FileName(0)});
+  }
 }
 
 void Session::ChooseRectangle(const Rectangle& rectangle) {
@@ -197,9 +199,10 @@ void Session::ChooseLevels(const Grouping& grouping) {
     table::RowSplitter splitter(',');
     std::vector<std::string> list;
     for (const std::string_view level : splitter.Split(*grouping.levels)) list.emplace_back(level);
-    if (list.size() > grouping.mostLevels)
+    if (list.size() > grouping.mostLevels) {
       throw UsageError(fmt::format("--levels lists {} groups, more than --max-groups {}", list.size(),
                                    grouping.mostLevels));
+    }
     _levels = pass::GivenLevels(*_input, *_chosen.group, list);
     return;
   }
@@ -282,9 +285,10 @@ int Session::Deliver(const render::Page& page) {
   _output.Commit();
   if (_plot) _plot->Commit();
   TellTime("writing");
-  if (lacksPicture)
+  if (lacksPicture) {
     throw OutputError(fmt::format("{}: there is nothing to draw, or more than {} rows",
                                   text::Escaped(_options.plot), render::kMostPictured));
+  }
   return account.isComplete ? kSuccess : kInterrupted;
 }
 

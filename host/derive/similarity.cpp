@@ -15,9 +15,10 @@ using Items = std::vector<std::size_t>;
 class Clusters {
  public:
   Clusters(const Matrix& distances, double unknown) : _items(distances), _between(distances) {
-    for (Matrix* matrix : {&_items, &_between})
+    for (Matrix* matrix : {&_items, &_between}) {
       for (double& distance : matrix->cells)
         if (std::isnan(distance)) distance = unknown;
+    }
     for (std::size_t item = 0; item < distances.rows; ++item) _members.push_back({item});
   }
 

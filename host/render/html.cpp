@@ -124,9 +124,10 @@ void WriteRow(const char* term, const std::string& definition, const Sink& sink)
 void WriteRows(const Account& account, const Sink& sink) {
   WriteRow("Rows read", Grouped(account.read), sink);
   WriteRow("Rows used", Grouped(account.used), sink);
-  for (const LeftOut& reason : account.leftOut)
+  for (const LeftOut& reason : account.leftOut) {
     if (reason.rows > 0)
       WriteRow("Left out", Grouped(reason.rows) + ' ' + EscapedForHtml(reason.phrase), sink);
+  }
   if (account.blankLines > 0) WriteRow("Blank lines skipped", Grouped(account.blankLines), sink);
   WriteRow("Missing values",
            account.missing == "pairwise" ? "Each result is over the rows where its own variables are present."
@@ -136,16 +137,18 @@ void WriteRows(const Account& account, const Sink& sink) {
 }
 
 void WriteWeights(const Account& account, int digits, const Sink& sink) {
-  if (account.weight)
+  if (account.weight) {
     WriteRow("Case weight",
              fmt::format("{}: the rows used weigh {}", Foreign(*account.weight),
                          WeightSum(account.weightSum, digits)),
              sink);
-  if (account.regWeight)
+  }
+  if (account.regWeight) {
     WriteRow("Regression weight",
              fmt::format("{}: with it they weigh {}", Foreign(*account.regWeight),
                          WeightSum(account.regWeightSum, digits)),
              sink);
+  }
   if (!account.weight && !account.regWeight) WriteRow("Weights", "none: every row counts once", sink);
   if (account.group) WriteRow("Groups by", Foreign(*account.group), sink);
 }

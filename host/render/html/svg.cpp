@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 #include <utility>
@@ -12,17 +13,20 @@ namespace {
 /// Puts `prefix` behind every place where cairo begins an identifier. It writes no text of others: letters are shapes.
 std::string WithPrefix(std::string_view svg, const std::string& prefix) {
   constexpr std::array<std::string_view, 3> kBefore = {" id=\"", "href=\"#", "url(#"};
+  std::array<std::size_t, 3> next{};  // where each of them stands, at `done` or behind it
+  for (std::size_t at = 0; at < next.size(); ++at) next[at] = svg.find(kBefore[at]);
   std::string changed;
-  while (!svg.empty()) {
-    std::size_t next = std::string_view::npos;
-    for (const std::string_view before : kBefore)
-      if (const std::size_t at = svg.find(before); at < next) next = at + before.size();
-    if (next == std::string_view::npos) break;
-    changed += svg.substr(0, next);
+  std::size_t done = 0;
+  for (;;) {
+    const auto first = static_cast<std::size_t>(std::min_element(next.begin(), next.end()) - next.begin());
+    if (next[first] == std::string_view::npos) break;
+    const std::size_t end = next[first] + kBefore[first].size();
+    changed += svg.substr(done, end - done);
     changed += prefix;
-    svg.remove_prefix(next);
+    done = end;
+    next[first] = svg.find(kBefore[first], end);
   }
-  changed += svg;
+  changed += svg.substr(done);
   return changed;
 }
 

@@ -32,9 +32,10 @@ std::vector<Tick> RoundTicks(double min, double max, int count) {
   const double step = power * (digit <= 1.0 ? 1.0 : digit <= 2.0 ? 2.0 : digit <= 5.0 ? 5.0 : 10.0);
   std::vector<Tick> ticks;
   // A value is a multiple of the step, not a sum of steps, whose rounding would show in the labels.
-  for (double multiple = std::ceil(min / step - 1e-9); multiple <= std::floor(max / step + 1e-9);
-       ++multiple) {
-    const double value = multiple * step;
+  const double first = std::ceil(min / step - 1e-9);
+  const double last = std::floor(max / step + 1e-9);
+  for (int tick = 0; tick <= static_cast<int>(last - first); ++tick) {
+    const double value = (first + tick) * step;
     ticks.push_back({value, WithMinus(fmt::format("{:.6g}", value == 0.0 ? 0.0 : value))});
   }
   return ticks;

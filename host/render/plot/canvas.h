@@ -70,7 +70,7 @@ class Canvas {
 double TextWidth(std::string_view text, double size, bool isBold = false);
 /// The text, or with an ellipsis in its middle as much of it as is no wider than `width`.
 std::string Fitted(std::string_view text, double size, double width);
-/// The text in lines that are, as far as its blanks allow, no wider than `width`.
+/// The text in lines no wider than `width`; a word that is wider is shortened.
 std::vector<std::string> Wrapped(std::string_view text, double size, double width, bool isBold = false);
 
 }  // namespace render

@@ -24,11 +24,17 @@ bool HasLimits(const Coefficient& term) {
   return std::isfinite(term.standardisedLower) && std::isfinite(term.standardisedUpper);
 }
 
+/// Whether the limits exclude 0.
+bool IsClear(const Coefficient& term) {
+  return HasLimits(term) && (term.standardisedLower > 0.0 || term.standardisedUpper < 0.0);
+}
+
 std::string Numbers(const Coefficient& term) {
   std::string numbers = ShortNumber(term.standardised);
-  if (HasLimits(term))
+  if (HasLimits(term)) {
     numbers +=
         fmt::format("  [{}, {}]", ShortNumber(term.standardisedLower), ShortNumber(term.standardisedUpper));
+  }
   return numbers;
 }
 
@@ -40,6 +46,12 @@ class Layout {
       : _terms(Predictors(regression)), _rows(heading, smallPrint, Names(variables), Room()) {}
 
   const Rows& Frame() const { return _rows; }
+
+  std::string Description() const {
+    return fmt::format(
+        "Standardised coefficients of {} predictors with confidence limits, which exclude 0 for {}.",
+        _terms.size(), std::count_if(_terms.begin(), _terms.end(), IsClear));
+  }
 
   void Draw(Canvas& canvas) const {
     _rows.DrawFrame(canvas);
@@ -83,7 +95,7 @@ class Layout {
     const Coefficient& term = _terms[row];
     const double size = _rows.FontSize(kNumberSize);
     const double y = _rows.Middle(row);
-    const bool isClear = HasLimits(term) && (term.standardisedLower > 0.0 || term.standardisedUpper < 0.0);
+    const bool isClear = IsClear(term);
     const Colour colour = isClear ? kAccent : kFaintInk;
     const double radius = std::min(_rows.Pitch() * 0.3, kMostRadius);
     if (HasLimits(term)) {
@@ -116,8 +128,7 @@ Picture DrawCoefficients(const std::string& name, const Heading& heading,
   const auto layout = std::make_shared<const Layout>(heading, regression, smallPrint, variables);
   return {.name = name,
           .title = heading.title,
-          .description = fmt::format("Standardised coefficients of {} predictors with confidence limits.",
-                                     layout->Frame().Count()),
+          .description = layout->Description(),
           .width = layout->Frame().Width(),
           .height = layout->Frame().Height(),
           .draw = [layout](Canvas& canvas) { layout->Draw(canvas); }};

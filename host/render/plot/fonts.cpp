@@ -98,9 +98,10 @@ std::string Plain(std::string_view text) {
   constexpr std::array<std::pair<std::string_view, std::string_view>, 3> kSigns = {
       {{"−", "-"}, {"±", "+-"}, {"…", "..."}}};
   std::string plain(text);
-  for (const auto& [sign, ascii] : kSigns)
+  for (const auto& [sign, ascii] : kSigns) {
     for (std::size_t at = 0; (at = plain.find(sign, at)) != std::string::npos;)
       plain.replace(at, sign.size(), ascii);
+  }
   return plain;
 }
 

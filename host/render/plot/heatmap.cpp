@@ -21,7 +21,7 @@ constexpr double kSmallestSide = 1800.0;  // of a matrix with so many cells that
 constexpr double kSide = 720.0;           // of one with cells between the two sizes
 constexpr double kSmallestCell = 6.0;
 constexpr double kLargestCell = 48.0;
-/// Cells from this size on have labels.
+/// Cells from this width on, and half of it in height, have labels.
 constexpr double kLabelledCell = 24.0;
 constexpr double kLabelShare = 0.27;
 constexpr double kSmallestLabel = 5.0;
@@ -39,10 +39,23 @@ constexpr double kLegendBelow = 30.0;
 constexpr double kSmall = 7.5;
 constexpr double kLeastWidth = 330.0;
 
-double CellSize(std::size_t rows, std::size_t cols) {
-  const auto most = static_cast<double>(std::max(rows, cols));
-  const double size = std::clamp(kSide / most, kSmallestCell, kLargestCell);
-  return std::min(size, kSmallestSide / most);
+/// One side of a cell, for so many of them next to each other.
+double CellSide(std::size_t count) {
+  const auto cells = static_cast<double>(count);
+  return std::min(std::clamp(kSide / cells, kSmallestCell, kLargestCell), kSmallestSide / cells);
+}
+
+struct CellSize {
+  double width;
+  double height;
+};
+
+/// Square, unless rows and columns differ so much that the cells would be lost one way or run over the page the other.
+CellSize SizeOfCells(std::size_t rows, std::size_t cols) {
+  const CellSize size{CellSide(cols), CellSide(rows)};
+  const double smaller = std::min(size.width, size.height);
+  const double most = std::max(smaller, kLabelledCell);
+  return {std::min(size.width, most), std::min(size.height, most)};
 }
 
 std::vector<std::string> InOrder(const std::vector<std::string>& names,
@@ -72,20 +85,22 @@ class Layout {
  public:
   explicit Layout(HeatMap map)
       : _map(std::move(map)),
-        _cell(CellSize(_map.rowOrder.size(), _map.colOrder.size())),
-        _rowNames(InOrder(*_map.rows, _map.rowOrder), _cell, kMostNameWidth),
-        _colNames(InOrder(*_map.cols, _map.colOrder), _cell, kMostNameWidth),
+        _cell(SizeOfCells(_map.rowOrder.size(), _map.colOrder.size())),
+        _rowNames(InOrder(*_map.rows, _map.rowOrder), _cell.height, kMostNameWidth),
+        _colNames(InOrder(*_map.cols, _map.colOrder), _cell.width, kMostNameWidth),
         _powers(Powers(_map.deviations)),
-        _isUpright(_colNames.Width() > _cell - 2.0) {
+        _isUpright(_colNames.Width() > _cell.width - 2.0) {
     for (const double value : _map.colours->cells) _hasUndefined = _hasUndefined || !std::isfinite(value);
-    const double side = _cell * static_cast<double>(_map.colOrder.size());
+    const std::size_t step = std::max(_rowNames.Step(), _colNames.Step());
+    if (step > 1) _map.smallPrint.push_back(fmt::format("One of {} variables is named.", step));
+    const double side = _cell.width * static_cast<double>(_map.colOrder.size());
     const double right = (_powers ? kGap + kBarsWidth : 0.0) + kGap + kLegendRoom + kMargin;
     _body.left = kMargin + _rowNames.Width() + kNameGap;
     _width = std::max(_body.left + side + right, kLeastWidth);
     _heading.emplace(_map.heading, _map.smallPrint, _width - 2.0 * kMargin);
     _body.top = _heading->Height() + (_isUpright ? _colNames.Width() : _colNames.FontSize()) + kNameGap;
     _body.width = side;
-    _body.height = _cell * static_cast<double>(_map.rowOrder.size());
+    _body.height = _cell.height * static_cast<double>(_map.rowOrder.size());
     const double below = std::max(_body.height + (_powers ? 2.0 * kSmall : 0.0), LegendHeight());
     _height = _body.top + below + kMargin;
     ChooseLabels();
@@ -120,12 +135,12 @@ class Layout {
 
   /// The largest size in which every label fits its cell; 0 when that is too small to read.
   void ChooseLabels() {
-    if (_cell < kLabelledCell) return;
-    _labelSize = _cell * kLabelShare;
+    if (_cell.width < kLabelledCell || _cell.height < kLabelledCell / 2.0) return;
+    _labelSize = std::min(_cell.width * kLabelShare, _cell.height / 2.0);
     for (std::size_t row = 0; row < _map.rowOrder.size(); ++row) {
       for (std::size_t col = 0; col < _map.colOrder.size(); ++col) {
         const double width = TextWidth(Label(row, col), 1.0);
-        _labelSize = std::min(_labelSize, (_cell - 3.0) / width);
+        _labelSize = std::min(_labelSize, (_cell.width - 3.0) / width);
       }
     }
     if (_labelSize < kSmallestLabel) _labelSize = 0.0;
@@ -134,12 +149,12 @@ class Layout {
   void DrawNames(Canvas& canvas) const {
     for (std::size_t row = 0; row < _map.rowOrder.size(); row += _rowNames.Step()) {
       const double size = _rowNames.FontSize();
-      canvas.Text({_body.left - kNameGap, Middle(_body.top, row) + size * kCapHeight / 2.0},
-                  _rowNames.Name(row), {.size = size, .align = Align::kRight});
+      canvas.Text({_body.left - kNameGap, MiddleOfRow(row) + size * kCapHeight / 2.0}, _rowNames.Name(row),
+                  {.size = size, .align = Align::kRight});
     }
     for (std::size_t col = 0; col < _map.colOrder.size(); col += _colNames.Step()) {
       const double size = _colNames.FontSize();
-      const double middle = Middle(_body.left, col);
+      const double middle = MiddleOfCol(col);
       if (_isUpright) {
         canvas.Text({middle + size * kCapHeight / 2.0, _body.top - kNameGap}, _colNames.Name(col),
                     {.size = size, .isUpward = true});
@@ -159,18 +174,18 @@ class Layout {
       canvas.Frame(_body, kRule);
       return;
     }
-    const double seam = _cell * 0.02;
+    const double seam = Smaller() * 0.02;
     for (std::size_t row = 0; row < rows; ++row) {
       for (std::size_t col = 0; col < cols; ++col) {
-        const Box box{_body.left + _cell * static_cast<double>(col) + seam,
-                      _body.top + _cell * static_cast<double>(row) + seam, _cell - 2.0 * seam,
-                      _cell - 2.0 * seam};
+        const Box box{MiddleOfCol(col) - _cell.width / 2.0 + seam,
+                      MiddleOfRow(row) - _cell.height / 2.0 + seam, _cell.width - 2.0 * seam,
+                      _cell.height - 2.0 * seam};
         const Colour colour = ColourAt(row, col);
         canvas.Fill(box, colour);
         if (!std::isfinite(Value(*_map.colours, row, col))) Cross(canvas, box);
         if (_labelSize == 0.0) continue;
-        canvas.Text({Middle(_body.left, col), Middle(_body.top, row) + _labelSize * kCapHeight / 2.0},
-                    Label(row, col), {.size = _labelSize, .colour = InkOn(colour), .align = Align::kCentre});
+        canvas.Text({MiddleOfCol(col), MiddleOfRow(row) + _labelSize * kCapHeight / 2.0}, Label(row, col),
+                    {.size = _labelSize, .colour = InkOn(colour), .align = Align::kCentre});
       }
     }
   }
@@ -198,9 +213,9 @@ class Layout {
       const double deviation = _map.deviations[_map.rowOrder[row]];
       if (!(deviation > 0.0) || !std::isfinite(deviation)) continue;
       // On a logarithmic scale a bar would have no beginning.
-      const Point end{axis.At(std::log10(deviation)), Middle(_body.top, row)};
-      canvas.Line({left, end.y}, end, kRule, std::min(_cell * 0.1, 0.8));
-      canvas.Disc(end, std::min(_cell * 0.35, 3.0), kFaintInk);
+      const Point end{axis.At(std::log10(deviation)), MiddleOfRow(row)};
+      canvas.Line({left, end.y}, end, kRule, std::min(_cell.height * 0.1, 0.8));
+      canvas.Disc(end, std::min(_cell.height * 0.35, 3.0), kFaintInk);
     }
   }
 
@@ -230,12 +245,16 @@ class Layout {
                 "undefined", {.size = kSmall, .colour = kFaintInk});
   }
 
-  double Middle(double start, std::size_t place) const {
-    return start + _cell * (static_cast<double>(place) + 0.5);
+  double Smaller() const { return std::min(_cell.width, _cell.height); }
+  double MiddleOfRow(std::size_t row) const {
+    return _body.top + _cell.height * (static_cast<double>(row) + 0.5);
+  }
+  double MiddleOfCol(std::size_t col) const {
+    return _body.left + _cell.width * (static_cast<double>(col) + 0.5);
   }
 
   HeatMap _map;
-  double _cell;
+  CellSize _cell;
   NameColumn _rowNames;
   NameColumn _colNames;
   std::optional<std::pair<int, int>> _powers;
