@@ -21,57 +21,39 @@ enum class Weighting {
   kCombined,  ///< weights that are multiplied and summed in passing
 };
 
-/// Some rows of a group of columns and their weights.
-struct Stretch {
-  ColumnGroup group;
-  std::size_t rows;
-  const double* own;
-  const double* regWeights;
-  double* weights;
-};
-
 /// The mean of each column: the leading run of equal values v counts as v times the sum of its weights, and a
 /// column of nothing else has the mean v exactly. The sums of the weights are two more chains of additions, which take no
 /// time next to those of the columns.
-template <Weighting kWeighting, bool kExtremes>
+template <Weighting kWeighting, bool kExtremes, bool kAll>
 class GroupMean {
  public:
-  explicit GroupMean(WeightSums sums) : _sums(sums) {}
+  GroupMean(const Summaries& job, std::size_t first, WeightSums sums)
+      : _job(job), _group(job.run, first), _sums(sums) {}
 
-  void Add(const Stretch& stretch) {
+  void Run() {
+    const std::size_t rows = _job.run.rows;
     std::size_t row = 0;
-    if (!_begun && stretch.rows > 0) {
-      _begun = true;
-      _first = _least = _greatest = stretch.group.Row(0);
-      _leading = _first == _first;
-    }
-    while (row < stretch.rows && Any(_leading)) {
-      // Whole vectors of rows, so that all that come after begin where a vector does.
-      const std::size_t last = Min(row + kLanes, stretch.rows);
-      TakeWeights(stretch, row, last);
+    while (row < rows && !Counts<kAll>(_job.present, row)) ++row;
+    if (row == rows) return;
+    _first = _least = _greatest = _group.Row(row);
+    _leading = _first == _first;
+    // Whole vectors of rows from the first one on, so that all that come after begin where a vector does.
+    row -= row % kLanes;
+    while (row < rows && Any(_leading)) {
+      const std::size_t last = Min(row + kLanes, rows);
+      TakeWeights(row, last);
       for (; row < last; ++row) {
-        const Vector x = stretch.group.Row(row);
-        _leading &= x == _first;
-        _runWeight = _leading ? _runWeight + Weight(stretch, row) : _runWeight;
-        _rest = _leading ? _rest : _rest + Weighted(stretch, row, x);
-        Compare(x);
+        if (Counts<kAll>(_job.present, row)) Lead(row, _group.Row(row));
       }
     }
-    for (; row + kLanes <= stretch.rows; row += kLanes) {
+    for (; row + kLanes <= rows; row += kLanes) {
       Vector x[kLanes];
-      stretch.group.Rows(row, x);
-      TakeWeights(stretch, row, row + kLanes);
-      for (std::size_t k = 0; k < kLanes; ++k) {
-        _rest += Weighted(stretch, row + k, x[k]);
-        Compare(x[k]);
-      }
+      _group.Rows(row, x);
+      TakeWeights(row, row + kLanes);
+      for (std::size_t k = 0; k < kLanes; ++k) Follow(row + k, x[k]);
     }
-    TakeWeights(stretch, row, stretch.rows);
-    for (; row < stretch.rows; ++row) {
-      const Vector x = stretch.group.Row(row);
-      _rest += Weighted(stretch, row, x);
-      Compare(x);
-    }
+    TakeWeights(row, rows);
+    for (; row < rows; ++row) Follow(row, _group.Row(row));
   }
 
   WeightSums Sums() const { return _sums; }
@@ -82,33 +64,48 @@ class GroupMean {
   Vector Greatest() const { return _greatest; }
 
  private:
-  void TakeWeights(const Stretch& stretch, std::size_t row, std::size_t last) {
+  void TakeWeights(std::size_t row, std::size_t last) {
     if constexpr (kWeighting == Weighting::kSummed || kWeighting == Weighting::kCombined) {
       for (; row < last; ++row) {
-        const double own = stretch.own[row];
-        _sums.own += own;
-        if (kWeighting == Weighting::kCombined) stretch.weights[row] = own * stretch.regWeights[row];
-        _sums.combined += stretch.weights[row];
+        const double own = _job.own[row];
+        if (kWeighting == Weighting::kCombined) _job.weights[row] = own * _job.regWeights[row];
+        const bool counts = Counts<kAll>(_job.present, row);
+        _sums.own += counts ? own : 0.0;
+        _sums.combined += counts ? _job.weights[row] : 0.0;
       }
     }
   }
 
-  static Vector Weight(const Stretch& stretch, std::size_t row) {
-    return Broadcast(kWeighting == Weighting::kNone ? 1.0 : stretch.weights[row]);
+  /// A row while some column is in its leading run.
+  void Lead(std::size_t row, Vector x) {
+    _leading &= x == _first;
+    _runWeight = _leading ? _runWeight + Weight(row) : _runWeight;
+    _rest = _leading ? _rest : _rest + Weighted(row, x);
+    if (kExtremes) Compare(x);
   }
-  static Vector Weighted(const Stretch& stretch, std::size_t row, Vector x) {
-    return kWeighting == Weighting::kNone ? x : Weight(stretch, row) * x;
+
+  /// A row when no column is.
+  void Follow(std::size_t row, Vector x) {
+    const bool counts = Counts<kAll>(_job.present, row);
+    _rest += kAll ? Weighted(row, x) : OrZero(counts, Weighted(row, x));
+    if (kExtremes && counts) Compare(x);
+  }
+
+  Vector Weight(std::size_t row) const {
+    return Broadcast(kWeighting == Weighting::kNone ? 1.0 : _job.weights[row]);
+  }
+  Vector Weighted(std::size_t row, Vector x) const {
+    return kWeighting == Weighting::kNone ? x : Weight(row) * x;
   }
   /// A NaN replaces nothing, and one that comes first stays.
   void Compare(Vector x) {
-    if constexpr (kExtremes) {
-      _greatest = x > _greatest ? x : _greatest;
-      _least = x < _least ? x : _least;
-    }
+    _greatest = x > _greatest ? x : _greatest;
+    _least = x < _least ? x : _least;
   }
 
+  const Summaries& _job;
+  ColumnGroup _group;
   WeightSums _sums;
-  bool _begun = false;
   Mask _leading{};
   Vector _first{};
   Vector _least{};
@@ -124,46 +121,45 @@ inline void Centre(double* x, std::size_t rows, double mean) {
   for (; row < rows; ++row) x[row] -= mean;
 }
 
-template <Weighting kWeighting, bool kExtremes>
-WeightSums SummariseGroup(const Summaries& job, std::size_t first, WeightSums sums) {
-  const std::size_t columns = job.run.columns - first;
-  const ColumnGroup group(job.run, first);
-  GroupMean<kWeighting, kExtremes> mean(sums);
-  GroupRoom values;
-  RangeRoom own;
-  RangeRoom weights;
-  const std::size_t step = job.present ? kChunkRows : job.run.rows;
-  for (std::size_t row = 0; row < job.run.rows; row += step) {
-    const RowRange range(row, Min(step, job.run.rows - row), job.present);
-    mean.Add({values.Take(group, range), range.Count(), own.Take(job.own, range), job.regWeights,
-              weights.Take(job.weights, range)});
-  }
-  StoreColumns(mean.Mean(), job.means + first, columns);
-  if (job.mins) StoreColumns(mean.Least(), job.mins + first, columns);
-  if (job.maxs) StoreColumns(mean.Greatest(), job.maxs + first, columns);
-  return mean.Sums();
-}
+template <bool kExtremes, bool kAll>
+class SummaryRun {
+ public:
+  explicit SummaryRun(const Summaries& job) : _job(job) {}
 
-/// The first columns bring the weights' sums along.
-template <bool kExtremes>
-WeightSums SummariseGroups(const Summaries& job) {
-  WeightSums sums{};
-  if (!job.weights) {
-    sums.own = sums.combined = static_cast<double>(RowRange(0, job.run.rows, job.present).Count());
-  } else if (job.regWeights) {
-    sums = SummariseGroup<Weighting::kCombined, kExtremes>(job, 0, sums);
-  } else {
-    sums = SummariseGroup<Weighting::kSummed, kExtremes>(job, 0, sums);
+  /// The first columns bring the weights' sums along.
+  WeightSums Run() {
+    std::size_t first = 0;
+    if (!_job.weights) {
+      _sums.own = _sums.combined = static_cast<double>(CountRows(_job.present, 0, _job.run.rows));
+    } else {
+      _job.regWeights ? Summarise<Weighting::kCombined>(0) : Summarise<Weighting::kSummed>(0);
+      first = kLanes;
+    }
+    for (; first < _job.run.columns; first += kLanes)
+      _job.weights ? Summarise<Weighting::kReady>(first) : Summarise<Weighting::kNone>(first);
+    return _sums;
   }
-  for (std::size_t first = job.weights ? kLanes : 0; first < job.run.columns; first += kLanes) {
-    job.weights ? SummariseGroup<Weighting::kReady, kExtremes>(job, first, sums)
-                : SummariseGroup<Weighting::kNone, kExtremes>(job, first, sums);
+
+ private:
+  template <Weighting kWeighting>
+  void Summarise(std::size_t first) {
+    const std::size_t columns = _job.run.columns - first;
+    GroupMean<kWeighting, kExtremes, kAll> group(_job, first, _sums);
+    group.Run();
+    _sums = group.Sums();
+    StoreColumns(group.Mean(), _job.means + first, columns);
+    if (_job.mins) StoreColumns(group.Least(), _job.mins + first, columns);
+    if (_job.maxs) StoreColumns(group.Greatest(), _job.maxs + first, columns);
   }
-  return sums;
-}
+
+  const Summaries& _job;
+  WeightSums _sums{};
+};
 
 inline WeightSums Summarise(const Summaries& job) {
-  return job.mins || job.maxs ? SummariseGroups<true>(job) : SummariseGroups<false>(job);
+  const bool extremes = job.mins || job.maxs;
+  if (job.present) return extremes ? SummaryRun<true, false>(job).Run() : SummaryRun<false, false>(job).Run();
+  return extremes ? SummaryRun<true, true>(job).Run() : SummaryRun<false, true>(job).Run();
 }
 
 inline void CentreColumns(const Columns& run, const double* means) {

@@ -46,7 +46,7 @@ struct CrossProducts {
   Centring leftCentring = {};  ///< of a triangle all columns
   Centring rightCentring = {};
   const std::size_t* widths = nullptr;  ///< of a staircase
-  RowBits present = nullptr;
+  RowBits present = nullptr;            ///< only of columns that are centred
 };
 
 /// Mean and extremes of every column.
@@ -56,9 +56,9 @@ struct Summaries {
   const double* regWeights;  ///< what they are to be multiplied by; null: nothing is left to do
   double* weights;  ///< what the rows weigh then, perhaps over the own ones; null: every row weighs 1
   double* means;
-  double* mins;               ///< null: not wanted
-  double* maxs;               ///< null: not wanted
-  RowBits present = nullptr;  ///< not with regWeights
+  double* mins;  ///< null: not wanted
+  double* maxs;  ///< null: not wanted
+  RowBits present = nullptr;
 };
 
 /// The sums of the own weights and of what the rows weigh, which the means are divided by; of weights of 1 the number of

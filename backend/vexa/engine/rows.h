@@ -3,86 +3,37 @@
 #include "engine.h"
 #include "vectors.h"
 
-/// Chunks of rows out of which those that do not count have been taken.
+/// Which rows of a run count. Those that do not are passed through the vectors like all others and left out where a
+/// vector of a row becomes part of a sum or takes its place among the packed rows.
 
 namespace vexa::engine {
 namespace VEXA_ENGINE_LEVEL {
 
-/// A right panel of this many rows fills half of a first-level cache.
-constexpr std::size_t kChunkRows = 128;
 constexpr std::size_t kWordRows = 64;
-static_assert(kChunkRows % kWordRows == 0);
 
 inline std::size_t Min(std::size_t a, std::size_t b) { return a < b ? a : b; }
 
-/// Writes the present ones among `rows` values one behind the other and returns their number; `to` has room for all of
-/// them and kLanes more.
-inline std::size_t Compact(const double* x, RowBits present, std::size_t rows, double* to) {
-  double* const begin = to;
-  for (std::size_t row = 0; row < rows; row += kWordRows) {
-    std::uint64_t bits = present[row / kWordRows];
-#if VEXA_ENGINE_LANES == 8
-    std::size_t k = row;
-    for (; k + kLanes <= rows && bits != 0; k += kLanes, bits >>= kLanes) {
-      const auto mask = static_cast<unsigned char>(bits);
-      Store(to, __builtin_ia32_compressdf512_mask(Load(x + k), Vector{}, mask));
-      to += __builtin_popcount(mask);
-    }
-    const std::size_t base = k;
-#else
-    const std::size_t base = row;
-#endif
-    for (; bits != 0; bits &= bits - 1) *to++ = x[base + static_cast<std::size_t>(__builtin_ctzll(bits))];
-  }
-  return static_cast<std::size_t>(to - begin);
+template <bool kAll>
+inline bool Counts(RowBits present, std::size_t row) {
+  return kAll || (present[row / kWordRows] >> row % kWordRows & 1) != 0;
 }
 
-/// Some rows one after the other, at most kChunkRows of them when not all count; `first` is a multiple of that then.
-struct RowRange {
-  std::size_t first;
-  std::size_t rows;
-  RowBits present;  ///< of the first row; null: all count
+/// The rows that count among `rows` ones from `row` on, a multiple of kWordRows.
+inline std::size_t CountRows(RowBits present, std::size_t row, std::size_t rows) {
+  if (!present) return rows;
+  std::size_t count = 0;
+  for (std::size_t k = row; k < row + rows; k += kWordRows)
+    count += static_cast<std::size_t>(__builtin_popcountll(present[k / kWordRows]));
+  return count;
+}
 
-  RowRange(std::size_t row, std::size_t count, RowBits bits)
-      : first(row), rows(count), present(bits ? bits + row / kWordRows : bits) {}
-
-  std::size_t Count() const {
-    if (!present) return rows;
-    std::size_t count = 0;
-    for (std::size_t k = 0; k < rows; k += kWordRows) {
-      count += static_cast<std::size_t>(__builtin_popcountll(present[k / kWordRows]));
-    }
-    return count;
-  }
-};
-
-/// Room for the values of an array in the rows of a range that count.
-class RangeRoom {
- public:
-  /// The values where they are, or in the room when not all count.
-  template <class Value>
-  Value* Take(Value* x, const RowRange& range) {
-    if (!x || !range.present) return x ? x + range.first : x;
-    Compact(x + range.first, range.present, range.rows, _values);
-    return _values;
-  }
-
- private:
-  alignas(kScratchAlignment) double _values[kChunkRows + kLanes];
-};
-
-/// The same for a group of columns.
-class GroupRoom {
- public:
-  ColumnGroup Take(ColumnGroup group, const RowRange& range) {
-    for (std::size_t lane = 0; lane < kLanes; ++lane)
-      group.column[lane] = _rooms[lane].Take(group.column[lane], range);
-    return group;
-  }
-
- private:
-  RangeRoom _rooms[kLanes];
-};
+/// A row that does not count becomes +0.0, bit by bit: a sum that began at +0.0 is never −0.0, so that adding it changes
+/// nothing.
+inline Vector OrZero(bool counts, Vector term) {
+  // From memory, because a broadcast out of a register takes the port of the transpositions.
+  static constexpr std::int64_t kMasks[] = {0, -1};
+  return reinterpret_cast<Vector>(reinterpret_cast<Mask>(term) & (Mask{} + kMasks[counts]));
+}
 
 }  // namespace VEXA_ENGINE_LEVEL
 }  // namespace vexa::engine

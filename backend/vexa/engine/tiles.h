@@ -17,7 +17,10 @@ constexpr std::size_t kTileVectors = VEXA_ENGINE_TILE_VECTORS;
 constexpr std::size_t kTileLanes = kTileVectors * kLanes;
 static_assert(kTileRows % kLanes == 0 && kTileRows % 2 == 0);
 
-/// Two packed blocks and the sums of all their cells, a megabyte together, stay in the second-level cache.
+/// A right panel of this many rows fills half of a first-level cache; two packed blocks and the sums of all their cells,
+/// a megabyte together, stay in the second.
+constexpr std::size_t kChunkRows = 128;
+static_assert(kChunkRows % kWordRows == 0);
 constexpr std::size_t kBlock = 240;
 static_assert(kBlock % kTileRows == 0 && kBlock % kTileLanes == 0);
 
@@ -77,20 +80,19 @@ using LeftBlock = Block<kTileRows>;
 struct Packing {
   const Columns& run;
   std::size_t col;  ///< the first of them
-  const RowRange& range;
   const Centring& centring;
-  const double* weights;  ///< of the rows of the range that count; null: every row weighs 1
-  double* right;          ///< null: not wanted
-  double* left;           ///< here the values are multiplied by the weights; null: not wanted
+  const double* weights;  ///< null: every row weighs 1
+  RowBits present;
+  double* right;  ///< null: not wanted
+  double* left;   ///< here the values are multiplied by the weights; null: not wanted
 };
 
-template <bool kCentred, bool kKept, bool kWeighted>
-void PackRows(const Packing& job) {
-  GroupRoom room;
+/// Rows are left out only of columns that are not kept centred.
+template <bool kCentred, bool kKept, bool kWeighted, bool kAll>
+void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
   // The lanes behind the last column hold it once more, and all lanes are read before any is written: what it is left
   // as is written several times.
-  const ColumnGroup group = room.Take(ColumnGroup(job.run, job.col), job.range);
-  const std::size_t rows = job.range.Count();
+  const ColumnGroup group(job.run, job.col);
   Vector mean{};
   Vector squares{};
   for (std::size_t lane = 0; lane < kLanes; ++lane) {
@@ -101,36 +103,46 @@ void PackRows(const Packing& job) {
   const auto weighted = [&job](std::size_t k, Vector x) {
     return kWeighted ? Broadcast(job.weights[k]) * x : x;
   };
+  std::size_t place = 0;
   const auto pack = [&](std::size_t first, const Vector* x, std::size_t count) {
+    // A row that does not count is overwritten by the next one that does.
+    std::size_t places[kLanes];
+    for (std::size_t k = 0; k < count; ++k) {
+      places[k] = kAll ? first - row + k : place;
+      place += Counts<kAll>(job.present, first + k);
+    }
     if (job.right) {
-      for (std::size_t k = 0; k < count; ++k) Store(job.right + (first + k) * kTileLanes, x[k]);
+      for (std::size_t k = 0; k < count; ++k) Store(job.right + places[k] * kTileLanes, x[k]);
     }
     if (job.left) {
       for (std::size_t k = 0; k < count; ++k)
-        Store(job.left + (first + k) * kTileRows, weighted(first + k, x[k]));
+        Store(job.left + places[k] * kTileRows, weighted(first + k, x[k]));
     }
     if (job.centring.squares) {
-      for (std::size_t k = 0; k < count; ++k) squares += weighted(first + k, x[k]) * x[k];
+      for (std::size_t k = 0; k < count; ++k) {
+        const Vector square = weighted(first + k, x[k]) * x[k];
+        squares += kAll ? square : OrZero(Counts<kAll>(job.present, first + k), square);
+      }
     }
   };
-  // A load that follows a store to the same place of another page waits for it, and columns a line apart within a page are
-  // common. So two halves take turns, unless a sum wants the rows in order.
+  // A load that follows a store to the same place of another page waits for it, and columns a line apart within a page
+  // are common. So two halves take turns, unless a sum wants the rows in order.
   const std::size_t blocks = rows / kLanes;
   const std::size_t half = kKept && !job.centring.squares ? (blocks + 1) / 2 : blocks;
   for (std::size_t i = 0; i < blocks; ++i) {
-    const std::size_t k = (half == blocks ? i : i / 2 + i % 2 * half) * kLanes;
+    const std::size_t first = row + (half == blocks ? i : i / 2 + i % 2 * half) * kLanes;
     Vector x[kLanes];
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
-      x[lane] = Load(group.column[lane] + k);
+      x[lane] = Load(group.column[lane] + first);
       if (kCentred) x[lane] -= Broadcast(mean[lane]);
     }
     if (kKept) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) Store(group.column[lane] + k, x[lane]);
+      for (std::size_t lane = 0; lane < kLanes; ++lane) Store(group.column[lane] + first, x[lane]);
     }
     Transpose(x);
-    pack(k, x, kLanes);
+    pack(first, x, kLanes);
   }
-  for (std::size_t k = blocks * kLanes; k < rows; ++k) {
+  for (std::size_t k = row + blocks * kLanes; k < row + rows; ++k) {
     const Vector x = group.Row(k) - mean;
     if (kKept) {
       for (std::size_t lane = 0; lane < kLanes; ++lane) group.column[lane][k] = x[lane];
@@ -140,18 +152,21 @@ void PackRows(const Packing& job) {
   if (job.centring.squares) StoreColumns(squares, job.centring.squares + job.col, job.run.columns - job.col);
 }
 
-template <bool kCentred, bool kKept>
-inline void PackRows(const Packing& job) {
-  job.weights ? PackRows<kCentred, kKept, true>(job) : PackRows<kCentred, kKept, false>(job);
+template <bool kCentred, bool kKept, bool kAll>
+inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
+  job.weights ? PackRows<kCentred, kKept, true, kAll>(job, row, rows)
+              : PackRows<kCentred, kKept, false, kAll>(job, row, rows);
 }
 
-inline void PackRows(const Packing& job) {
-  if (!job.centring.means) {
-    PackRows<false, false>(job);
+inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
+  if (job.present) {
+    PackRows<true, false, false>(job, row, rows);
+  } else if (!job.centring.means) {
+    PackRows<false, false, true>(job, row, rows);
   } else if (job.centring.kept) {
-    PackRows<true, true>(job);
+    PackRows<true, true, true>(job, row, rows);
   } else {
-    PackRows<true, false>(job);
+    PackRows<true, false, true>(job, row, rows);
   }
 }
 
@@ -222,9 +237,9 @@ class CrossProductRun {
         const LeftBlock left(_left, col, Min(kBlock, _job.left.columns - col));
         BeginSums(left, right);
         for (std::size_t row = 0; row < _job.left.rows; row += kChunkRows) {
-          const RowRange range(row, Min(kChunkRows, _job.left.rows - row), _job.present);
-          Pack(left, right, range);
-          Multiply(left, right, range.Count());
+          const std::size_t rows = Min(kChunkRows, _job.left.rows - row);
+          Pack(left, right, row, rows);
+          Multiply(left, right, CountRows(_job.present, row, rows));
         }
         EndSums(left, right);
       }
@@ -240,20 +255,21 @@ class CrossProductRun {
     return RoundUp(Min(job.left.columns, kBlock), kTileRows);
   }
 
-  void Pack(const LeftBlock& left, const RightBlock& right, const RowRange& range) {
-    const double* weights = _weights.Take(_job.weights, range);
+  void Pack(const LeftBlock& left, const RightBlock& right, std::size_t row, std::size_t rows) {
     const bool triangle = IsTriangle(_job.shape);
     // In a triangle the first right block meets all columns for the first time as left ones.
     const Centring leftCentring = Once(_job.leftCentring, right.First() == 0);
     for (std::size_t col = left.First(); col < left.End(); col += kLanes) {
       double* toRight = triangle ? right.Place(col) : nullptr;
-      PackRows({_job.left, col, range, leftCentring, weights, toRight, left.Place(col)});
+      PackRows({_job.left, col, leftCentring, _job.weights, _job.present, toRight, left.Place(col)}, row,
+               rows);
     }
     const Centring rightCentring =
         triangle ? Once(_job.leftCentring, false) : Once(_job.rightCentring, left.First() == 0);
     for (std::size_t col = right.First(); col < right.End(); col += kLanes) {
       if (triangle && left.Place(col)) continue;
-      PackRows({_job.right, col, range, rightCentring, weights, right.Place(col), nullptr});
+      PackRows({_job.right, col, rightCentring, _job.weights, _job.present, right.Place(col), nullptr}, row,
+               rows);
     }
   }
 
@@ -321,7 +337,6 @@ class CrossProductRun {
   double* _right;
   double* _left;
   double* _sums;
-  RangeRoom _weights;
   std::size_t _written = 0;
 };
 
