@@ -2,6 +2,7 @@
 
 #include <cassert>
 #include <utility>
+#include <vector>
 
 #include "accumulate.h"
 #include "batchcolumns.h"
@@ -37,23 +38,23 @@ void DiscIndividualMatrix::Data::Init(DataBatchByGroup& batch) {
   }
   assert(std::cmp_less_equal(batch.MaxGroup(), _nGroup));
 
-  _TSSP = new double[AllCells(_nGroup, _nVar)]();
-  _nRows = nRows;
   const ColumnRun run = RunOf(batch, 0, batch.NColumns());
-  const auto stride = static_cast<std::size_t>(_nGroup);
+  // Everything that can throw comes first. The constant is a column like any other: its products with the variables are
+  // their weighted sums, to the bit.
+  std::vector<double> constant(nRows, 1.0);
+  std::vector<double*> columns;
+  for (unsigned int col = 0; col < run.columns; ++col) columns.push_back(run.Column(col));
+  columns.push_back(constant.data());
+  std::vector<unsigned int> groupRows;
+  for (unsigned int group = 0; group < batch.MaxGroup(); ++group)
+    groupRows.push_back(batch.groupCount(group));
+  _TSSP = new double[AllCells(_nGroup, _nVar)]();
+
+  _nRows = nRows;
   const auto nCellsCrossProduct = static_cast<unsigned int>(TriangleRow(_nVar));
-  unsigned int tsspIndex = 0;
-  unsigned int first = 0;
-  for (unsigned int group = 0; group < batch.MaxGroup(); ++group) {
-    const ColumnRun rows = run.Rows(first, batch.groupCount(group));
-    const double* weights = batch.HasWeights() ? batch.Weights() + first : nullptr;
-    double* cells = _TSSP + group;
-    tsspIndex = FillTriangle(rows, Diagonal::kWith, weights, cells, stride);
-    double* constant = cells + tsspIndex * stride;
-    FillSums(rows, weights, constant, stride);
-    constant[rows.columns * stride] = WeightedSum(weights, static_cast<int>(rows.rows));
-    first += rows.rows;
-  }
+  const unsigned int written =
+      FillGroupTriangles(columns, groupRows, batch.Weights(), _TSSP, static_cast<std::size_t>(_nGroup));
+  const unsigned int tsspIndex = written - (run.columns + 1);
   _weightSum = WeightedSum(batch.Weights(), static_cast<int>(nRows));
   assert(tsspIndex == nCellsCrossProduct);
 }

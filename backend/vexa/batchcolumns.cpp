@@ -1,6 +1,7 @@
 #include "batchcolumns.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "engine/engine.h"
 #include "scratch.h"
@@ -22,22 +23,24 @@ const engine::Kernels* EngineFor(const ColumnRun& run) {
 }
 
 /// Returns the number of cells written, or 0 when the plain kernels have to.
-unsigned int FillByEngine(const ColumnRun& left, const ColumnRun& right, engine::Shape shape,
-                          const double* weights, double* cells, std::size_t cellStride,
-                          const engine::Centring& leftCentring = {},
-                          const engine::Centring& rightCentring = {}) {
-  const engine::Kernels* kernels = EngineFor(left);
-  if (!kernels || !EngineFor(right)) return 0;
-  const engine::CrossProducts job{.left = EngineColumns(left),
-                                  .right = EngineColumns(right),
-                                  .shape = shape,
-                                  .weights = weights,
-                                  .cells = cells,
-                                  .cellStride = cellStride,
-                                  .leftCentring = leftCentring,
-                                  .rightCentring = rightCentring};
-  double* scratch = Scratch(kernels->crossProductScratch(job));
+unsigned int FillByEngine(const engine::CrossProducts& job) {
+  const engine::Kernels* kernels = engine::Active();
+  double* scratch = kernels ? Scratch(kernels->crossProductScratch(job)) : nullptr;
   return scratch ? static_cast<unsigned int>(kernels->crossProducts(job, scratch)) : 0;
+}
+
+unsigned int FillByEngine(const ColumnRun& left, const ColumnRun& right, engine::Shape shape,
+                          const double* weights, double* cells, const engine::Centring& leftCentring = {},
+                          const engine::Centring& rightCentring = {}) {
+  if (!EngineFor(left) || !EngineFor(right)) return 0;
+  return FillByEngine(engine::CrossProducts{.left = EngineColumns(left),
+                                            .right = EngineColumns(right),
+                                            .shape = shape,
+                                            .weights = weights,
+                                            .cells = cells,
+                                            .cellStride = 1,
+                                            .leftCentring = leftCentring,
+                                            .rightCentring = rightCentring});
 }
 
 /// False when the plain kernels have to do it.
@@ -81,8 +84,8 @@ void CenterColumns(const ColumnRun& run, BatchWeights& weights, double* means, d
 unsigned int CenterAndFillTriangle(const ColumnRun& run, BatchWeights& weights, double* means, double* mins,
                                    double* maxs, double* cells) {
   Summarise(run, weights, means, mins, maxs);
-  const unsigned int written = FillByEngine(run, run, engine::Shape::kTriangle, weights.Rows(), cells, 1,
-                                            {.means = means, .kept = true});
+  const unsigned int written =
+      FillByEngine(run, run, engine::Shape::kTriangle, weights.Rows(), cells, {.means = means, .kept = true});
   if (written != 0) return written;
   Center(run, means);
   return FillTriangle(run, Diagonal::kWith, weights.Rows(), cells);
@@ -96,7 +99,7 @@ unsigned int CenterAndFillRectangle(const ColumnRun& run, unsigned int left, Bat
   const ColumnRun rightRun = run.Columns(left, run.columns - left);
   std::fill_n(squares, run.columns, 0.0);
   const unsigned int written = FillByEngine(leftRun, rightRun, engine::Shape::kRectangle, weights.Rows(),
-                                            cells, 1, {.means = means, .kept = true, .squares = squares},
+                                            cells, {.means = means, .kept = true, .squares = squares},
                                             {.means = means + left, .kept = true, .squares = squares + left});
   if (written != 0) return written;
   Center(run, means);
@@ -104,10 +107,9 @@ unsigned int CenterAndFillRectangle(const ColumnRun& run, unsigned int left, Bat
   return FillRectangle(leftRun, rightRun, weights.Rows(), cells);
 }
 
-unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double* weights, double* cells,
-                          std::size_t cellStride) {
+unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double* weights, double* cells) {
   const auto shape = diagonal == Diagonal::kWith ? engine::Shape::kTriangle : engine::Shape::kStrictTriangle;
-  unsigned int written = FillByEngine(run, run, shape, weights, cells, cellStride);
+  unsigned int written = FillByEngine(run, run, shape, weights, cells);
   if (written != 0) return written;
   const int rows = RowCount(run);
   for (unsigned int row = 0; row < run.columns; ++row) {
@@ -117,16 +119,48 @@ unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double*
     // cache.
     for (unsigned int step = 0; step < width; ++step) {
       const unsigned int col = row % 2 == 1 ? step : width - 1 - step;
-      cells[(written + col) * cellStride] = CrossProduct(x, run.Column(col), weights, rows);
+      cells[written + col] = CrossProduct(x, run.Column(col), weights, rows);
     }
     written += width;
   }
   return written;
 }
 
+unsigned int FillGroupTriangles(std::span<double* const> columns, std::span<const unsigned int> groupRows,
+                                const double* weights, double* cells, std::size_t cellStride) {
+  if (groupRows.empty()) return 0;
+  const std::size_t rows = std::accumulate(groupRows.begin(), groupRows.end(), std::size_t{0});
+  const engine::Columns run{nullptr, 0, columns.size(), rows, columns.data()};
+  if (engine::Worthwhile({nullptr, 0, columns.size(), rows / groupRows.size()})) {
+    const unsigned int written = FillByEngine(engine::CrossProducts{.left = run,
+                                                                    .right = run,
+                                                                    .shape = engine::Shape::kTriangle,
+                                                                    .weights = weights,
+                                                                    .cells = cells,
+                                                                    .cellStride = cellStride,
+                                                                    .groupRows = groupRows.data(),
+                                                                    .groups = groupRows.size()});
+    if (written != 0) return written;
+  }
+  std::size_t first = 0;
+  std::size_t cell = 0;
+  for (std::size_t group = 0; group < groupRows.size(); ++group) {
+    cell = 0;
+    const double* groupWeights = weights ? weights + first : nullptr;
+    for (std::size_t row = 0; row < columns.size(); ++row) {
+      for (std::size_t col = 0; col <= row; ++col) {
+        cells[cell++ * cellStride + group] = CrossProduct(columns[row] + first, columns[col] + first,
+                                                          groupWeights, static_cast<int>(groupRows[group]));
+      }
+    }
+    first += groupRows[group];
+  }
+  return static_cast<unsigned int>(cell);
+}
+
 unsigned int FillRectangle(const ColumnRun& left, const ColumnRun& right, const double* weights,
                            double* cells) {
-  unsigned int written = FillByEngine(left, right, engine::Shape::kRectangle, weights, cells, 1);
+  unsigned int written = FillByEngine(left, right, engine::Shape::kRectangle, weights, cells);
   if (written != 0) return written;
   const int rows = RowCount(left);
   for (unsigned int row = 0; row < left.columns; ++row) {
@@ -145,17 +179,6 @@ void FillSquares(const ColumnRun& run, const double* weights, double* squares) {
   }
   for (unsigned int col = 0; col < run.columns; ++col) {
     squares[col] = CrossProduct(run.Column(col), run.Column(col), weights, RowCount(run));
-  }
-}
-
-void FillSums(const ColumnRun& run, const double* weights, double* sums, std::size_t stride) {
-  if (const engine::Kernels* kernels = EngineFor(run)) {
-    kernels->sums(EngineColumns(run), weights, sums, stride);
-    return;
-  }
-  for (unsigned int col = 0; col < run.columns; ++col) {
-    const double* x = run.Column(col);
-    sums[col * stride] = weights ? ProductSum(x, weights, RowCount(run)) : Sum(x, RowCount(run));
   }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 
 #include "batchweights.h"
 
@@ -54,9 +55,13 @@ unsigned int CenterAndFillRectangle(const ColumnRun& run, unsigned int left, Bat
 enum class Diagonal { kWith, kWithout };
 
 /// Cross-products of every two columns of the run into a packed lower triangle: the later column is the first
-/// factor. Packed cell k goes to cells[k × cellStride]. Returns the number of cells written.
-unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double* weights, double* cells,
-                          std::size_t cellStride = 1);
+/// factor. Returns the number of cells written.
+unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double* weights, double* cells);
+
+/// The same with the diagonal for each group of rows by itself. The groups' rows lie one after the other, groupRows[g] of
+/// them; cell k of group g goes to cells[k × cellStride + g]. Returns the number of cells of a group, 0 without groups.
+unsigned int FillGroupTriangles(std::span<double* const> columns, std::span<const unsigned int> groupRows,
+                                const double* weights, double* cells, std::size_t cellStride);
 
 /// Cross-products of every left with every right column, row by row; the left column is the first factor.
 /// Returns the number of cells written.
@@ -65,9 +70,6 @@ unsigned int FillRectangle(const ColumnRun& left, const ColumnRun& right, const 
 
 /// The sum of squares of each column.
 void FillSquares(const ColumnRun& run, const double* weights, double* squares);
-
-/// The sum of each column; that of column k goes to sums[k × stride].
-void FillSums(const ColumnRun& run, const double* weights, double* sums, std::size_t stride);
 
 /// Adds to the sum and the sum of squares of each column within each group; those of column k and group g are
 /// cell k × nGroup + g.

@@ -56,7 +56,6 @@ using Values = std::vector<double>;
 
 /// Everything that the phases compute of the rows, one after the other, and what they leave in the columns.
 Values AllPhases(const Rows& rows) {
-  constexpr unsigned int kStride = 3;
   constexpr unsigned int kGroups = 5;
   const auto columns = static_cast<unsigned int>(rows.columns.size());
   Memory memory(rows);
@@ -65,9 +64,6 @@ Values AllPhases(const Rows& rows) {
   Values all;
   const auto append = [&all](const Values& values) { all.insert(all.end(), values.begin(), values.end()); };
 
-  Values sums(columns * kStride, -1.0);
-  vexa::FillSums(run, weights, sums.data(), kStride);
-  append(sums);
   Values squares(columns, -1.0);
   vexa::FillSquares(run, weights, squares.data());
   append(squares);
@@ -104,13 +100,19 @@ Values AllPhases(const Rows& rows) {
   append(means);
 
   const unsigned int cells = columns * (columns + 1) / 2;
-  for (const std::size_t stride : {std::size_t{1}, std::size_t{kStride}}) {
-    for (const auto diagonal : {vexa::Diagonal::kWith, vexa::Diagonal::kWithout}) {
-      Values triangle(cells * stride, -1.0);
-      const unsigned int written = vexa::FillTriangle(run, diagonal, weights, triangle.data(), stride);
-      all.push_back(written);
-      append(triangle);
-    }
+  for (const auto diagonal : {vexa::Diagonal::kWith, vexa::Diagonal::kWithout}) {
+    Values triangle(cells, -1.0);
+    all.push_back(vexa::FillTriangle(run, diagonal, weights, triangle.data()));
+    append(triangle);
+  }
+  std::vector<double*> pointers;
+  for (unsigned int col = 0; col < columns; ++col) pointers.push_back(run.Column(columns - 1 - col));
+  const unsigned int half = run.rows / 2;
+  for (const std::vector<unsigned int>& groupRows :
+       {std::vector{half, 0U, run.rows - half}, std::vector{run.rows}, std::vector<unsigned int>{}}) {
+    Values triangles(std::size_t{4} * cells, -1.0);
+    all.push_back(vexa::FillGroupTriangles(pointers, groupRows, weights, triangles.data(), 4));
+    append(triangles);
   }
   Memory again(rows);
   Values triangle(cells, -1.0);

@@ -10,8 +10,8 @@ namespace vexa::engine {
 namespace VEXA_ENGINE_LEVEL {
 
 /// Copies the lanes that stand for columns of their own.
-inline void StoreColumns(Vector x, double* to, std::size_t columns, std::size_t stride = 1) {
-  for (std::size_t lane = 0; lane < kLanes && lane < columns; ++lane) to[lane * stride] = x[lane];
+inline void StoreColumns(Vector x, double* to, std::size_t columns) {
+  for (std::size_t lane = 0; lane < kLanes && lane < columns; ++lane) to[lane] = x[lane];
 }
 
 enum class Weighting {
@@ -169,27 +169,19 @@ inline void CentreColumns(const Columns& run, const double* means) {
 
 /// One running sum per column of the terms that term(row, values) forms.
 template <class Term>
-inline void SumColumns(const Columns& run, double* sums, std::size_t stride, Term term) {
+inline void SumColumns(const Columns& run, double* sums, Term term) {
   for (std::size_t first = 0; first < run.columns; first += kLanes) {
     Vector sum{};
     ForEachRow(ColumnGroup(run, first), 0, run.rows, [&](std::size_t row, Vector x) { sum += term(row, x); });
-    StoreColumns(sum, sums + first * stride, run.columns - first, stride);
-  }
-}
-
-inline void Sums(const Columns& run, const double* weights, double* sums, std::size_t stride) {
-  if (weights) {
-    SumColumns(run, sums, stride, [=](std::size_t row, Vector x) { return Broadcast(weights[row]) * x; });
-  } else {
-    SumColumns(run, sums, stride, [](std::size_t, Vector x) { return x; });
+    StoreColumns(sum, sums + first, run.columns - first);
   }
 }
 
 inline void Squares(const Columns& run, const double* weights, double* squares) {
   if (weights) {
-    SumColumns(run, squares, 1, [=](std::size_t row, Vector x) { return (Broadcast(weights[row]) * x) * x; });
+    SumColumns(run, squares, [=](std::size_t row, Vector x) { return (Broadcast(weights[row]) * x) * x; });
   } else {
-    SumColumns(run, squares, 1, [](std::size_t, Vector x) { return x * x; });
+    SumColumns(run, squares, [](std::size_t, Vector x) { return x * x; });
   }
 }
 

@@ -35,7 +35,8 @@ struct Centring {
   double* squares = nullptr;      ///< Σ (w·x)·x of each of them then; null: not wanted
 };
 
-/// Σ (w·left)·right over the rows for every cell, packed row by row; cell k is written to cells[k × cellStride].
+/// Σ (w·left)·right over the rows of each group for every cell, packed row by row; cell k of group g is written to
+/// cells[k × cellStride + g].
 struct CrossProducts {
   Columns left;
   Columns right;
@@ -47,6 +48,9 @@ struct CrossProducts {
   Centring rightCentring = {};
   const std::size_t* widths = nullptr;  ///< of a staircase
   RowBits present = nullptr;            ///< only of columns that are centred
+  const unsigned int* groupRows =
+      nullptr;  ///< of groups of rows that lie one after the other; null: all are one group
+  std::size_t groups = 1;
 };
 
 /// Mean and extremes of every column.
@@ -132,8 +136,7 @@ struct Kernels {
   std::size_t (*crossProductScratch)(const CrossProducts& job);
   std::size_t (*crossProducts)(const CrossProducts& job, double* scratch);
 
-  /// sums[k × stride] = Σ w·x of column k; squares[k] = Σ (w·x)·x.
-  void (*sums)(const Columns& run, const double* weights, double* sums, std::size_t stride);
+  /// squares[k] = Σ (w·x)·x of column k.
   void (*squares)(const Columns& run, const double* weights, double* squares);
 
   std::size_t (*groupSumScratch)(const GroupSums& job);

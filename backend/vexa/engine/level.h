@@ -16,7 +16,6 @@ constexpr Kernels AllKernels() {
       .centre = CentreColumns,
       .crossProductScratch = CrossProductScratch,
       .crossProducts = CrossProductsOf,
-      .sums = Sums,
       .squares = Squares,
       .groupSumScratch = GroupSumScratch,
       .groupSums = GroupSumsOf,

@@ -18,10 +18,11 @@ constexpr std::size_t kTileLanes = kTileVectors * kLanes;
 static_assert(kTileRows % kLanes == 0 && kTileRows % 2 == 0);
 
 /// A right panel of this many rows fills half of a first-level cache; two packed blocks and the sums of all their cells,
-/// a megabyte together, stay in the second.
+/// a megabyte together, stay in the second. So do the sums of a few groups, which are written side by side.
 constexpr std::size_t kChunkRows = 128;
 static_assert(kChunkRows % kWordRows == 0);
-constexpr std::size_t kBlock = 240;
+constexpr std::size_t kBlock = 264;
+constexpr std::size_t kSums = 4 * kBlock * kBlock;
 static_assert(kBlock % kTileRows == 0 && kBlock % kTileLanes == 0);
 
 inline bool IsTriangle(Shape shape) { return shape == Shape::kTriangle || shape == Shape::kStrictTriangle; }
@@ -221,27 +222,27 @@ class CrossProductRun {
       : _job(job),
         _to{job},
         _sumStep(RightColumns(job)),
+        _together(GroupsTogether(job)),
         _right(scratch),
         _left(_right + RightColumns(job) * kChunkRows),
         _sums(_left + LeftColumns(job) * kChunkRows) {}
 
   static std::size_t Scratch(const CrossProducts& job) {
-    return (RightColumns(job) + LeftColumns(job)) * kChunkRows + LeftColumns(job) * RightColumns(job);
+    return (RightColumns(job) + LeftColumns(job)) * kChunkRows + GroupsTogether(job) * SumsOfGroup(job);
   }
 
-  /// Returns the number of cells written.
+  /// Returns the number of cells written for each group.
   std::size_t Run() {
     for (std::size_t first = 0; first < _job.right.columns; first += kBlock) {
       const RightBlock right(_right, first, Min(kBlock, _job.right.columns - first));
       for (std::size_t col = IsTriangle(_job.shape) ? first : 0; col < _job.left.columns; col += kBlock) {
         const LeftBlock left(_left, col, Min(kBlock, _job.left.columns - col));
-        BeginSums(left, right);
-        for (std::size_t row = 0; row < _job.left.rows; row += kChunkRows) {
-          const std::size_t rows = Min(kChunkRows, _job.left.rows - row);
-          Pack(left, right, row, rows);
-          Multiply(left, right, CountRows(_job.present, row, rows));
+        std::size_t row = 0;
+        for (std::size_t group = 0; group < _job.groups; group += _together) {
+          const std::size_t groups = Min(_together, _job.groups - group);
+          for (std::size_t k = 0; k < groups; ++k) row = Sum(left, right, group + k, row, SumsOf(k));
+          Write(left, right, group, groups);
         }
-        EndSums(left, right);
       }
     }
     return _written;
@@ -255,7 +256,26 @@ class CrossProductRun {
     return RoundUp(Min(job.left.columns, kBlock), kTileRows);
   }
 
-  void Pack(const LeftBlock& left, const RightBlock& right, std::size_t row, std::size_t rows) {
+  static std::size_t SumsOfGroup(const CrossProducts& job) { return LeftColumns(job) * RightColumns(job); }
+  static std::size_t GroupsTogether(const CrossProducts& job) {
+    return Min(job.groups, 1 + (kSums - 1) / (SumsOfGroup(job) + 1));
+  }
+  double* SumsOf(std::size_t group) const { return _sums + group * SumsOfGroup(_job); }
+
+  /// Sums the rows of a group, which begin at `row`, and returns where the next one's begin.
+  std::size_t Sum(const LeftBlock& left, const RightBlock& right, std::size_t group, std::size_t row,
+                  double* sums) const {
+    const std::size_t end = row + (_job.groupRows ? _job.groupRows[group] : _job.left.rows);
+    BeginSums(left, right, sums);
+    for (; row < end; row += kChunkRows) {
+      const std::size_t rows = Min(kChunkRows, end - row);
+      Pack(left, right, row, rows);
+      Multiply(left, right, CountRows(_job.present, row, rows), sums);
+    }
+    return end;
+  }
+
+  void Pack(const LeftBlock& left, const RightBlock& right, std::size_t row, std::size_t rows) const {
     const bool triangle = IsTriangle(_job.shape);
     // In a triangle the first right block meets all columns for the first time as left ones.
     const Centring leftCentring = Once(_job.leftCentring, right.First() == 0);
@@ -288,7 +308,7 @@ class CrossProductRun {
     return end > right.First() ? end - right.First() : 0;
   }
 
-  void Multiply(const LeftBlock& left, const RightBlock& right, std::size_t chunk) {
+  void Multiply(const LeftBlock& left, const RightBlock& right, std::size_t chunk, double* blockSums) const {
     for (std::size_t panel = 0; panel < right.Columns(); panel += kTileLanes) {
       for (std::size_t m = 0; m < left.Columns(); m += kTileRows) {
         const std::size_t tileRows = Min(kTileRows, left.Columns() - m);
@@ -297,7 +317,7 @@ class CrossProductRun {
         const std::size_t vectors = Min(kTileVectors, (reach - panel + kLanes - 1) / kLanes);
         const double* factors = left.Panel(m);
         const double* values = right.Panel(panel);
-        double* sums = _sums + m * _sumStep + panel;
+        double* sums = blockSums + m * _sumStep + panel;
         if (tileRows <= kTileRows / 2) {
           MultiplyTile<kTileRows / 2>(vectors, factors, values, chunk, sums, _sumStep);
         } else {
@@ -307,33 +327,36 @@ class CrossProductRun {
     }
   }
 
-  void BeginSums(const LeftBlock& left, const RightBlock& right) {
+  void BeginSums(const LeftBlock& left, const RightBlock& right, double* sums) const {
     for (std::size_t m = 0; m < left.Columns(); m += kTileRows) {
       const std::size_t last = Min(m + kTileRows, left.Columns()) - 1;
       const std::size_t reach = Reach(left.First() + last, right);
       for (std::size_t row = m; row < m + kTileRows; ++row) {
-        for (std::size_t k = 0; k < reach; k += kLanes) Store(_sums + row * _sumStep + k, Vector{});
+        for (std::size_t k = 0; k < reach; k += kLanes) Store(sums + row * _sumStep + k, Vector{});
       }
     }
   }
 
-  void EndSums(const LeftBlock& left, const RightBlock& right) {
+  void Write(const LeftBlock& left, const RightBlock& right, std::size_t firstGroup, std::size_t groups) {
     for (std::size_t m = 0; m < left.Columns(); ++m) {
-      double* cells = _to.Row(left.First() + m) + right.First() * _job.cellStride;
+      double* cells = _to.Row(left.First() + m) + right.First() * _job.cellStride + firstGroup;
       const std::size_t reach = Reach(left.First() + m, right);
-      const double* sums = _sums + m * _sumStep;
-      if (_job.cellStride == 1) {
-        for (std::size_t k = 0; k < reach; ++k) cells[k] = sums[k];
-      } else {
-        for (std::size_t k = 0; k < reach; ++k) cells[k * _job.cellStride] = sums[k];
+      for (std::size_t group = 0; group < groups; ++group) {
+        const double* sums = SumsOf(group) + m * _sumStep;
+        if (_job.cellStride == 1) {
+          for (std::size_t k = 0; k < reach; ++k) cells[k] = sums[k];
+        } else {
+          for (std::size_t k = 0; k < reach; ++k) cells[k * _job.cellStride + group] = sums[k];
+        }
       }
-      _written += reach;
+      if (firstGroup == 0) _written += reach;
     }
   }
 
   const CrossProducts& _job;
   Destination _to;
   std::size_t _sumStep;
+  std::size_t _together;
   double* _right;
   double* _left;
   double* _sums;
