@@ -48,7 +48,10 @@ void DiscIndividualMatrix::Data::Init(DataBatchByGroup& batch) {
   std::vector<unsigned int> groupRows;
   for (unsigned int group = 0; group < batch.MaxGroup(); ++group)
     groupRows.push_back(batch.groupCount(group));
-  _TSSP = new double[AllCells(_nGroup, _nVar)]();
+  const std::size_t cells = AllCells(_nGroup, _nVar);
+  // Groups that this batch cannot have keep their cells at 0.
+  const bool all = groupRows.size() == static_cast<std::size_t>(_nGroup);
+  _TSSP = all ? new double[cells] : new double[cells]();
 
   _nRows = nRows;
   const auto nCellsCrossProduct = static_cast<unsigned int>(TriangleRow(_nVar));

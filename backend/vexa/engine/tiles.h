@@ -171,13 +171,19 @@ inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
   }
 }
 
+/// Where the sums of a tile rest between two chunks of rows.
+struct TileSums {
+  double* sums;
+  std::size_t step;
+  bool begin;  ///< they begin at 0 instead of what is there
+};
+
 /// sums[m][lane] += left[row][m] × right[row][lane] for every row of a chunk.
 template <std::size_t kRows, std::size_t kVectors>
-void MultiplyTile(const double* left, const double* right, std::size_t rows, double* sums,
-                  std::size_t sumStep) {
-  Vector sum[kRows][kVectors];
-  for (std::size_t m = 0; m < kRows; ++m) {
-    for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] = Load(sums + m * sumStep + v * kLanes);
+void MultiplyTile(const double* left, const double* right, std::size_t rows, const TileSums& to) {
+  Vector sum[kRows][kVectors] = {};
+  for (std::size_t m = 0; m < kRows && !to.begin; ++m) {
+    for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] = Load(to.sums + m * to.step + v * kLanes);
   }
   for (std::size_t row = 0; row < rows; ++row) {
     const double* factor[kVectors];
@@ -198,21 +204,21 @@ void MultiplyTile(const double* left, const double* right, std::size_t rows, dou
     right += kTileLanes;
   }
   for (std::size_t m = 0; m < kRows; ++m) {
-    for (std::size_t v = 0; v < kVectors; ++v) Store(sums + m * sumStep + v * kLanes, sum[m][v]);
+    for (std::size_t v = 0; v < kVectors; ++v) Store(to.sums + m * to.step + v * kLanes, sum[m][v]);
   }
 }
 
 template <std::size_t kRows>
 inline void MultiplyTile(std::size_t vectors, const double* left, const double* right, std::size_t rows,
-                         double* sums, std::size_t sumStep) {
+                         const TileSums& to) {
   static_assert(kTileVectors == 3);
   switch (vectors) {
     case 1:
-      return MultiplyTile<kRows, 1>(left, right, rows, sums, sumStep);
+      return MultiplyTile<kRows, 1>(left, right, rows, to);
     case 2:
-      return MultiplyTile<kRows, 2>(left, right, rows, sums, sumStep);
+      return MultiplyTile<kRows, 2>(left, right, rows, to);
     default:
-      return MultiplyTile<kRows, 3>(left, right, rows, sums, sumStep);
+      return MultiplyTile<kRows, 3>(left, right, rows, to);
   }
 }
 
@@ -266,12 +272,14 @@ class CrossProductRun {
   std::size_t Sum(const LeftBlock& left, const RightBlock& right, std::size_t group, std::size_t row,
                   double* sums) const {
     const std::size_t end = row + (_job.groupRows ? _job.groupRows[group] : _job.left.rows);
-    BeginSums(left, right, sums);
-    for (; row < end; row += kChunkRows) {
+    bool begin = true;
+    do {
       const std::size_t rows = Min(kChunkRows, end - row);
       Pack(left, right, row, rows);
-      Multiply(left, right, CountRows(_job.present, row, rows), sums);
-    }
+      Multiply(left, right, CountRows(_job.present, row, rows), {sums, _sumStep, begin});
+      row += rows;
+      begin = false;
+    } while (row < end);
     return end;
   }
 
@@ -308,7 +316,7 @@ class CrossProductRun {
     return end > right.First() ? end - right.First() : 0;
   }
 
-  void Multiply(const LeftBlock& left, const RightBlock& right, std::size_t chunk, double* blockSums) const {
+  void Multiply(const LeftBlock& left, const RightBlock& right, std::size_t chunk, TileSums to) const {
     for (std::size_t panel = 0; panel < right.Columns(); panel += kTileLanes) {
       for (std::size_t m = 0; m < left.Columns(); m += kTileRows) {
         const std::size_t tileRows = Min(kTileRows, left.Columns() - m);
@@ -317,22 +325,12 @@ class CrossProductRun {
         const std::size_t vectors = Min(kTileVectors, (reach - panel + kLanes - 1) / kLanes);
         const double* factors = left.Panel(m);
         const double* values = right.Panel(panel);
-        double* sums = blockSums + m * _sumStep + panel;
+        const TileSums tile{to.sums + m * to.step + panel, to.step, to.begin};
         if (tileRows <= kTileRows / 2) {
-          MultiplyTile<kTileRows / 2>(vectors, factors, values, chunk, sums, _sumStep);
+          MultiplyTile<kTileRows / 2>(vectors, factors, values, chunk, tile);
         } else {
-          MultiplyTile<kTileRows>(vectors, factors, values, chunk, sums, _sumStep);
+          MultiplyTile<kTileRows>(vectors, factors, values, chunk, tile);
         }
-      }
-    }
-  }
-
-  void BeginSums(const LeftBlock& left, const RightBlock& right, double* sums) const {
-    for (std::size_t m = 0; m < left.Columns(); m += kTileRows) {
-      const std::size_t last = Min(m + kTileRows, left.Columns()) - 1;
-      const std::size_t reach = Reach(left.First() + last, right);
-      for (std::size_t row = m; row < m + kTileRows; ++row) {
-        for (std::size_t k = 0; k < reach; k += kLanes) Store(sums + row * _sumStep + k, Vector{});
       }
     }
   }
