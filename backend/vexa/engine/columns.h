@@ -14,6 +14,13 @@ inline void StoreColumns(Vector x, double* to, std::size_t columns) {
   for (std::size_t lane = 0; lane < kLanes && lane < columns; ++lane) to[lane] = x[lane];
 }
 
+inline void Centre(double* x, std::size_t rows, double mean) {
+  const Vector shift = Broadcast(mean);
+  std::size_t row = 0;
+  for (; row + kLanes <= rows; row += kLanes) Store(x + row, Load(x + row) - shift);
+  for (; row < rows; ++row) x[row] -= mean;
+}
+
 enum class Weighting {
   kNone,      ///< every row weighs 1
   kReady,     ///< weights that nothing has to be done to
@@ -113,13 +120,6 @@ class GroupMean {
   Vector _runWeight{};
   Vector _rest{};
 };
-
-inline void Centre(double* x, std::size_t rows, double mean) {
-  const Vector shift = Broadcast(mean);
-  std::size_t row = 0;
-  for (; row + kLanes <= rows; row += kLanes) Store(x + row, Load(x + row) - shift);
-  for (; row < rows; ++row) x[row] -= mean;
-}
 
 template <bool kExtremes, bool kAll>
 class SummaryRun {

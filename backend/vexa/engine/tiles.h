@@ -88,12 +88,18 @@ struct Packing {
   double* left;   ///< here the values are multiplied by the weights; null: not wanted
 };
 
-/// Rows are left out only of columns that are not kept centred.
-template <bool kCentred, bool kKept, bool kWeighted, bool kAll>
+enum class Packed {
+  kAsTheyAre,
+  kCentred,
+  kKeptCentred,
+  kCentredWithoutSome,  ///< rows are left out
+};
+
+template <Packed kHow, bool kWeighted>
 void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
-  // The lanes behind the last column hold it once more, and all lanes are read before any is written: what it is left
-  // as is written several times.
-  const ColumnGroup group(job.run, job.col);
+  constexpr bool kAll = kHow != Packed::kCentredWithoutSome;
+  constexpr bool kCentred = kHow != Packed::kAsTheyAre;
+  constexpr bool kKept = kHow == Packed::kKeptCentred;
   Vector mean{};
   Vector squares{};
   for (std::size_t lane = 0; lane < kLanes; ++lane) {
@@ -101,8 +107,12 @@ void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
     if (kCentred) mean[lane] = job.centring.means[col];
     if (job.centring.squares) squares[lane] = job.centring.squares[col];
   }
-  const auto weighted = [&job](std::size_t k, Vector x) {
-    return kWeighted ? Broadcast(job.weights[k]) * x : x;
+  // Copies, because for all that the compiler knows a vector may be stored over the job.
+  double* const right = job.right;
+  double* const left = job.left;
+  const double* const weights = job.weights;
+  const auto weighted = [weights](std::size_t k, Vector x) {
+    return kWeighted ? Broadcast(weights[k]) * x : x;
   };
   std::size_t place = 0;
   const auto pack = [&](std::size_t first, const Vector* x, std::size_t count) {
@@ -112,12 +122,11 @@ void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
       places[k] = kAll ? first - row + k : place;
       place += Counts<kAll>(job.present, first + k);
     }
-    if (job.right) {
-      for (std::size_t k = 0; k < count; ++k) Store(job.right + places[k] * kTileLanes, x[k]);
+    if (right) {
+      for (std::size_t k = 0; k < count; ++k) Store(right + places[k] * kTileLanes, x[k]);
     }
-    if (job.left) {
-      for (std::size_t k = 0; k < count; ++k)
-        Store(job.left + places[k] * kTileRows, weighted(first + k, x[k]));
+    if (left) {
+      for (std::size_t k = 0; k < count; ++k) Store(left + places[k] * kTileRows, weighted(first + k, x[k]));
     }
     if (job.centring.squares) {
       for (std::size_t k = 0; k < count; ++k) {
@@ -126,6 +135,7 @@ void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
       }
     }
   };
+  const ColumnGroup group(job.run, job.col);
   // A load that follows a store to the same place of another page waits for it, and columns a line apart within a page
   // are common. So two halves take turns, unless a sum wants the rows in order.
   const std::size_t blocks = rows / kLanes;
@@ -133,41 +143,36 @@ void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
   for (std::size_t i = 0; i < blocks; ++i) {
     const std::size_t first = row + (half == blocks ? i : i / 2 + i % 2 * half) * kLanes;
     Vector x[kLanes];
-    for (std::size_t lane = 0; lane < kLanes; ++lane) {
-      x[lane] = Load(group.column[lane] + first);
-      if (kCentred) x[lane] -= Broadcast(mean[lane]);
-    }
     if (kKept) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) Store(group.column[lane] + first, x[lane]);
+      group.CentreRows(first, mean, x);
+    } else {
+      group.Rows(first, x);
+      for (Vector& values : x) values = kCentred ? values - mean : values;
     }
-    Transpose(x);
     pack(first, x, kLanes);
   }
   for (std::size_t k = row + blocks * kLanes; k < row + rows; ++k) {
     const Vector x = group.Row(k) - mean;
-    if (kKept) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) group.column[lane][k] = x[lane];
-    }
+    if (kKept) group.SetRow(k, x);
     pack(k, &x, 1);
   }
   if (job.centring.squares) StoreColumns(squares, job.centring.squares + job.col, job.run.columns - job.col);
 }
 
-template <bool kCentred, bool kKept, bool kAll>
+template <Packed kHow>
 inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
-  job.weights ? PackRows<kCentred, kKept, true, kAll>(job, row, rows)
-              : PackRows<kCentred, kKept, false, kAll>(job, row, rows);
+  job.weights ? PackRows<kHow, true>(job, row, rows) : PackRows<kHow, false>(job, row, rows);
 }
 
 inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
   if (job.present) {
-    PackRows<true, false, false>(job, row, rows);
+    PackRows<Packed::kCentredWithoutSome>(job, row, rows);
   } else if (!job.centring.means) {
-    PackRows<false, false, true>(job, row, rows);
+    PackRows<Packed::kAsTheyAre>(job, row, rows);
   } else if (job.centring.kept) {
-    PackRows<true, true, true>(job, row, rows);
+    PackRows<Packed::kKeptCentred>(job, row, rows);
   } else {
-    PackRows<true, false, true>(job, row, rows);
+    PackRows<Packed::kCentred>(job, row, rows);
   }
 }
 
