@@ -66,15 +66,6 @@ inline void TransposeStep(Vector* x) {
 /// Lane j of vector i becomes lane i of vector j.
 inline void Transpose(Vector* x) { TransposeStep<kLanes / 2>(x); }
 
-typedef double HalfUnaligned
-    __attribute__((vector_size(kLanes / 2 * sizeof(double)), aligned(sizeof(double)), may_alias));
-
-template <std::size_t... kLane>
-inline Vector LoadHalves(const double* low, const double* high, Lanes<kLane...> /*lanes*/) {
-  return __builtin_shufflevector(*reinterpret_cast<const HalfUnaligned*>(low),
-                                 *reinterpret_cast<const HalfUnaligned*>(high), kLane...);
-}
-
 /// kLanes columns, row by row. Where there are fewer, the last one stands in for the rest.
 struct ColumnGroup {
   double* column[kLanes];
@@ -97,17 +88,10 @@ struct ColumnGroup {
     for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] = column[lane][row];
     return x;
   }
-  /// Rows `row` to `row` + kLanes − 1: a transposition, whose first step is to load halves of vectors. That leaves less
-  /// to the one port that shuffles.
+  /// Rows `row` to `row` + kLanes − 1.
   void Rows(std::size_t row, Vector* x) const {
-    constexpr std::size_t kHalf = kLanes / 2;
-    for (std::size_t k = 0; k < kHalf; ++k) {
-      const double* low = column[k] + row;
-      const double* high = column[k + kHalf] + row;
-      x[k] = LoadHalves(low, high, typename MakeLanes<kLanes>::Type{});
-      x[k + kHalf] = LoadHalves(low + kHalf, high + kHalf, typename MakeLanes<kLanes>::Type{});
-    }
-    if constexpr (kHalf > 1) TransposeStep<kHalf / 2>(x);
+    for (std::size_t lane = 0; lane < kLanes; ++lane) x[lane] = Load(column[lane] + row);
+    Transpose(x);
   }
 
   /// Subtracts the means from the same rows, also where they lie. Lanes that hold one column have one mean: all are read
