@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <numeric>
 
 #include "aligned.h"
 #include "vexa/databatch.h"
@@ -71,36 +70,47 @@ void DataBatchByGroup::AddRow() {
 // A stable counting sort: the order of a group's rows decides the last bits of its sums.
 void DataBatchByGroup::SortByGroup() {
   assert(_pGroup!=0);
-  std::vector<unsigned int> start(_maxGroup);
-  std::exclusive_scan(_groupCounts.begin(), _groupCounts.end(), start.begin(), 0U);
-  if (HasWeights()) assert(_weights!=0&&_tmpWeights!=0);
-  // Some rows at a time, a line of each: all columns at once would have more places open than a cache has lines.
-  constexpr unsigned int kRows = 64;
-  constexpr unsigned int kLineColumns = 64 / sizeof(double);
-  unsigned int position[kRows];
-  const double* source = _rows;
-  for (unsigned int first = 0; first < _nRows; first += kRows) {
-    const unsigned int rows = std::min(kRows, _nRows - first);
-    for (unsigned int k = 0; k < rows; ++k) {
-      position[k] = start[_groups[first + k]]++;
-      if (HasWeights()) _weights[position[k]] = _tmpWeights[first + k];
-    }
-    unsigned int col = 0;
-    for (; col + kLineColumns <= _nColumns; col += kLineColumns) {
-      double* const to = _columns + col * _maxRows;
-      for (unsigned int k = 0; k < rows; ++k) {
-        const double* from = source + k * _nColumns + col;
-        for (unsigned int j = 0; j < kLineColumns; ++j) to[j * _maxRows + position[k]] = from[j];
+  // The rows of a group wait until they fill a line of each column: written one by one, every value would go to another
+  // page than the one before it.
+  constexpr unsigned int kLineRows = 64 / sizeof(double);
+  struct Waiting {
+    unsigned int first;
+    unsigned int end;
+    const double* rows[kLineRows];
+  };
+  std::vector<Waiting> groups(_maxGroup);
+  unsigned int position = 0;
+  for (unsigned int group = 0; group < _maxGroup; ++group) {
+    groups[group].first = groups[group].end = position;
+    position += _groupCounts[group];
+  }
+  const auto write = [this](Waiting& group) {
+    double* to = _columns + group.first;
+    if (group.end - group.first == kLineRows) {
+      for (unsigned int col = 0; col < _nColumns; ++col, to += _maxRows) {
+        __builtin_prefetch(to + kLineRows, 1);  // the group's next line
+        for (unsigned int k = 0; k < kLineRows; ++k) to[k] = group.rows[k][col];
+      }
+    } else {
+      for (unsigned int col = 0; col < _nColumns; ++col, to += _maxRows) {
+        for (unsigned int k = group.first; k < group.end; ++k)
+          to[k - group.first] = group.rows[k % kLineRows][col];
       }
     }
-    for (; col < _nColumns; ++col) {
-      double* const to = _columns + col * _maxRows;
-      for (unsigned int k = 0; k < rows; ++k) to[position[k]] = source[k * _nColumns + col];
-    }
-    source += rows * _nColumns;
-    const unsigned int i = first + rows;
+    group.first = group.end;
+  };
+
+  if (HasWeights()) assert(_weights!=0&&_tmpWeights!=0);
+  const double* source = _rows;
+  for (unsigned int i = 0; i < _nRows; ++i) {
     assert(source == _rows+_nColumns*i);
+    Waiting& group = groups[_groups[i]];
+    if (HasWeights()) _weights[group.end] = _tmpWeights[i];
+    group.rows[group.end % kLineRows] = source;
+    if (++group.end % kLineRows == 0) write(group);
+    source += _nColumns;
   }
+  for (Waiting& group : groups) write(group);
 }
 
 void DataBatchByGroup::Clear() {
