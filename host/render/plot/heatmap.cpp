@@ -231,6 +231,8 @@ class Layout {
                   Diverging(value));
     }
     canvas.Frame({left, _body.top, kLegendWidth, kLegendHeight}, kRule);
+    canvas.Text({left + kLegendWidth / 2.0, _body.top - kNameGap}, "r",
+                {.size = kSmall, .colour = kFaintInk, .align = Align::kCentre});
     for (const Tick& tick : RoundTicks(-1.0, 1.0, 4)) {
       const double y = axis.At(tick.value);
       canvas.Line({left + kLegendWidth, y}, {left + kLegendWidth + 3.0, y}, kFaintInk);
@@ -242,7 +244,7 @@ class Layout {
     canvas.Fill(box, kMissing);
     Cross(canvas, box);
     canvas.Text({left + kLegendWidth + 6.0, box.top + (kLegendWidth + kSmall * kCapHeight) / 2.0},
-                "undefined", {.size = kSmall, .colour = kFaintInk});
+                "r undefined", {.size = kSmall, .colour = kFaintInk});
   }
 
   double Smaller() const { return std::min(_cell.width, _cell.height); }

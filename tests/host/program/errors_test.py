@@ -111,7 +111,7 @@ class Endings(running.ProgramTest):
     def test_interrupt_gives_the_result_of_the_first_rows(self):
         self.write("all.csv", self.ROWS)
         for threads in (1, 3):
-            for form in (["-f", "json"], ["-o", "out.csv"]):
+            for form in (["-f", "json", "--plot", "out.svg"], ["-o", "out.csv"]):
                 process = self.start("cov", "-t", threads, *form, stdin=subprocess.PIPE)
                 # More than fits into the pipe, so that most of it has been taken when this returns; the end never comes.
                 process.stdin.write(self.ROWS.encode())
@@ -128,6 +128,7 @@ class Endings(running.ProgramTest):
                     self.assertEqual(out, "")
                     self.assertIn("nothing is written to out.csv", err)
                     continue
+                self.assertIn("nothing is written to out.svg", err)
                 self.assertIn('"complete": false', out)
                 rows = int(out.split('"rows_read": ')[1].split(",")[0])
                 self.assertGreater(rows, 0)
