@@ -110,10 +110,11 @@ int Main(int argc, char** argv, Messages& messages) {
   return chosen(messages);
 }
 
-int Guarded(int argc, char** argv) {
-  Messages messages;
+int Told(int argc, char** argv, Messages& messages) {
   try {
     return Main(argc, argv, messages);
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const UsageError& error) {
     messages.Error(error.what());
     return kUsage;
@@ -122,12 +123,21 @@ int Guarded(int argc, char** argv) {
     return kInterrupted;
   } catch (const PipeClosed&) {
     return kPipeClosed;
-  } catch (const std::bad_alloc&) {
-    messages.Error("out of memory");
   } catch (const std::exception& error) {
     messages.Error(error.what());
+    return kFailure;
   }
-  return kFailure;
+}
+
+int Guarded(int argc, char** argv) {
+  Messages messages;
+  try {
+    return Told(argc, argv, messages);
+  } catch (const std::bad_alloc&) {
+    // Perhaps while something else was being told.
+    messages.OutOfMemory();
+    return kFailure;
+  }
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ void Messages::Progress(std::uint64_t rows, std::uint64_t bytes, std::uint64_t t
 void Messages::EndProgress() {
   const std::lock_guard lock(_mutex);
   if (_isTerminal) {
-    if (_isShown) Write(std::string(kClearLine));
+    if (_isShown) Write(kClearLine);
   } else if (_bytes > 0) {
     ShowProgress();
   }
@@ -64,6 +64,13 @@ void Messages::Note(std::string_view sentence) {
 }
 
 void Messages::Error(std::string_view sentence) { Note(fmt::format("error: {}", sentence)); }
+
+void Messages::OutOfMemory() {
+  const std::lock_guard lock(_mutex);
+  if (_isShown) Write(kClearLine);
+  Write("vexa-stats: error: out of memory\n");
+  _isShown = false;
+}
 
 void Messages::ShowProgress() {
   _isShown = _isTerminal;
@@ -86,7 +93,7 @@ std::string Messages::ProgressLine() const {
   return line;
 }
 
-void Messages::Write(const std::string& line) {
+void Messages::Write(std::string_view line) {
   // When standard error cannot be written there is nobody left to tell.
   for (std::string_view rest = line; !rest.empty();) {
     const ssize_t count = write(STDERR_FILENO, rest.data(), rest.size());

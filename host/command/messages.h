@@ -20,13 +20,15 @@ class Messages {
 
   void Note(std::string_view sentence);
   void Error(std::string_view sentence);
+  /// An error that is told without any more memory.
+  void OutOfMemory();
 
   static bool IsTerminal();
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  void Write(const std::string& line);
+  void Write(std::string_view line);
   std::string ProgressLine() const;
   void ShowProgress();
 

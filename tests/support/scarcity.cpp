@@ -6,14 +6,16 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 
 namespace {
 
-thread_local int allocationsLeft = -1;
-thread_local bool allocationFailed = false;
+std::atomic<int> allocationsLeft = -1;
+std::atomic<bool> allocationFailed = false;
 thread_local std::size_t allocations = 0;
+std::atomic<std::ptrdiff_t> liveAllocations = 0;
 std::atomic<int> threadsLeft = -1;
 
 void* Allocate(std::size_t size, std::size_t alignment) {
@@ -23,35 +25,54 @@ void* Allocate(std::size_t size, std::size_t alignment) {
     throw std::bad_alloc();
   }
   // A whole number of alignments, and never none of them.
-  if (void* memory = std::aligned_alloc(alignment, (size / alignment + 1) * alignment)) return memory;
-  throw std::bad_alloc();
+  void* memory = std::aligned_alloc(alignment, (size / alignment + 1) * alignment);
+  if (memory == nullptr) throw std::bad_alloc();
+  ++liveAllocations;
+  return memory;
 }
+
+void Free(void* memory) {
+  if (memory != nullptr) --liveAllocations;
+  std::free(memory);
+}
+
+struct Report : Planted {
+  ~Report() {
+    if (allocations + faults == 0) return;
+    std::printf("planted: %d allocations failed, %d of them survived; %d other faults\n", allocations,
+                survived, faults);
+  }
+} planted;
 
 }  // namespace
 
 void FailAllocation(int countdown) {
-  allocationsLeft = countdown;
   allocationFailed = false;
+  allocationsLeft = countdown;
 }
 
 bool AllocationFailed() {
   allocationsLeft = -1;
+  planted.allocations += allocationFailed;
   return allocationFailed;
 }
+
+Planted& PlantedFaults() { return planted; }
 
 void LimitThreads(int count) { threadsLeft = count; }
 
 std::size_t Allocations() { return allocations; }
+std::ptrdiff_t LiveAllocations() { return liveAllocations; }
 
 void* operator new(std::size_t size) { return Allocate(size, alignof(std::max_align_t)); }
 void* operator new(std::size_t size, std::align_val_t alignment) {
   return Allocate(size, static_cast<std::size_t>(alignment));
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
-void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept { Free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { Free(memory); }
+void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept { Free(memory); }
 void operator delete(void* memory, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept {
-  std::free(memory);
+  Free(memory);
 }
 
 // The standard library's threads start through this one instead of the system's.

@@ -4,9 +4,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <new>
+#include <ostream>
+#include <random>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -154,13 +160,6 @@ std::string OutcomeOf(Probe& probe, int nThreads) {
   return outcome;
 }
 
-template <class Exception>
-std::function<void(Step, int)> ThrowAt(Step step, int call, Exception exception) {
-  return [=](Step at, int number) {
-    if (at == step && number == call) throw exception;
-  };
-}
-
 void WaitFor(const std::function<bool()>& condition) {
   while (!condition()) std::this_thread::yield();
 }
@@ -203,23 +202,114 @@ TEST(Driver, LeavesTheThreadCountToTheRuntime) {
   }
 }
 
-TEST(Driver, ReportsAnInterruptOnce) {
-  for (const int n : kThreadCounts) {
-    for (const Step step : {kRead, kProcess, kMerge}) {
-      for (const int call : {0, n / 2}) {
-        SCOPED_TRACE(std::to_string(n) + " threads, step " + std::to_string(step));
-        Probe probe;
-        if (step != kMerge) probe.batches = kEndless;
-        probe.hook = ThrowAt(step, call, QuorGoToCaller());
-        const int merges = step == kMerge ? n : n - 1;
-        onAttention = [&, caller = std::this_thread::get_id()] {
-          EXPECT_EQ(std::this_thread::get_id(), caller);
-          EXPECT_EQ(probe.calls[kMerge], merges);
-        };
-        EXPECT_EQ(OutcomeOf(probe, n), n == 1 ? "interrupt" : "return");
-        EXPECT_EQ(probe.calls[kMerge], merges);
-        EXPECT_EQ(attentions, n == 1 ? 0 : 1);
+enum Plant { kNothing, kInterrupt, kForeign, kStall, kNoMemory, kFewThreads, kPlants };
+
+/// A run and what goes wrong in it.
+struct Plan {
+  int threads;
+  int batches;
+  Plant plant = kNothing;
+  Step step = kRead;  ///< where it is planted: which operation of the workers,
+  int at = 0;         ///< and how many of its kind before it, or allocations, or threads
+};
+
+std::ostream& operator<<(std::ostream& out, const Plan& plan) {
+  return out << plan.threads << " threads, " << plan.batches << " batches, plant " << plan.plant
+             << " at step " << plan.step << ", " << plan.at;
+}
+
+/// Whether something is thrown: the run comes to the place of it, whatever its timing.
+bool Throws(const Plan& plan) {
+  if (plan.plant != kInterrupt && plan.plant != kForeign && plan.plant != kStall) return false;
+  if (plan.step == kCreate || plan.step == kMerge) return plan.at < plan.threads;
+  return plan.batches == kEndless || plan.at < plan.batches + (plan.step == kRead ? 1 : 0);
+}
+
+/// The hook that plants what is thrown.
+std::function<void(Step, int)> HookOf(const Plan& plan, Probe& probe) {
+  if (plan.plant == kNoMemory) {
+    return [plan, &probe](Step step, int call) {
+      // Endless as long as the start is not over.
+      if (step == kRead && probe.calls[kCreate] == plan.threads && call > 50) probe.batches = 0;
+    };
+  }
+  if (!Throws(plan)) return [](Step, int) {};
+  const auto thrown = std::make_shared<std::atomic<bool>>(false);
+  return [plan, &probe, thrown](Step step, int call) {
+    // The reader stalls from before the failure to after it.
+    const bool stalls = plan.plant == kStall;
+    if (stalls && step == kRead && call == plan.at + 1) WaitFor([&] { return thrown->load(); });
+    if (step != plan.step || call != plan.at) return;
+    if (stalls) WaitFor([&] { return probe.calls[kRead] > plan.at + 1; });
+    ++PlantedFaults().faults;
+    *thrown = true;
+    if (plan.plant == kInterrupt) throw QuorGoToCaller();
+    throw Foreign{plan.threads};
+  };
+}
+
+void Execute(const Plan& plan) {
+  const int n = plan.threads;
+  const bool throws = Throws(plan);
+  // Whoever throws in another step merges nothing, nor do those that were not made.
+  const int merges = !throws || plan.step == kMerge ? n : plan.step == kCreate ? plan.at : n - 1;
+  Probe probe;
+  probe.batches = plan.batches;
+  probe.hook = HookOf(plan, probe);
+  onAttention = [&, caller = std::this_thread::get_id()] {
+    EXPECT_EQ(std::this_thread::get_id(), caller);
+    EXPECT_EQ(probe.calls[kMerge], merges);
+  };
+  if (plan.plant == kNoMemory) FailAllocation(plan.at);
+  if (plan.plant == kFewThreads) LimitThreads(plan.at);
+  const std::string outcome = OutcomeOf(probe, n);
+  const bool starved = AllocationFailed();
+  LimitThreads(-1);
+  onAttention = [] {};
+
+  const bool attended = throws && plan.plant == kInterrupt && n > 1 && plan.step != kCreate;
+  EXPECT_EQ(attentions, attended ? 1 : 0);
+  if (plan.plant == kNoMemory) {
+    // For want of memory there may be fewer threads.
+    EXPECT_TRUE(outcome == "return" || (starved && outcome == "no memory")) << outcome;
+  } else if (plan.plant == kFewThreads && plan.at == 0 && n > 1) {
+    ++PlantedFaults().faults;
+    EXPECT_EQ(outcome, "no thread");
+  } else if (throws) {
+    const std::string expected = plan.plant != kInterrupt ? "foreign " + std::to_string(n)
+                                 : attended               ? "return"
+                                                          : "interrupt";
+    EXPECT_EQ(outcome, expected);
+    EXPECT_EQ(probe.made, plan.step == kCreate ? plan.at : n);
+    EXPECT_EQ(probe.calls[kMerge], merges);
+  } else {
+    EXPECT_EQ(outcome, "return");
+    EXPECT_EQ(probe.calls[kRead], plan.batches + 1);
+    EXPECT_EQ(probe.calls[kProcess], plan.batches);
+    EXPECT_EQ(probe.calls[kMerge], n);
+    EXPECT_EQ(probe.sum, plan.batches);
+  }
+}
+
+void ExpectOrderly(const Plan& plan) {
+  SCOPED_TRACE(plan);
+  const std::ptrdiff_t live = LiveAllocations();
+  Execute(plan);
+  EXPECT_EQ(LiveAllocations(), live);
+}
+
+TEST(Driver, EndsInOrderWhereverAWorkerFails) {
+  for (const int n : {1, 2, 3, 16}) {
+    for (const int batches : {0, 1, 5, kEndless}) {
+      for (const Plant plant : {kInterrupt, kForeign}) {
+        for (const Step step : {kCreate, kRead, kProcess, kMerge}) {
+          const bool endless = batches == kEndless;
+          if (endless && step == kMerge) continue;
+          const int calls = step == kCreate || step == kMerge ? n : (endless ? n : batches + 2);
+          for (int at = 0; at < calls; ++at) ExpectOrderly({n, batches, plant, step, at});
+        }
       }
+      if (n > 1 && batches > 1) ExpectOrderly({n, batches, kStall, kProcess, 0});
     }
   }
   // Each worker by itself, and a runtime that unwinds.
@@ -234,20 +324,41 @@ TEST(Driver, ReportsAnInterruptOnce) {
   onAttention = [] {};
 }
 
-TEST(Driver, ThrowsWhatFailedAndReadsNoFurther) {
-  for (const int n : kThreadCounts) {
-    for (const Step step : {kCreate, kRead, kProcess, kMerge}) {
-      for (const int call : {0, n - 1}) {
-        SCOPED_TRACE(std::to_string(n) + " threads, step " + std::to_string(step));
-        Probe probe;
-        if (step != kMerge) probe.batches = kEndless;
-        probe.hook = ThrowAt(step, call, Foreign{n});
-        EXPECT_EQ(OutcomeOf(probe, n), "foreign " + std::to_string(n));
-        EXPECT_EQ(probe.made, step == kCreate ? call : n);
-        EXPECT_EQ(attentions, 0);
-      }
+TEST(Driver, EndsInOrderWhateverIsScarce) {
+  for (const int n : {1, 2, 3, 16}) {
+    int planted = -1;
+    for (int at = 0; planted != PlantedFaults().allocations; ++at) {
+      planted = PlantedFaults().allocations;
+      ExpectOrderly({n, kEndless, kNoMemory, kRead, at});
     }
+    EXPECT_GT(planted, n > 1 ? 2 * n : 0);
+    for (const int threads : {0, 1, n - 1}) ExpectOrderly({n, 50, kFewThreads, kRead, threads});
   }
+}
+
+// Runs drawn at random: so many here, as many as fit the seconds of VEXA_SOAK_SECONDS where that is set.
+TEST(Driver, EndsInOrderForAnyMixture) {
+  const char* seconds = std::getenv("VEXA_SOAK_SECONDS");
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds ? std::atoi(seconds) : 0);
+  const std::uint64_t seed = seconds ? std::random_device()() : 1;
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937_64 random(seed);
+  const auto below = [&](int count) { return static_cast<int>(random() % static_cast<unsigned int>(count)); };
+  int runs = 0;
+  for (; !HasFailure() && (seconds ? std::chrono::steady_clock::now() < end : runs < 300); ++runs) {
+    Plan plan{.threads = 1 + below(below(2) == 0 ? 4 : 20), .batches = below(below(4) == 0 ? 4000 : 30)};
+    plan.plant = static_cast<Plant>(below(kPlants));
+    plan.step = static_cast<Step>(below(4));
+    plan.at = below(plan.batches + plan.threads + 2);
+    if (plan.plant == kStall) {
+      plan.step = kProcess;
+      if (plan.threads == 1 || plan.batches == 0) plan.plant = kForeign;
+      if (plan.plant == kStall) plan.at = below(plan.batches);
+    }
+    if (plan.plant == kFewThreads) plan.step = kRead, plan.at = below(plan.threads);
+    ExpectOrderly(plan);
+  }
+  std::printf("%d runs of seed %llu\n", runs, static_cast<unsigned long long>(seed));
 }
 
 TEST(Driver, ThrowsTheFirstFailureOfSeveral) {
@@ -268,40 +379,6 @@ TEST(Driver, ThrowsTheFirstFailureOfSeveral) {
     };
     EXPECT_EQ(OutcomeOf(probe, 2), "foreign 1");
     EXPECT_EQ(attentions, 0);
-  }
-}
-
-TEST(Driver, SurvivesEveryAllocationThatFails) {
-  const int n = 3;
-  int failures = 0;
-  for (bool failed = true; failed; ++failures) {
-    SCOPED_TRACE(failures);
-    Probe probe;
-    probe.batches = kEndless;
-    probe.hook = [&](Step step, int call) {
-      // Endless as long as the start is not over.
-      if (step == kRead && probe.calls[kCreate] == n && call > 50) probe.batches = 0;
-    };
-    FailAllocation(failures);
-    const std::string outcome = OutcomeOf(probe, n);
-    failed = AllocationFailed();
-    // For want of memory there may be fewer threads.
-    EXPECT_TRUE(outcome == "return" || (failed && outcome == "no memory")) << outcome;
-  }
-  EXPECT_GT(failures, 2 * n);
-}
-
-TEST(Driver, GoesOnWithTheThreadsItGets) {
-  for (const int n : {2, 16}) {
-    for (const int started : {0, 1, n - 1}) {
-      SCOPED_TRACE(std::to_string(started) + " of " + std::to_string(n));
-      LimitThreads(started);
-      Probe probe;
-      EXPECT_EQ(OutcomeOf(probe, n), started == 0 ? "no thread" : "return");
-      LimitThreads(-1);
-      EXPECT_EQ(probe.calls[kMerge], started == 0 ? 0 : n);
-      EXPECT_EQ(probe.sum, started == 0 ? 0 : 50);
-    }
   }
 }
 

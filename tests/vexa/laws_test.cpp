@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <memory>
-#include <new>
+#include <optional>
 #include <type_traits>
 #include <typeinfo>
 
@@ -10,6 +11,8 @@
 #include "support/rows.h"
 #include "support/scarcity.h"
 #include "support/statistics.h"
+#include "vexa/compaction.h"
+#include "vexa/driver.h"
 #include "vexa/matrixbase.h"
 
 // What holds of every accumulator, whatever it sums.
@@ -23,16 +26,24 @@ constexpr int kMissing = 9;
 template <class Class, int... kArguments>
 struct Of {
   using Accumulator = Class;
-  static auto Make() { return std::make_unique<Class>(kArguments...); }
+  template <class Made = Class>
+  static auto Make() {
+    return std::make_unique<Made>(kArguments...);
+  }
 };
+
+struct GroupedBatch : FilledGroupedBatch {
+  explicit GroupedBatch(const Rows& rows) : FilledGroupedBatch(rows, 3) {}
+};
+
+/// The batch that an accumulator takes, filled.
+template <class Accumulator>
+using BatchOf =
+    std::conditional_t<std::is_same_v<Accumulator, vexa::DiscIndividualMatrix>, GroupedBatch, FilledBatch>;
 
 template <class Accumulator>
 auto& Add(Accumulator& accumulator, const Rows& rows) {
-  if constexpr (std::is_same_v<Accumulator, vexa::DiscIndividualMatrix>) {
-    return accumulator += *FilledGroupedBatch(rows, 3);
-  } else {
-    return accumulator += *FilledBatch(rows);
-  }
+  return accumulator += *BatchOf<Accumulator>(rows);
 }
 
 /// Rows of values near 0, so that only rounding separates one order of merging from another.
@@ -63,10 +74,11 @@ class Laws : public testing::Test {
 };
 
 using Accumulators =
-    testing::Types<Of<vexa::MatrixListwise>, Of<vexa::SMatrixListwise>,
+    testing::Types<Of<vexa::MatrixListwise>, Of<vexa::SMatrixListwise, 0, 0>,
                    Of<vexa::NSMatrixListwise, 0, 2, kColumns>, Of<vexa::DiscriminantMatrix, 3, kColumns>,
                    Of<vexa::DiscIndividualMatrix, 3, kColumns>, Of<vexa::MatrixPairwise, kMissing>,
-                   Of<vexa::SMatrixPairwise, kMissing>, Of<vexa::NSMatrixPairwise, kMissing, 0, 2, kColumns>>;
+                   Of<vexa::SMatrixPairwise, kMissing, 0, 0>,
+                   Of<vexa::NSMatrixPairwise, kMissing, 0, 2, kColumns>>;
 TYPED_TEST_SUITE(Laws, Accumulators);
 
 TYPED_TEST(Laws, SplitAndOrderOnlyRound) {
@@ -198,40 +210,202 @@ TYPED_TEST(PairwiseLaws, NoMemoryIsAskedForOnceTheBuffersHaveGrown) {
   }
 }
 
-/// Runs `step` on an accumulator from `make` again and again, with one more allocation permitted each time, until it
-/// succeeds.
-template <class Make, class Step>
-void ExpectFailuresChangeNothing(Make make, const std::vector<double>& expected, Step step) {
-  bool failed = true;
-  for (int permitted = 0; failed; ++permitted) {
-    SCOPED_TRACE(testing::Message() << permitted << " allocations permitted");
-    const auto matrix = make();
-    const std::vector<double> before = Statistics(*matrix);
-    FailAllocation(permitted);
-    try {
-      step(*matrix);
-    } catch (const std::bad_alloc&) {
+// Short of memory. Whatever fails can be done again, with the bits of the first time.
+
+TYPED_TEST(Laws, AFailedAllocationChangesNothing) {
+  using Accumulator = typename TypeParam::Accumulator;
+  using Data = typename Accumulator::Data;
+  const Rows rows = SomeRows(1, 30);
+  const Rows more = SomeRows(2, 70);
+  const auto part = this->From(more);
+  const auto empty = [] { return TypeParam::Make(); };
+  const auto filled = [&] { return this->From(rows); };
+  const auto addRows = [&](Accumulator& target, auto& batch) { target += *batch; };
+  const auto addPart = [&](Accumulator& target, auto& /*batch*/) { target += *part; };
+  const auto expectRetriable = [&](const auto& make, const auto& step) {
+    const auto expected = make();
+    BatchOf<Accumulator> batch(more);
+    step(*expected, batch);
+    EXPECT_TRUE(EachAllocationFails([&](const auto& scarcely) {
+      const auto target = make();
+      const std::vector<double> before = Statistics(*target);
+      BatchOf<Accumulator> taken(more);
+      if (scarcely([&] { step(*target, taken); })) {
+        ASSERT_TRUE(SameBits(Statistics(*target), before));
+        BatchOf<Accumulator> again(more);
+        step(*target, again);
+      }
+      ASSERT_TRUE(SameBits(Statistics(*target), Statistics(*expected)));
+    }));
+  };
+  expectRetriable(empty, addRows);
+  expectRetriable(empty, addPart);
+  expectRetriable(filled, addRows);
+  expectRetriable(filled, addPart);
+  // An accumulator itself, and a copy that replaces what is there.
+  EXPECT_TRUE(EachAllocationFails([&](const auto& scarcely) { scarcely([&] { TypeParam::Make(); }); }));
+  const auto dataOf = [&](const Rows& content) {
+    auto data = TypeParam::template Make<Data>();
+    BatchOf<Accumulator> batch(content);
+    data->Init(*batch);
+    return data;
+  };
+  const auto source = dataOf(more);
+  EXPECT_TRUE(EachAllocationFails([&](const auto& scarcely) {
+    const auto target = dataOf(rows);
+    const auto replace = [&] { target->Init(*source); };
+    if (scarcely(replace)) {
+      ASSERT_EQ(target->_nRows, 30U);
+      replace();
     }
-    failed = AllocationFailed();
-    ASSERT_TRUE(failed || permitted > 0);
-    if (failed) {
-      ASSERT_TRUE(SameBits(Statistics(*matrix), before));
-      step(*matrix);
+    ASSERT_EQ(target->_nRows, 70U);
+    ASSERT_EQ(target->_weightSum, source->_weightSum);
+  }));
+}
+
+TYPED_TEST(Laws, AccessorsAskForNoMemory) {
+  const auto matrix = this->From(SomeRows(3, 30));
+  const auto asked = [](const auto& step) {
+    const std::size_t before = Allocations();
+    step();
+    return Allocations() - before;
+  };
+  std::size_t count = 0;
+  const std::size_t byAccessors = asked([&] { count = Statistics(*matrix).size(); });
+  EXPECT_EQ(byAccessors, asked([&] {
+              std::vector<double> values;
+              while (values.size() < count) values.push_back(0.0);
+            }));
+}
+
+/// A pass over batches of ten rows, on several threads.
+template <class Subject>
+class Pass : public vexa::ProblemBase {
+ public:
+  explicit Pass(const Rows& rows) : _rows(rows) {}
+  vexa::ProblemWorker* CreateWorker() override { return new Worker(*this); }
+  const auto& Result() const { return *_result; }
+
+ private:
+  using Accumulator = typename Subject::Accumulator;
+
+  class Worker : public vexa::ProblemWorker {
+   public:
+    explicit Worker(Pass& pass) : _pass(pass) {}
+    bool ReadBatch() override {
+      if (_pass._read == _pass._rows.count) return false;
+      _batch.emplace(_pass._rows.Slice(_pass._read, 10));
+      _pass._read += 10;
+      return true;
     }
-    ASSERT_TRUE(SameBits(Statistics(*matrix), expected));
+    void ProcessBatch() override { *_own += **_batch; }
+    void MergeResult() override { *_pass._result += *_own; }
+
+   private:
+    Pass& _pass;
+    std::optional<BatchOf<Accumulator>> _batch;
+    const std::unique_ptr<Accumulator> _own = Subject::Make();
+  };
+
+  const Rows& _rows;
+  std::size_t _read = 0;
+  const std::unique_ptr<Accumulator> _result = Subject::Make();
+};
+
+TYPED_TEST(Laws, AFailedAllocationEndsARunInOrder) {
+  const Rows rows = SomeRows(4, 60);
+  Pass<TypeParam> plain(rows);
+  vexa::Driver(&plain, 1);
+  const std::vector<double> expected = Statistics(plain.Result());
+  for (const int threads : {1, 2, 3}) {
+    EXPECT_TRUE(EachAllocationFails([&](const auto& scarcely) {
+      Pass<TypeParam> pass(rows);
+      if (scarcely([&] { vexa::Driver(&pass, threads); })) return;
+      const std::vector<double> values = Statistics(pass.Result());
+      ASSERT_EQ(values.size(), expected.size());
+      // One thread gives the same bits, several the same up to the order of their merges.
+      for (std::size_t k = 0; k < values.size(); ++k)
+        ASSERT_NEAR(values[k], expected[k], threads == 1 ? 0.0 : 1e-9 * (1.0 + std::fabs(expected[k])));
+    })) << threads
+        << " threads";
   }
 }
 
-TYPED_TEST(PairwiseLaws, AFailedAllocationChangesNothing) {
-  FilledBatch batch(SomeRows(1, 30));
-  FilledBatch larger(SomeRows(2, 70));
-  const auto once = [] { return Laws<TypeParam>::From(SomeRows(1, 30)); };
-  const auto one = once();
-  const auto both = once();
-  *both += *larger;
-  ExpectFailuresChangeNothing(TypeParam::Make, Statistics(*one), [&](auto& matrix) { matrix += *batch; });
-  ExpectFailuresChangeNothing(TypeParam::Make, Statistics(*one), [&](auto& matrix) { matrix += *one; });
-  ExpectFailuresChangeNothing(once, Statistics(*both), [&](auto& matrix) { matrix += *larger; });
+TEST(Scarcity, OfBatchesCopiesAndRecords) {
+  const Rows rows = SomeRows(7, 40);
+  const double* x = rows.columns[0].data();
+  const double* y = rows.columns[1].data();
+  const double* w = rows.weights.data();
+  const double* r = rows.regWeights.data();
+  const unsigned int group = 0;
+  FilledGroupedBatch sorted(rows, 3);
+  FilledBatch plain(rows);
+  /// Does something with a work area of its own and shows what came of it.
+  using Operation = std::function<std::vector<double>(vexa::WorkArea&)>;
+  const auto shown = [](const auto& record) {
+    std::vector<double> values;
+    statistics::Add(values, record._nRows, record._weightSum, record._regWeightSum);
+    if constexpr (requires { record._cscp; })
+      statistics::Add(values, record._mean0, record._css1, record._cscp);
+    if constexpr (requires { record._css; }) statistics::Add(values, record._mean, record._css);
+    return values;
+  };
+  const auto variable = [&](auto record) -> Operation {
+    return [=](vexa::WorkArea& work) mutable { return record.Init(x, w, r, work, 40), shown(record); };
+  };
+  const auto pair = [&](auto record) -> Operation {
+    return [=](vexa::WorkArea& work) mutable { return record.Init(x, y, w, r, work, 40), shown(record); };
+  };
+  const auto handle = [&](auto type, auto... columns) -> Operation {
+    return [=](vexa::WorkArea& work) {
+      typename decltype(type)::type first;
+      first.Init(columns..., w, r, work, 40);
+      const std::unique_ptr<typename decltype(type)::type> copy(first.Copy());
+      return shown(*copy->Data());
+    };
+  };
+  const Operation operations[] = {
+      [&](auto&) {
+        vexa::DataBatch batch(5, 100, w, r, &group);
+        for (int row = 0; row < 100; ++row) batch.AddRow(x);
+        return std::vector<double>{batch.Column(4)[99]};
+      },
+      [&](auto&) {
+        vexa::DataBatchByGroup batch(5, 100, w, r, &group, 2);
+        batch.NextRow()[4] = 3;
+        batch.AddRow();
+        batch.SortByGroup();
+        return std::vector<double>{batch.Column(4)[0]};
+      },
+      [&](auto&) { return sorted->SortByGroup(), Contents(*sorted); },
+      [&](vexa::WorkArea& work) {
+        vexa::CopyNonmissing(x, w, r, kMissing, 40, work._x0, work._w, work._rw);
+        return work._x0;
+      },
+      [&](vexa::WorkArea& work) {
+        vexa::CopyCompletePairs(x, y, w, r, kMissing, 40, work._x0, work._x1, work._w, work._rw);
+        return work._x1;
+      },
+      variable(vexa::VarStatsData()),
+      variable(vexa::VarStatData()),
+      pair(vexa::PairStatsData()),
+      pair(vexa::PairStatData()),
+      handle(std::type_identity<vexa::VarStat>(), x),
+      handle(std::type_identity<vexa::PairStat>(), x, y),
+  };
+  for (const Operation& operation : operations) {
+    SCOPED_TRACE(&operation - operations);
+    vexa::WorkArea fresh;
+    fresh._missing = kMissing;
+    const std::vector<double> expected = operation(fresh);
+    EXPECT_TRUE(EachAllocationFails([&](const auto& scarcely) {
+      vexa::WorkArea work;
+      work._missing = kMissing;
+      std::vector<double> values;
+      if (scarcely([&] { values = operation(work); })) values = operation(work);
+      ASSERT_TRUE(SameBits(values, expected));
+    }));
+  }
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "pass/origin.h"
 #include "support/bits.h"
 #include "support/rows.h"
+#include "support/scarcity.h"
 #include "support/statistics.h"
 
 namespace {
@@ -261,6 +262,28 @@ TEST(Reduce, StopsWithTheSumsOfTheFirstRows) {
       const auto recorded = policy.Reduce(sheet, result.origin, kFresh<Recorder>, 0, Chunks(seen));
       EXPECT_TRUE(SameBits(result.sums->cells, recorded->cells));
     }
+  }
+}
+
+// The whole way from the bytes to the sums. What memory runs out of is told as that, whoever runs out of it.
+TEST(Reduce, EveryAllocationThatFails) {
+  std::mt19937 random(16);
+  const Sheet sheet = MakeSheet(random, 70, 5);
+  const TempFile file(sheet.Text());
+  const auto bits = [&](unsigned int threads) {
+    table::Input input({file.Path()});
+    const auto result =
+        pass::Reduce(input, sheet.Columns(true), WithThreads(threads), kFresh<MatrixListwise>);
+    return Statistics(*result.sums);
+  };
+  const std::vector<double> expected = bits(1);
+  for (const unsigned int threads : {1U, 2U, 3U}) {
+    SCOPED_TRACE(threads);
+    EXPECT_TRUE(EachAllocationFails([&](const auto& scarcely) {
+      std::vector<double> values;
+      const bool thrown = scarcely([&] { values = bits(threads); });
+      EXPECT_TRUE(thrown || SameBits(values, expected));
+    }));
   }
 }
 

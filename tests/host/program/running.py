@@ -41,8 +41,8 @@ class ProgramTest(unittest.TestCase):
             file.write(content)
         return name
 
-    def start(self, *args, **options):
-        return subprocess.Popen([PROGRAM, *map(str, args)], cwd=self.folder, env={"PATH": os.environ["PATH"]},
+    def start(self, *args, env=None, **options):
+        return subprocess.Popen([PROGRAM, *map(str, args)], cwd=self.folder, env={"PATH": os.environ["PATH"], **(env or {})},
                                 **{"preexec_fn": in_foreground, "stdin": subprocess.DEVNULL,
                                    "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
 
