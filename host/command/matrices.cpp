@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstddef>
 #include <memory>
-#include <numeric>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,10 +14,8 @@
 #include "derive/listwise.h"
 #include "derive/matrix.h"
 #include "derive/pairwise.h"
-#include "derive/similarity.h"
-#include "render/plot/heatmap.h"
+#include "render/plot/matrix.h"
 #include "render/tables.h"
-#include "text/printable.h"
 #include "vexa/matrixlistwise.h"
 #include "vexa/matrixpairwise.h"
 #include "vexa/nsmatrixlistwise.h"
@@ -86,62 +83,6 @@ void NoteIfIndefinite(const derive::Matrix& correlations, Messages& messages) {
       indefinite->smallestEigenvalue));
 }
 
-/// The strongest correlations, for those who cannot see the picture. Of a matrix with itself the diagonal is left out.
-std::string ExtremesSentence(const derive::Matrix& correlations, const render::HeatMap& map,
-                             bool isSymmetric) {
-  struct Place {
-    std::size_t row;
-    std::size_t col;
-  };
-  std::optional<Place> least;
-  std::optional<Place> most;
-  const auto at = [&](const Place& place) { return correlations.At(place.row, place.col); };
-  for (Place place{0, 0}; place.row < correlations.rows; ++place.row) {
-    for (place.col = 0; place.col < (isSymmetric ? place.row : correlations.cols); ++place.col) {
-      if (std::isnan(at(place))) continue;
-      if (!least || at(place) < at(*least)) least = place;
-      if (!most || at(place) > at(*most)) most = place;
-    }
-  }
-  if (!least) return "";
-  const auto tell = [&](const Place& place) {
-    return fmt::format("{:.2f} ({} with {})", at(place), text::Escaped((*map.rows)[place.row]),
-                       text::Escaped((*map.cols)[place.col]));
-  };
-  return fmt::format(" The correlations lie between {} and {}.", tell(*least), tell(*most));
-}
-
-/// The colours are correlations for every statistic: a covariance by itself would tell of the units of its variables
-/// first, and the largest variance would leave all others pale.
-render::Picture DrawMatrix(const Statistic& statistic, Order order, const derive::Matrix& matrix,
-                           const derive::Matrix& correlations, bool isSymmetric, render::HeatMap map) {
-  map.name = statistic.name;
-  map.smallPrint.emplace_back(statistic.picture);
-  map.colours = &correlations;
-  map.labels = &matrix;
-  map.areLabelsBounded = statistic.isBounded;
-  map.rowOrder.resize(matrix.rows);
-  map.colOrder.resize(matrix.cols);
-  std::iota(map.rowOrder.begin(), map.rowOrder.end(), std::size_t{0});
-  std::iota(map.colOrder.begin(), map.colOrder.end(), std::size_t{0});
-  if (order == Order::kCluster && isSymmetric) {
-    map.rowOrder = map.colOrder = derive::OrderVariables(correlations);
-    map.smallPrint.emplace_back(
-        "Order: average linkage of 1 − r, so that what rises together stands together.");
-  } else if (order == Order::kCluster) {
-    map.rowOrder = derive::OrderRows(correlations);
-    map.colOrder = derive::OrderCols(correlations);
-    map.smallPrint.emplace_back("Order: average linkage of the distances between rows, and between columns.");
-  }
-  if (!statistic.isBounded && isSymmetric) {
-    for (std::size_t variable = 0; variable < matrix.rows; ++variable)
-      map.deviations.push_back(std::sqrt(matrix.At(variable, variable)));
-  }
-  map.description = fmt::format("Heat map of {} rows and {} columns.{}", matrix.rows, matrix.cols,
-                                ExtremesSentence(correlations, map, isSymmetric));
-  return render::DrawHeatMap(std::move(map));
-}
-
 /// One run of one of the commands.
 struct Work {
   const Statistic& statistic;
@@ -175,9 +116,16 @@ int Show(const Work& work, const derive::Sums& sums, render::Page page) {
   derive::Matrix correlations;
   if (work.session.WantsPictures()) {
     correlations = derive::Correlations(sums);
-    page.pictures.push_back(DrawMatrix(statistic, work.options.order, matrix, correlations,
-                                       sums.IsSymmetric(),
-                                       {.heading = render::HeadingOf(page), .rows = &rows, .cols = &cols}));
+    page.pictures.push_back(render::DrawMatrix({.name = statistic.name,
+                                                .heading = render::HeadingOf(page),
+                                                .colours = statistic.picture,
+                                                .matrix = matrix,
+                                                .correlations = correlations,
+                                                .rows = rows,
+                                                .cols = cols,
+                                                .isSymmetric = sums.IsSymmetric(),
+                                                .isBounded = statistic.isBounded,
+                                                .isClustered = work.options.order == Order::kCluster}));
   }
   const int code = work.session.Deliver(page);
   // Of thousands of variables this takes longer than all before it.

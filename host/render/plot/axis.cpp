@@ -6,21 +6,11 @@
 #include <cmath>
 
 #include "render/plot/label.h"
-#include "text/printable.h"
 
 namespace render {
 namespace {
 
-constexpr double kTitleSize = 11.0;
-constexpr double kTitleLine = 14.0;
-constexpr double kSmallSize = 8.0;
-constexpr double kSmallLine = 11.0;
-constexpr double kBelow = 12.0;
-
-constexpr double kLargestName = 9.0;
-constexpr double kSmallestName = 4.5;
-/// Of a row's height, what letters may take without touching the next.
-constexpr double kNameShare = 0.82;
+constexpr double kAir = 0.04;
 
 }  // namespace
 
@@ -41,33 +31,15 @@ std::vector<Tick> RoundTicks(double min, double max, int count) {
   return ticks;
 }
 
-HeadingBlock::HeadingBlock(const Heading& heading, const std::vector<std::string>& smallPrint, double width)
-    : _title(Wrapped(heading.title, kTitleSize, width, true)),
-      _smallPrint(Wrapped(heading.account, kSmallSize, width)) {
-  for (const std::string& sentence : smallPrint)
-    for (std::string& line : Wrapped(sentence, kSmallSize, width)) _smallPrint.push_back(std::move(line));
-}
-
-double HeadingBlock::Height() const {
-  return kMargin + kTitleLine * static_cast<double>(_title.size()) +
-         kSmallLine * static_cast<double>(_smallPrint.size()) + kBelow;
-}
-
-void HeadingBlock::Draw(Canvas& canvas) const {
-  double baseline = kMargin;
-  for (const std::string& line : _title)
-    canvas.Text({kMargin, baseline += kTitleLine}, line, {.size = kTitleSize, .isBold = true});
-  for (const std::string& line : _smallPrint)
-    canvas.Text({kMargin, baseline += kSmallLine}, line, {.size = kSmallSize, .colour = kFaintInk});
-}
-
-NameColumn::NameColumn(const std::vector<std::string>& names, double pitch, double mostWidth)
-    : _fontSize(std::clamp(pitch * kNameShare, kSmallestName, kLargestName)),
-      _step(static_cast<std::size_t>(std::max(std::ceil(_fontSize / pitch * kNameShare), 1.0))) {
-  for (const std::string& name : names) {
-    _names.push_back(Fitted(text::Escaped(name), _fontSize, mostWidth));
-    _width = std::max(_width, TextWidth(_names.back(), _fontSize));
+Axis AxisOver(double min, double max, double start, double length) {
+  // All values alike: whatever the width, they are in its middle.
+  if (!(max > min)) {
+    const double half = std::max(std::abs(min) / 2.0, 1.0);
+    return {min - half, max + half, start, length};
   }
+  // The halves are added up: the width of the widest range of doubles is none.
+  const double air = (max / 2.0 - min / 2.0) * 2.0 * kAir;
+  return std::isfinite(air) ? Axis{min - air, max + air, start, length} : Axis{min, max, start, length};
 }
 
 }  // namespace render

@@ -10,6 +10,7 @@
 
 #include "render/plot/axis.h"
 #include "render/plot/canvas.h"
+#include "render/plot/heading.h"
 #include "render/plot/rows.h"
 #include "text/printable.h"
 

@@ -12,13 +12,17 @@
 #include "render/number.h"
 #include "render/plot/axis.h"
 #include "render/plot/canvas.h"
+#include "render/plot/heading.h"
 #include "render/plot/label.h"
+#include "render/plot/names.h"
 
 namespace render {
 namespace {
 
-constexpr double kSmallestSide = 1800.0;  // of a matrix with so many cells that each is
-constexpr double kSide = 720.0;           // of one with cells between the two sizes
+/// Of a matrix whose cells are neither as small nor as large as they may be.
+constexpr double kSide = 720.0;
+/// No side is longer, whatever that makes of the cells.
+constexpr double kLongestSide = 1800.0;
 constexpr double kSmallestCell = 6.0;
 constexpr double kLargestCell = 48.0;
 /// Cells from this width on, and half of it in height, have labels.
@@ -42,7 +46,7 @@ constexpr double kLeastWidth = 330.0;
 /// One side of a cell, for so many of them next to each other.
 double CellSide(std::size_t count) {
   const auto cells = static_cast<double>(count);
-  return std::min(std::clamp(kSide / cells, kSmallestCell, kLargestCell), kSmallestSide / cells);
+  return std::min(std::clamp(kSide / cells, kSmallestCell, kLargestCell), kLongestSide / cells);
 }
 
 struct CellSize {

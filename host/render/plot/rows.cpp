@@ -1,7 +1,6 @@
 #include "render/plot/rows.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace render {
 namespace {
@@ -13,7 +12,6 @@ constexpr double kMostNameWidth = 170.0;
 constexpr double kNameGap = 6.0;
 constexpr double kHeads = 14.0;
 constexpr double kSmall = 7.5;
-constexpr double kAir = 0.04;
 constexpr int kTicks = 6;
 constexpr double kScreen = 500.0;  ///< higher than this, a body has its ticks above it too
 
@@ -55,17 +53,6 @@ void Rows::DrawTicks(Canvas& canvas, const Axis& axis, const std::string& title)
   }
   canvas.Text({_body.left + _body.width / 2.0, bottom + 2.0 * kSmall + 9.0}, title,
               {.size = kSmall + 0.5, .align = Align::kCentre});
-}
-
-Axis AxisOver(double min, double max, double start, double length) {
-  // All values alike: whatever the width, they are in its middle.
-  if (!(max > min)) {
-    const double half = std::max(std::abs(min) / 2.0, 1.0);
-    return {min - half, max + half, start, length};
-  }
-  // The halves are added up: the width of the widest range of doubles is none.
-  const double air = (max / 2.0 - min / 2.0) * 2.0 * kAir;
-  return std::isfinite(air) ? Axis{min - air, max + air, start, length} : Axis{min, max, start, length};
 }
 
 }  // namespace render

@@ -7,6 +7,8 @@
 
 #include "render/plot/axis.h"
 #include "render/plot/canvas.h"
+#include "render/plot/heading.h"
+#include "render/plot/names.h"
 
 namespace render {
 
@@ -21,7 +23,6 @@ struct RowsRoom {
 /// A picture with a row for each of several names: heading, names, and a body with faint lines for the rows.
 class Rows {
  public:
-  /// `heads` says whether there is a line of headings above the body.
   Rows(const Heading& heading, const std::vector<std::string>& smallPrint,
        const std::vector<std::string>& names, const RowsRoom& room);
 
@@ -51,9 +52,6 @@ class Rows {
 
 /// Room for ticks and a title under an axis.
 inline constexpr double kAxisRoom = 26.0;
-
-/// The axis of an interval of values, with a little air at both ends.
-Axis AxisOver(double min, double max, double start, double length);
 
 }  // namespace render
 
