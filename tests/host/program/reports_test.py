@@ -7,6 +7,8 @@ does not scroll sideways on a phone.
 import csv
 import io
 import json
+import shlex
+import subprocess
 import tempfile
 
 import running
@@ -80,6 +82,7 @@ class Reports(running.ProgramTest):
                                  run("return new Set([...document.querySelectorAll('[id]')].map(e => e.id)).size"))
                 self.check_sorting(self.browser.find_element(By.TAG_NAME, "table"))
                 self.assertEqual([entry["message"] for entry in self.browser.get_log("browser")], [])
+                self.check_command()
                 if name in ("corr", "cov"):
                     self.check_copy(args)
 
@@ -93,6 +96,15 @@ class Reports(running.ProgramTest):
                 self.browser.execute_script("arguments[0].scrollIntoView({block: 'center', inline: 'center'})", head)
                 head.find_element(By.TAG_NAME, "button").click()
                 self.assertEqual((head.get_attribute("aria-sort"), self.column(table, place)), (state, expected))
+
+    def check_command(self):
+        """The command that the page shows writes the page."""
+        before = (self.folder / "page.html").read_bytes()
+        command = self.browser.find_element(By.TAG_NAME, "code").text
+        (self.folder / "page.html").unlink()
+        subprocess.run(["sh", "-c", command.replace("vexa-stats", shlex.quote(running.PROGRAM), 1)], cwd=self.folder, check=True,
+                       stderr=subprocess.DEVNULL)
+        self.assertEqual((self.folder / "page.html").read_bytes(), before)
 
     def check_copy(self, args):
         self.browser.execute_script(
