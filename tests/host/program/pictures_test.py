@@ -1,5 +1,6 @@
 """pictures_test.py PROGRAM: pictures of every command in every form, and when there is none."""
 
+import re
 import xml.etree.ElementTree
 
 import running
@@ -35,6 +36,15 @@ class Pictures(running.ProgramTest):
                     self.assertEqual((self.folder / ("b" + ending)).read_bytes(), picture)
             xml.etree.ElementTree.parse(self.folder / "a.svg")
         self.assertEqual(len(self.left_behind("given.csv")), 6)
+
+    def test_colours_tell_correlations(self):
+        self.write("given.csv", HOSTILE)
+        for command in ("corr", "cov"):
+            self.succeed(command, "--order", "cluster", "given.csv", "--plot", "a.svg")
+            fills = re.findall(r"fill:rgb\((\d+)[.\d]*%,(\d+)[.\d]*%,(\d+)[.\d]*%\)", (self.folder / "a.svg").read_text())
+            ends = {"blue": ("1", "18", "38"), "red": ("40", "0", "12"), "grey": ("74", "74", "74")}
+            # Four variables with themselves, two that are each other's negative, and one that has none, in the legend too.
+            self.assertEqual({name: fills.count(colour) for name, colour in ends.items()}, {"blue": 4, "red": 2, "grey": 10})
 
     def test_no_picture(self):
         self.write("given.csv", "x,y\n1,2\n3,5\n2,2\n")
