@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstdint>
 #include <utility>
 
 namespace pass {
@@ -107,12 +108,17 @@ bool Cases::TakeGroup(std::span<const double> cells, std::optional<std::string_v
 }
 
 bool Cases::TakeValues(std::span<const double> cells) {
-  bool complete = true;
-  for (std::size_t at = 0; at < _row.size(); ++at) {
-    complete = complete && cells[at] != table::kMissing;
-    _row[at] = cells[at] - _origin[at];
+  // A count and plain pointers, so that the compiler takes several cells at a time.
+  const std::size_t size = _row.size();
+  const double* const values = cells.data();
+  const double* const origin = _origin.data();
+  double* const row = _row.data();
+  std::uint64_t lacking = 0;
+  for (std::size_t at = 0; at < size; ++at) {
+    lacking += values[at] == table::kMissing ? 1 : 0;
+    row[at] = values[at] - origin[at];
   }
-  if (complete) return true;
+  if (lacking == 0) return true;
   for (std::size_t at = 0; at < _row.size(); ++at) {
     if (cells[at] != table::kMissing) continue;
     ++_counts.tally.lacking[at];

@@ -1,6 +1,7 @@
 #ifndef HOST_TABLE_HEAD_H
 #define HOST_TABLE_HEAD_H
 
+#include <string_view>
 #include <vector>
 
 #include "table/cell.h"
@@ -22,6 +23,8 @@ class HeadReader {
   void Read(const Chunk& chunk);
 
  private:
+  void Read(Column& column, std::string_view content, const Chunk& chunk, LineCounter& lines, const char* at);
+
   std::vector<Column>& _columns;
   char _delimiter;
   CellReader _cells;

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "table/bytesource.h"
+#include "table/decoding.h"
 #include "table/head.h"
 #include "table/header.h"
 #include "table/quoting.h"
@@ -376,7 +377,7 @@ std::string_view Input::Reader::ReadBlock() {
 
 /// Reads into the block behind its first `filled` bytes.
 std::size_t Input::Reader::ReadSource(File& file, std::size_t filled) {
-  if (!file.source) file.source = OpenFile(file.path, file.name, _stopped);
+  if (!file.source) file.source = Decoded(OpenFile(file.path, file.name, _stopped), file.name, _stopped);
   const std::uint64_t before = file.source->Taken();
   const std::size_t count = file.source->Read(_block.get() + filled, kBlockBytes - filled);
   _bytesRead.fetch_add(file.source->Taken() - before, std::memory_order_relaxed);

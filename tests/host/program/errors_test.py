@@ -4,6 +4,7 @@ Every case runs with every number of threads and names its output file: message 
 nothing is left behind.
 """
 
+import gzip
 import os
 import pathlib
 import resource
@@ -50,6 +51,10 @@ class Errors(running.ProgramTest):
                              ["a.csv"], 2, 'a.csv:30001: column y: number out of range: "1e999"'),
         "first over files": ({"a.csv": long_file((59_000, "nope,1,2")), "b.csv": long_file((3, "worse,1,2"))},
                              ["a.csv", "b.csv"], 2, 'a.csv:59000: column x: not a number: "nope"'),
+        "cut off": ({"a.csv": gzip.compress(long_file().encode())[:-9]}, ["a.csv"], 2,
+                    "a.csv: is cut off: its gzip data end too early"),
+        "text before the cut": ({"a.csv": gzip.compress(long_file((30_000, "1,2,oops")).encode())[:-9]}, ["a.csv"], 2,
+                                'a.csv:30000: column z: not a number: "oops"'),
         "infinite": ({"a.csv": "x,y\n1,2\n3,-Inf\n"}, ["a.csv"], 2, 'a.csv:3: column y: not a finite number: "-Inf"'),
         "code for missing": ({"a.csv": "x\n1\n-1.7976931348623157e308\n"}, ["a.csv"], 2,
                              'a.csv:3: column x: number out of range: "-1.7976931348623157e308"'),

@@ -118,7 +118,7 @@ class Groups(running.ProgramTest):
             run = self.succeed(*args, "big.csv", "-t", threads)
             self.assertEqual((run.out, run.err), (first.out, first.err), threads)
         self.assertEqual(self.succeed(*args, input=text).out, first.out)
-        feeder = running.subprocess.Popen(["cat", self.folder / "big.csv"], stdout=running.subprocess.PIPE)
+        feeder = running.subprocess.Popen(["gzip", "-1", "-c", self.folder / "big.csv"], stdout=running.subprocess.PIPE)
         self.assertEqual(self.succeed(*args, "-t", 3, "-", input=feeder.stdout).out, first.out)
         feeder.stdout.close()
         feeder.wait()

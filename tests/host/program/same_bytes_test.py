@@ -1,5 +1,7 @@
 """same_bytes_test.py PROGRAM: the same input gives the same bytes, on any number of threads and from a pipe, in little memory."""
 
+import lzma
+
 import running
 
 ROWS = 300_000
@@ -29,6 +31,8 @@ class SameBytes(running.ProgramTest):
         with open(file, "rb") as given:
             run = self.succeed("sums", *args, input=given)
         self.assertEqual(run.out, first.out)
+        (self.folder / "big.xz").write_bytes(lzma.compress(file.read_bytes(), preset=0))
+        self.assertEqual(self.succeed("sums", *args, "big.xz").out, first.out)
         feeder = running.subprocess.Popen(["cat", file], stdout=running.subprocess.PIPE)
         run = self.succeed("sums", *args, "-", input=feeder.stdout)
         feeder.stdout.close()
