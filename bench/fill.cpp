@@ -30,6 +30,16 @@ void Fill(benchmark::State& state, const bench::Shape& shape) {
   CountBytes(state, shape);
 }
 
+void FillInBulk(benchmark::State& state, const bench::Shape& shape) {
+  const bench::Rows rows(shape);
+  bench::Batch batch(rows, shape.rows);
+  while (state.KeepRunning()) {
+    (*batch).Clear();
+    (*batch).AddRows(rows.values.data(), shape.rows, shape.columns);
+  }
+  CountBytes(state, shape);
+}
+
 void Copy(benchmark::State& state, const bench::Shape& shape) {
   const bench::Rows rows(shape);
   std::vector<double> to(rows.values.size());
@@ -58,6 +68,7 @@ const bool kRegistered = [] {
       for (const unsigned int rows : {recommended, round}) {
         const bench::Shape shape{rows, columns, weighted, bench::Missing::kNone, 10};
         Register("AddRow", shape, Fill<bench::Batch>);
+        Register("AddRows", shape, FillInBulk);
         Register("SortByGroup", shape, Fill<bench::GroupedBatch>);
         if (!weighted) Register("copy", shape, Copy);
       }

@@ -7,6 +7,12 @@
 #include "aligned.h"
 
 namespace vexa {
+namespace {
+
+/// Values of a column in one cache line.
+constexpr unsigned int kLineRows = 64 / sizeof(double);
+
+}  // namespace
 
 DataBatch::DataBatch(unsigned int nColumns, unsigned int nRows, const double* pWeight,
                      const double* pRegWeight, const unsigned int* pGroup)
@@ -74,14 +80,37 @@ void DataBatch::AddRow(const double* row) {
   ++_nRows;
 }
 
+void DataBatch::AddRows(const double* rows, unsigned int nRows, std::size_t stride) {
+  assert(nRows <= _maxRows - _nRows);
+  if (_pWeight) std::fill_n(_weights + _nRows, nRows, *_pWeight);
+  if (_pRegWeight) std::fill_n(_regWeights + _nRows, nRows, *_pRegWeight);
+  if (_pGroup) {
+    std::fill_n(_groups + _nRows, nRows, *_pGroup);
+    if (nRows > 0) _maxGroupSeen = std::max(_maxGroupSeen, *_pGroup);
+  }
+  // A cache line of every column at a time, so that each is written once and whole.
+  unsigned int count = 0;
+  for (unsigned int done = 0; done < nRows; done += count, _nRows += count) {
+    const double* from = rows + done * stride;
+    const auto copy = [&](unsigned int rowCount) {
+      for (unsigned int col = 0; col < _nColumns; ++col) {
+        double* cell = _columns + col * _maxRows + _nRows;
+        for (unsigned int row = 0; row < rowCount; ++row) cell[row] = from[row * stride + col];
+      }
+    };
+    count = std::min(kLineRows - _nRows % kLineRows, nRows - done);
+    // Told the usual count, the compiler unrolls.
+    count == kLineRows ? copy(kLineRows) : copy(count);
+  }
+}
+
 unsigned int RecommendedRows(std::uint64_t cacheSize, std::uint64_t rowSize) {
-  constexpr std::uint64_t kLineRows = 64 / sizeof(double);
   // One column more than the row holds, because AddRow's write cursor ends one stride past the last column.
   const std::uint64_t columns = rowSize / sizeof(double) + 1;
   const std::uint64_t mostLines = ((std::uint64_t{1} << 32) - 1) / columns / kLineRows;
   const std::uint64_t wantedLines = cacheSize / 2 / std::max<std::uint64_t>(rowSize, 1) / kLineRows;
   const std::uint64_t lines = std::min(wantedLines, mostLines);
-  if (lines == 0) return mostLines == 0 ? 1 : static_cast<unsigned int>(kLineRows);
+  if (lines == 0) return mostLines == 0 ? 1 : kLineRows;
   return static_cast<unsigned int>((lines % 2 == 1 ? lines : lines - 1) * kLineRows);
 }
 

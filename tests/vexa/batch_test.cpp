@@ -42,6 +42,40 @@ TEST(Batch, RecommendedCapacityAvoidsCacheConflictsAndFits) {
   }
 }
 
+TEST(Batch, TakesRowsInBulkAsOneByOne) {
+  for (unsigned int seed = 0; seed < 200; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const unsigned int columns = 1 + static_cast<unsigned int>(random() % 40);
+    const std::size_t stride = seed % 7 == 0 ? 0 : columns + random() % 3;
+    const std::vector<std::size_t> parts = RandomSplit(random, 1 + random() % 100);
+    std::vector<double> values(101 * stride + columns);
+    for (double& value : values) value = static_cast<double>(random());
+    double weight = 0;
+    double regWeight = 0;
+    unsigned int group = 0;
+    const auto make = [&] {
+      return vexa::DataBatch(columns, 100, seed % 2 ? &weight : nullptr, seed % 3 ? &regWeight : nullptr,
+                             seed % 5 ? &group : nullptr);
+    };
+    vexa::DataBatch single = make();
+    vexa::DataBatch bulk = make();
+    const double* row = values.data();
+    for (const std::size_t part : parts) {
+      weight = static_cast<double>(random());
+      regWeight = static_cast<double>(random());
+      group = static_cast<unsigned int>(random());
+      bulk.AddRows(row, static_cast<unsigned int>(part), stride);
+      for (std::size_t k = 0; k < part; ++k, row += stride) single.AddRow(row);
+    }
+    ASSERT_TRUE(SameBits(Contents(bulk), Contents(single)));
+    ASSERT_EQ(bulk.MaxGroupSeen(), single.MaxGroupSeen());
+    if (seed % 5) {
+      ASSERT_TRUE(std::equal(bulk.Groups(), bulk.Groups() + bulk.NRows(), single.Groups()));
+    }
+  }
+}
+
 /// Columns and weights as the grouped batch shows them and as the rows, group by group in the order added, have them.
 void ExpectSorted(vexa::DataBatchByGroup& batch, const Rows& rows) {
   std::vector<std::size_t> order;

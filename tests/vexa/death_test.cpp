@@ -93,6 +93,9 @@ TEST(Death, Batch) {
       {"0 < nRows", constructor, [] { vexa::DataBatch(1, 0, nullptr, nullptr, nullptr); }},
       {"_nRows < _maxRows", "void vexa::DataBatch::AddRow(const double*)",
        [] { FilledBatch(Sample(3, 2))->AddRow(Sample(2, 1).columns[0].data()); }},
+      {"nRows <= _maxRows - _nRows",
+       "void vexa::DataBatch::AddRows(const double*, unsigned int, std::size_t)",
+       [] { FilledBatch(Sample(3, 2))->AddRows(Sample(2, 1).columns[0].data(), 1, 2); }},
       {"colNum < _nColumns", kColumn, [] { FilledBatch(Sample(3, 2))->Column(2); }},
   });
 }
