@@ -14,21 +14,13 @@
 #include "command/failure.h"
 #include "command/interrupt.h"
 #include "command/messages.h"
-#include "command/options.h"
 #include "command/output.h"
+#include "command/program.h"
 #include "text/printable.h"
 #include "vexa/vexa.h"
 
 namespace command {
 namespace {
-
-constexpr std::size_t kCommandsColumn = 13;
-constexpr std::size_t kOptionsColumn = 26;
-constexpr const char* kFooter =
-    "vexa-stats COMMAND --help tells the options of a command.\n"
-    "\n"
-    "Exit code: 0 done; 1 wrong command line; 2 bad input, or output that cannot be\n"
-    "written; 130 interrupted (Ctrl-C), with the result of the rows read until then.\n";
 
 /// A descriptor that the caller closed would be taken by the next file that is opened, which then would be written
 /// to by accident. Standing in for it, one that cannot be written.
@@ -82,29 +74,17 @@ int Answer(const CLI::App& program, const CLI::ParseError& error, Messages& mess
 }
 
 int Main(int argc, char** argv, Messages& messages) {
-  CLI::App program("Statistics of data files of any size in one pass, the same bits every time.",
-                   "vexa-stats");
-  program.formatter(std::make_shared<HelpFormatter>(kOptionsColumn));
-  program.set_help_flag("-h,--help", "Print this help");
-  program.set_version_flag("--version", VEXA_VERSION, "Print the version");
-  program.require_subcommand(1);
-  program.footer(kFooter);
   Run chosen;
-  AddDescribeCommand(program, chosen);
-  AddMatrixCommands(program, chosen);
-  AddSumsCommand(program, chosen);
-  AddRegressCommand(program, chosen);
-  AddGroupsCommand(program, chosen);
-  program.formatter(std::make_shared<HelpFormatter>(kCommandsColumn));
+  const std::unique_ptr<CLI::App> program = MakeProgram(chosen);
   std::vector<std::string> args(argv + 1, argv + argc);
   if (!args.empty() && args[0] == "help") args[0] = "--help";
-  CheckCommand(program, args.empty() ? "" : args[0]);
+  CheckCommand(*program, args.empty() ? "" : args[0]);
   // CLI11 takes them from the back.
   std::reverse(args.begin(), args.end());
   try {
-    program.parse(args);
+    program->parse(args);
   } catch (const CLI::ParseError& error) {
-    return Answer(program, error, messages);
+    return Answer(*program, error, messages);
   }
   CatchInterrupts();
   return chosen(messages);

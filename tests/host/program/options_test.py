@@ -86,15 +86,6 @@ class Options(running.ProgramTest):
         self.assertIn('vexa-stats: 2 columns, separated by ";"; 2 variables: x, y\n', run.err)
         self.assertRegex(run.err, r"reading and summing: \d+\.\d{3} s\n")
 
-    def test_help_names_every_option_within_the_terminal(self):
-        for command in ("", "describe", "cov", "corr", "sums", "regress", "groups"):
-            page = self.succeed(*([command] if command else []), "--help").out
-            self.assertLessEqual(max(map(len, page.splitlines())), 80, page)
-            if command:
-                for option in ("--predictors" if command == "regress" else "--columns", "--weight", "--na", "--delimiter", "--decimal", "--no-header", "--format",
-                               "--output", "--digits", "--threads", "--progress", "--no-progress", "--verbose"):
-                    self.assertIn(option, page)
-
 
 if __name__ == "__main__":
     running.main()
