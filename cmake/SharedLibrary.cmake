@@ -1,5 +1,5 @@
 # vexa_shared_library(NAME SOURCES… [LINK …]): a versioned shared library with the target and alias names
-# of this project, whose exports are what NAME.map lists beside its sources; the tests hold them against its headers.
+# of this project, installed beside the others, whose exports are what NAME.map lists beside its sources; the tests hold them against its headers.
 function(vexa_shared_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
   add_library(${name} SHARED ${arg_SOURCES})
@@ -10,6 +10,9 @@ function(vexa_shared_library name)
   target_link_libraries(${name} PRIVATE ${arg_LINK})
   set_target_properties(
     ${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
-                       LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}.map)
+                       INSTALL_RPATH $ORIGIN LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${name}.map)
   target_link_options(${name} PRIVATE -Wl,--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${name}.map)
+  target_compile_features(${name} INTERFACE cxx_std_17)
+  install(TARGETS ${name} EXPORT vexa-targets
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
 endfunction()

@@ -47,6 +47,7 @@ class VEXA_EXPORT ProblemBase {
 
 /// Runs a problem: workers read batches one after another, process them at the same time, and merge one after another.
 ///
+/// @param problem  the host's, which keeps it
 /// @param nThreads how many threads; below 1, as many as getthreads_() says. With one, everything happens on the
 ///                 caller's thread and without locks. When getthreads_() says 0 or less there are no workers and
 ///                 nothing is read.

@@ -1,10 +1,11 @@
-"""documents_test.py PROGRAM: what the documents show is what the program does.
+"""documents_test.py PROGRAM: what the documents show is what the program does, and what the examples say.
 
 Every `$ command` in a console block is run by a shell in a folder with data/, and what follows it is its output, both
-streams together.
+streams together. Every cpp block stands in an example, line by line.
 """
 
 import os
+import re
 import subprocess
 
 import running
@@ -12,18 +13,16 @@ import running
 DOCUMENTS = [running.TREE / "README.md", *sorted((running.TREE / "docs").glob("*.md"))]
 
 
+def blocks(document, language):
+    """The text of each block of a language."""
+    return re.findall(rf"^```{language}\n(.*?)^```$", document.read_text(encoding="utf-8"), re.DOTALL | re.MULTILINE)
+
+
 def sessions(document):
     """The commands of the console blocks, each with the output that is shown for it."""
-    shown = None
-    for line in document.read_text(encoding="utf-8").splitlines():
-        if line.startswith("```"):
-            if shown is not None:
-                yield from shown
-            shown = [] if line == "```console" else None
-        elif shown is not None and line.startswith("$ "):
-            shown.append([line[2:], ""])
-        elif shown is not None:
-            shown[-1][1] += line + "\n"
+    for block in blocks(document, "console"):
+        for command in re.split(r"^\$ ", block, flags=re.MULTILINE)[1:]:
+            yield command.split("\n", 1)
 
 
 class Documents(running.ProgramTest):
@@ -39,6 +38,13 @@ class Documents(running.ProgramTest):
                     self.assertEqual(run.stdout, shown)
                     commands += 1
         self.assertGreater(commands, 5)
+
+    def test_excerpts_stand_in_the_examples(self):
+        examples = "".join(path.read_text(encoding="utf-8") for path in (running.TREE / "examples").glob("*.cpp"))
+        excerpts = [block for document in DOCUMENTS for block in blocks(document, "cpp")]
+        self.assertGreater(len(excerpts), 5)
+        for excerpt in excerpts:
+            self.assertIn(excerpt, examples)
 
 
 if __name__ == "__main__":

@@ -1,13 +1,13 @@
 // Covariances of rows in memory, on all cores: the library in a program that has its own data.
 
+#include <vexa/vexa.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <vector>
-
-#include "vexa/vexa.h"
 
 namespace {
 
