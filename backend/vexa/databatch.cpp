@@ -63,10 +63,9 @@ void DataBatch::AddRow(const double* row) {
   double* cell = _columns + _nRows;
   const std::size_t stride = _maxRows;
   // Each column is a stream of its own, more of them than a processor looks ahead for.
-  constexpr std::size_t kLineCells = 64 / sizeof(double);
-  if (_nRows % kLineCells == 0) {
+  if (_nRows % kLineRows == 0) {
     for (unsigned int col = 0; col < _nColumns; ++col)
-      __builtin_prefetch(cell + col * stride + 2 * kLineCells, 1);
+      __builtin_prefetch(cell + col * stride + 2 * kLineRows, 1);
   }
   unsigned int col = 0;
   for (; col + 4 <= _nColumns; col += 4, cell += 4 * stride) {
