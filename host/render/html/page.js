@@ -82,6 +82,55 @@ function makeEnlargeable(figure) {
   figure.querySelector('figcaption').append(' ', button);
 }
 
+// Letters on paper are smaller than those of the screen, in pixels of which paper has at least so many in a line.
+const PAPER_SCALE = 10 / 14;
+const PAPER_WIDTH = 680;
+// As page.css has it: names of rows are wrapped there.
+const WIDEST_NAME = 190;
+
+/** Paper does not scroll: a table that is too wide for it is printed in parts, each with the columns that name its rows. */
+function foldForPaper(table) {
+  const heads = [...table.tHead.rows[0].cells];
+  const first = table.tBodies[0].rows[0];
+  if (first === undefined) return;
+  const keys = [...first.cells].filter((cell) => cell.tagName === 'TH').length;
+  const widths = heads.map((head) => head.offsetWidth * PAPER_SCALE)
+    .map((width, col) => (col < keys ? Math.min(width, WIDEST_NAME) : width));
+  const sum = (values) => values.reduce((total, value) => total + value, 0);
+  if (sum(widths) <= PAPER_WIDTH) return;
+  const room = PAPER_WIDTH - sum(widths.slice(0, keys));
+  const parts = [[]];
+  for (let col = keys; col < heads.length; ++col) {
+    const part = parts.at(-1);
+    if (part.length > 0 && sum(part.map((other) => widths[other])) + widths[col] > room) parts.push([col]);
+    else part.push(col);
+  }
+  for (const part of parts) {
+    const columns = [...Array(keys).keys(), ...part];
+    const copy = table.cloneNode(false);
+    copy.className = 'part';
+    const take = (row, section) => {
+      section.insertRow().append(...columns.map((col) => row.cells[col].cloneNode(true)));
+    };
+    take(table.tHead.rows[0], copy.createTHead());
+    const body = copy.createTBody();
+    for (const row of table.tBodies[0].rows) take(row, body);
+    table.parentNode.append(copy);
+  }
+  table.classList.add('folded');
+}
+
+function unfold() {
+  document.querySelectorAll('.part').forEach((part) => part.remove());
+  document.querySelectorAll('.folded').forEach((table) => table.classList.remove('folded'));
+}
+
+window.addEventListener('beforeprint', () => {
+  unfold();
+  document.querySelectorAll('table').forEach(foldForPaper);
+});
+window.addEventListener('afterprint', unfold);
+
 document.querySelectorAll('table').forEach(makeSortable);
 document.querySelectorAll('table').forEach(makeCopyable);
 document.querySelectorAll('figure').forEach(makeEnlargeable);

@@ -49,10 +49,10 @@ class Reports(running.ProgramTest):
         rows = [(i, i * 7 % 11, 5, "" if i == 4 else i * i, "</td>a&b"[i % 2:]) for i in range(30)]
         text = io.StringIO()
         csv.writer(text, lineterminator="\n").writerows([("x", HOSTILE, "constant", "long", "group"), *rows])
-        self.write("given.csv", text.getvalue().replace("long", "long" * 20, 1))
+        self.write("given.csv", text.getvalue().replace("long", "long" * 40, 1))
 
     def open(self, args):
-        args = [arg.replace("long", "long" * 20) for arg in args]
+        args = [arg.replace("long", "long" * 40) for arg in args]
         self.succeed(*args, "--format", "html", "-o", "page.html", "given.csv")
         self.browser.get_log("performance")
         url = (self.folder / "page.html").as_uri()
@@ -82,6 +82,7 @@ class Reports(running.ProgramTest):
                                  run("return new Set([...document.querySelectorAll('[id]')].map(e => e.id)).size"))
                 self.check_sorting(self.browser.find_element(By.TAG_NAME, "table"))
                 self.assertEqual([entry["message"] for entry in self.browser.get_log("browser")], [])
+                self.check_printing()
                 self.check_command()
                 if name in ("corr", "cov"):
                     self.check_copy(args)
@@ -96,6 +97,21 @@ class Reports(running.ProgramTest):
                 self.browser.execute_script("arguments[0].scrollIntoView({block: 'center', inline: 'center'})", head)
                 head.find_element(By.TAG_NAME, "button").click()
                 self.assertEqual((head.get_attribute("aria-sort"), self.column(table, place)), (state, expected))
+
+    def check_printing(self):
+        """Paper gets every column of every table, in parts where it is too narrow."""
+        heads = "[...document.querySelectorAll('{}')].map(table => [...table.tHead.rows[0].cells].map(head => head.innerText))"
+        run = self.browser.execute_script
+        given = run("return " + heads.format("table"))
+        run("window.dispatchEvent(new Event('beforeprint'))")
+        whole, parts = run("return " + heads.format("table:not(.part, .folded)")), run("return " + heads.format(".part"))
+        if any("long" in name for table in given for name in table):
+            self.assertTrue(parts)
+        for table in given:
+            self.assertTrue(table in whole or all([table[0], name] in parts or any(name in part for part in parts)
+                                                  for name in table), table)
+        run("window.dispatchEvent(new Event('afterprint'))")
+        self.assertEqual(run("return " + heads.format("table")), given)
 
     def check_command(self):
         """The command that the page shows writes the page."""
