@@ -15,6 +15,8 @@ constexpr std::size_t kPairVectors = 2;
 constexpr std::size_t kPairLanes = kPairVectors * kLanes;
 static_assert(kPairLanes <= kMaxPairLanes);
 
+constexpr std::size_t kLineRows = 64 / sizeof(double);
+
 /// Rows of a panel that stay in the first-level cache while all the first columns walk over them.
 constexpr std::size_t kPairRows = 128;
 static_assert(kPairRows % kWordRows == 0);
@@ -97,6 +99,13 @@ class PairKernel {
   std::size_t Words() const { return (_panel.rows + kWordRows - 1) / kWordRows; }
   RowBits Present(std::size_t first) const { return _job.firstPresent[first] + _panel.row / kWordRows; }
 
+  /// Columns lie far apart: the rows of the next one are fetched into the cache while those of this one are summed.
+  void FetchAfter(std::size_t first) const {
+    if (!kPair || first + 1 == _job.firstCount) return;
+    const double* next = _job.first[first + 1] + _panel.row;
+    for (std::size_t k = 0; k < kPairRows; k += kLineRows) __builtin_prefetch(next + k);
+  }
+
   void Begin(std::size_t first) {
     PairSums& sums = _results[first];
     sums = PairSums{};
@@ -141,6 +150,7 @@ class PairKernel {
   }
 
   void SumRows(std::size_t first) {
+    FetchAfter(first);
     alignas(kScratchAlignment) double weighted[kPairRows];
     if (kPair) {
       const double* x = _job.first[first] + _panel.row;
@@ -253,6 +263,7 @@ class PairKernel {
   }
 
   void SumProducts(std::size_t first) {
+    FetchAfter(first);
     PairSums& sums = _results[first];
     const double* x = kPair ? _job.first[first] + _panel.row : nullptr;
     const Vector missing = Broadcast(_job.missing);
