@@ -219,10 +219,18 @@ TEST(Engine, ColumnsThatAreMissingTogetherGiveThePlainBits) {
         spec.columns = columns;
         spec.weights = count % 2 == 0;
         spec.regWeights = columns % 2 == 0;
-        spec.missingRate = columns % 3 == 0 ? 0.0 : 0.1;
+        spec.wild = columns % 2 == 1;
+        spec.missingRate = columns % 3 == 0 ? 0.0 : columns % 5 == 0 ? 0.7 : 0.1;
         spec.missingCode = -1.797e308;
         spec.missing = missing;
-        const Rows rows = MakeRows(random, spec);
+        Rows rows = MakeRows(random, spec);
+        // Some columns begin with a run of equal values, up to all of them.
+        for (std::size_t col = 0; col < columns; col += 3) {
+          for (std::size_t row = 0; row < count * (col % 5) / 4; ++row) {
+            double& x = rows.columns[col][row];
+            if (x != spec.missingCode) x = 0.1;
+          }
+        }
         const Values actual = PairwiseStatistics(rows, spec.missingCode);
         const PlainKernels plain;
         ASSERT_TRUE(SameBits(actual, PairwiseStatistics(rows, spec.missingCode)))
