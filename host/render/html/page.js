@@ -82,6 +82,29 @@ function makeEnlargeable(figure) {
   figure.querySelector('figcaption').append(' ', button);
 }
 
+/** Tells the names and the number of the cell under the pointer, as the first table has them. */
+function makeReadable(picture, table) {
+  const grid = JSON.parse(picture.dataset.grid);
+  const rows = [...table.tBodies[0].rows];
+  const heads = [...table.tHead.rows[0].cells];
+  const tip = document.createElement('div');
+  tip.className = 'tip';
+  tip.hidden = true;
+  document.body.append(tip);
+  picture.addEventListener('pointermove', (event) => {
+    const at = new DOMPoint(event.clientX, event.clientY).matrixTransform(picture.getScreenCTM().inverse());
+    const row = grid.rows[Math.floor((at.y - grid.top) / grid.height * grid.rows.length)];
+    const col = grid.cols[Math.floor((at.x - grid.left) / grid.width * grid.cols.length)];
+    tip.hidden = row === undefined || col === undefined;
+    if (tip.hidden) return;
+    const cells = rows[row].cells;
+    tip.textContent = `${cells[0].textContent}, ${heads[col + 1].textContent}: ${cells[col + 1].textContent.trim()}`;
+    tip.style.left = `${Math.max(0, Math.min(event.clientX + 12, window.innerWidth - tip.offsetWidth - 8))}px`;
+    tip.style.top = `${event.clientY + (event.clientY < window.innerHeight / 2 ? 16 : -16 - tip.offsetHeight)}px`;
+  });
+  picture.addEventListener('pointerleave', () => { tip.hidden = true; });
+}
+
 // Letters on paper are smaller than those of the screen, in pixels of which paper has at least so many in a line.
 const PAPER_SCALE = 10 / 14;
 const PAPER_WIDTH = 680;
@@ -131,6 +154,9 @@ window.addEventListener('beforeprint', () => {
 });
 window.addEventListener('afterprint', unfold);
 
+const picture = document.querySelector('svg[data-grid]');
+const first = document.querySelector('table');
+if (picture && first) makeReadable(picture, first);
 document.querySelectorAll('table').forEach(makeSortable);
 document.querySelectorAll('table').forEach(makeCopyable);
 document.querySelectorAll('figure').forEach(makeEnlargeable);

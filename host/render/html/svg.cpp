@@ -30,6 +30,13 @@ std::string WithPrefix(std::string_view svg, const std::string& prefix) {
   return changed;
 }
 
+/// For the script, which tells what is under the pointer.
+std::string GridAttribute(const CellGrid& grid) {
+  return fmt::format(
+      " data-grid='{{\"left\":{},\"top\":{},\"width\":{},\"height\":{},\"rows\":[{}],\"cols\":[{}]}}'",
+      grid.left, grid.top, grid.width, grid.height, fmt::join(grid.rows, ","), fmt::join(grid.cols, ","));
+}
+
 }  // namespace
 
 std::string EscapedForHtml(std::string_view text) {
@@ -64,9 +71,11 @@ std::string InlineSvg(const Picture& picture, const std::string& prefix) {
   // The first tag gives way to one that says what the picture is; what is before it belongs to a file of its own.
   const std::size_t start = svg.find('>', svg.find("<svg")) + 1;
   return fmt::format(
-             "<svg role=\"img\" aria-label=\"{}\" width=\"{:.0f}\" height=\"{:.0f}\" viewBox=\"0 0 {} {}\">",
+             "<svg role=\"img\" aria-label=\"{}\" width=\"{:.0f}\" height=\"{:.0f}\" viewBox=\"0 0 {} "
+             "{}\"{}>",
              EscapedForHtml(picture.title + ". " + picture.description), picture.width * 4.0 / 3.0,
-             picture.height * 4.0 / 3.0, picture.width, picture.height) +
+             picture.height * 4.0 / 3.0, picture.width, picture.height,
+             picture.grid ? GridAttribute(*picture.grid) : "") +
          WithPrefix(std::string_view(svg).substr(start), prefix);
 }
 

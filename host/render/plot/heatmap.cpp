@@ -113,6 +113,9 @@ class Layout {
   double Width() const { return _width; }
   double Height() const { return _height; }
   const HeatMap& Map() const { return _map; }
+  CellGrid Cells() const {
+    return {_body.left, _body.top, _body.width, _body.height, _map.rowOrder, _map.colOrder};
+  }
 
   void Draw(Canvas& canvas) const {
     _heading->Draw(canvas);
@@ -282,7 +285,8 @@ Picture DrawHeatMap(HeatMap map) {
           .description = layout->Map().description,
           .width = layout->Width(),
           .height = layout->Height(),
-          .draw = [layout](Canvas& canvas) { layout->Draw(canvas); }};
+          .draw = [layout](Canvas& canvas) { layout->Draw(canvas); },
+          .grid = layout->Cells()};
 }
 
 }  // namespace render

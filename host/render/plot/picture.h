@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "render/sink.h"
 
@@ -22,6 +23,16 @@ struct Heading {
   std::string account;  ///< what became of the rows
 };
 
+/// Where the cells of a matrix are in a picture, in points.
+struct CellGrid {
+  double left;
+  double top;
+  double width;
+  double height;
+  std::vector<std::size_t> rows;  ///< the matrix's own, from top to bottom
+  std::vector<std::size_t> cols;
+};
+
 /// A drawing of so many points of 1/72 inch.
 struct Picture {
   std::string name;         ///< unique on its page: letters, digits and hyphens
@@ -30,6 +41,7 @@ struct Picture {
   double width;
   double height;
   std::function<void(Canvas&)> draw;
+  std::optional<CellGrid> grid = {};
 };
 
 enum class PictureForm { kSvg, kPng, kPdf };

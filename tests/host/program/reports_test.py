@@ -85,6 +85,7 @@ class Reports(running.ProgramTest):
                 self.check_printing()
                 self.check_command()
                 if name in ("corr", "cov"):
+                    self.check_pointing()
                     self.check_copy(args)
 
     def check_sorting(self, table):
@@ -121,6 +122,23 @@ class Reports(running.ProgramTest):
         subprocess.run(["sh", "-c", command.replace("vexa-stats", shlex.quote(running.PROGRAM), 1)], cwd=self.folder, check=True,
                        stderr=subprocess.DEVNULL)
         self.assertEqual((self.folder / "page.html").read_bytes(), before)
+
+    def check_pointing(self):
+        """Each cell of the heat map tells what the table has."""
+        told, held = self.browser.execute_script("""
+            const picture = document.querySelector('svg'), grid = JSON.parse(picture.dataset.grid), told = [], held = [];
+            const [rows, heads] = [document.querySelector('tbody').rows, document.querySelector('thead tr').cells];
+            const at = (start, size, place, count) => start + size * (place + 0.5) / count;
+            grid.rows.forEach((row, y) => grid.cols.forEach((col, x) => {
+              const point = new DOMPoint(at(grid.left, grid.width, x, grid.cols.length), at(grid.top, grid.height, y, grid.rows.length))
+                .matrixTransform(picture.getScreenCTM());
+              picture.dispatchEvent(new PointerEvent('pointermove', {clientX: point.x, clientY: point.y}));
+              told.push(document.querySelector('.tip').innerText);
+              held.push(`${rows[row].cells[0].innerText}, ${heads[col + 1].innerText}: ${rows[row].cells[col + 1].innerText.trim()}`);
+            }));
+            return [told, held];""")
+        self.assertEqual(told, held)
+        self.assertGreaterEqual(len(told), 9)
 
     def check_copy(self, args):
         self.browser.execute_script(
