@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::size_t kMaxTableGroups = 4096;
 
+/// On average, for the sums of a group to be worth bringing into registers.
+constexpr std::size_t kFewestGroupRows = 3;
+
 int RowCount(const ColumnRun& run) { return static_cast<int>(run.rows); }
 
 engine::Columns EngineColumns(const ColumnRun& run) { return {run.base, run.stride, run.columns, run.rows}; }
@@ -131,7 +134,7 @@ unsigned int FillGroupTriangles(std::span<double* const> columns, std::span<cons
   if (groupRows.empty()) return 0;
   const std::size_t rows = std::accumulate(groupRows.begin(), groupRows.end(), std::size_t{0});
   const engine::Columns run{nullptr, 0, columns.size(), rows, columns.data()};
-  if (engine::Worthwhile({nullptr, 0, columns.size(), rows / groupRows.size()})) {
+  if (rows >= kFewestGroupRows * groupRows.size() && engine::Worthwhile(run)) {
     const unsigned int written = FillByEngine(engine::CrossProducts{.left = run,
                                                                     .right = run,
                                                                     .shape = engine::Shape::kTriangle,

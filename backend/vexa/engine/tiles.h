@@ -251,7 +251,7 @@ class CrossProductRun {
         std::size_t row = 0;
         for (std::size_t group = 0; group < _job.groups; group += _together) {
           const std::size_t groups = Min(_together, _job.groups - group);
-          for (std::size_t k = 0; k < groups; ++k) row = Sum(left, right, group + k, row, SumsOf(k));
+          row = Sum(left, right, group, groups, row);
           Write(left, right, group, groups);
         }
       }
@@ -273,18 +273,33 @@ class CrossProductRun {
   }
   double* SumsOf(std::size_t group) const { return _sums + group * SumsOfGroup(_job); }
 
-  /// Sums the rows of a group, which begin at `row`, and returns where the next one's begin.
-  std::size_t Sum(const LeftBlock& left, const RightBlock& right, std::size_t group, std::size_t row,
-                  double* sums) const {
-    const std::size_t end = row + (_job.groupRows ? _job.groupRows[group] : _job.left.rows);
-    bool begin = true;
-    do {
-      const std::size_t rows = Min(kChunkRows, end - row);
-      Pack(left, right, row, rows);
-      Multiply(left, right, CountRows(_job.present, row, rows), {sums, _sumStep, begin});
-      row += rows;
-      begin = false;
-    } while (row < end);
+  std::size_t RowsOf(std::size_t group) const {
+    return _job.groupRows ? _job.groupRows[group] : _job.left.rows;
+  }
+
+  /// Sums the rows of some groups, which begin at `row`, and returns where those of the next ones do. Rows are packed
+  /// chunk by chunk, whatever groups they belong to; a chunk begins where a vector does.
+  std::size_t Sum(const LeftBlock& left, const RightBlock& right, std::size_t firstGroup, std::size_t groups,
+                  std::size_t row) const {
+    std::size_t end = row;
+    for (std::size_t k = 0; k < groups; ++k) end += RowsOf(firstGroup + k);
+    std::size_t chunk = row;
+    std::size_t packed = row;
+    for (std::size_t k = 0; k < groups; ++k) {
+      const std::size_t groupEnd = row + RowsOf(firstGroup + k);
+      bool begin = true;
+      do {
+        if (row == packed && row < end) {
+          chunk = row / kLanes * kLanes;
+          packed = Min(chunk + kChunkRows, end);
+          Pack(left, right, chunk, packed - chunk);
+        }
+        const std::size_t rows = Min(groupEnd, packed) - row;
+        Multiply(left, right, row - chunk, CountRows(_job.present, row, rows), {SumsOf(k), _sumStep, begin});
+        row += rows;
+        begin = false;
+      } while (row < groupEnd);
+    }
     return end;
   }
 
@@ -321,20 +336,21 @@ class CrossProductRun {
     return end > right.First() ? end - right.First() : 0;
   }
 
-  void Multiply(const LeftBlock& left, const RightBlock& right, std::size_t chunk, TileSums to) const {
+  void Multiply(const LeftBlock& left, const RightBlock& right, std::size_t first, std::size_t rows,
+                const TileSums& to) const {
     for (std::size_t panel = 0; panel < right.Columns(); panel += kTileLanes) {
       for (std::size_t m = 0; m < left.Columns(); m += kTileRows) {
         const std::size_t tileRows = Min(kTileRows, left.Columns() - m);
         const std::size_t reach = Reach(left.First() + m + tileRows - 1, right);
         if (reach <= panel) continue;
         const std::size_t vectors = Min(kTileVectors, (reach - panel + kLanes - 1) / kLanes);
-        const double* factors = left.Panel(m);
-        const double* values = right.Panel(panel);
+        const double* factors = left.Panel(m) + first * kTileRows;
+        const double* values = right.Panel(panel) + first * kTileLanes;
         const TileSums tile{to.sums + m * to.step + panel, to.step, to.begin};
         if (tileRows <= kTileRows / 2) {
-          MultiplyTile<kTileRows / 2>(vectors, factors, values, chunk, tile);
+          MultiplyTile<kTileRows / 2>(vectors, factors, values, rows, tile);
         } else {
-          MultiplyTile<kTileRows>(vectors, factors, values, chunk, tile);
+          MultiplyTile<kTileRows>(vectors, factors, values, rows, tile);
         }
       }
     }
