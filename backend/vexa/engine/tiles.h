@@ -20,7 +20,7 @@ static_assert(kTileRows % kLanes == 0 && kTileRows % 2 == 0);
 /// A right panel of this many rows fills half of a first-level cache; two packed blocks and the sums of all their cells,
 /// a megabyte together, stay in the second. So do the sums of a few groups, which are written side by side.
 constexpr std::size_t kChunkRows = 128;
-static_assert(kChunkRows % kWordRows == 0);
+static_assert(kChunkRows / 2 % kWordRows == 0);
 constexpr std::size_t kBlock = 264;
 constexpr std::size_t kSums = 4 * kBlock * kBlock;
 static_assert(kBlock % kTileRows == 0 && kBlock % kTileLanes == 0);
@@ -234,6 +234,7 @@ class CrossProductRun {
         _to{job},
         _sumStep(RightColumns(job)),
         _together(GroupsTogether(job)),
+        _chunkRows(ChunkRows(job)),
         _right(scratch),
         _left(_right + RightColumns(job) * kChunkRows),
         _sums(_left + LeftColumns(job) * kChunkRows) {}
@@ -267,6 +268,13 @@ class CrossProductRun {
     return RoundUp(Min(job.left.columns, kBlock), kTileRows);
   }
 
+  /// Some columns stay in the first-level cache between packing and multiplying if there are fewer rows of them, and very
+  /// few do anyway.
+  static std::size_t ChunkRows(const CrossProducts& job) {
+    const std::size_t columns = job.left.columns < job.right.columns ? job.right.columns : job.left.columns;
+    return 12 < columns && columns <= 48 ? kChunkRows / 2 : kChunkRows;
+  }
+
   static std::size_t SumsOfGroup(const CrossProducts& job) { return LeftColumns(job) * RightColumns(job); }
   static std::size_t GroupsTogether(const CrossProducts& job) {
     return Min(job.groups, 1 + (kSums - 1) / (SumsOfGroup(job) + 1));
@@ -291,7 +299,7 @@ class CrossProductRun {
       do {
         if (row == packed && row < end) {
           chunk = row / kLanes * kLanes;
-          packed = Min(chunk + kChunkRows, end);
+          packed = Min(chunk + _chunkRows, end);
           Pack(left, right, chunk, packed - chunk);
         }
         const std::size_t rows = Min(groupEnd, packed) - row;
@@ -376,6 +384,7 @@ class CrossProductRun {
   Destination _to;
   std::size_t _sumStep;
   std::size_t _together;
+  std::size_t _chunkRows;
   double* _right;
   double* _left;
   double* _sums;
