@@ -67,14 +67,14 @@ void DataBatch::AddRow(const double* row) {
     for (unsigned int col = 0; col < _nColumns; ++col)
       __builtin_prefetch(cell + col * stride + 2 * kLineRows, 1);
   }
-  unsigned int col = 0;
-  for (; col + 4 <= _nColumns; col += 4, cell += 4 * stride) {
-    cell[0] = row[col];
-    cell[stride] = row[col + 1];
-    cell[2 * stride] = row[col + 2];
-    cell[3 * stride] = row[col + 3];
+  const double* const end = row + _nColumns;
+  for (; end - row >= 4; row += 4, cell += 4 * stride) {
+    cell[0] = row[0];
+    cell[stride] = row[1];
+    cell[2 * stride] = row[2];
+    cell[3 * stride] = row[3];
   }
-  for (; col < _nColumns; ++col, cell += stride) *cell = row[col];
+  for (; row != end; ++row, cell += stride) *cell = *row;
   assert(cell < _columns+(_nColumns+1)*_maxRows);
   ++_nRows;
 }
