@@ -311,7 +311,7 @@ class PairBatch {
         ColumnSummary own = common;
         own.mean = _work.means[i];
         own.css = _work.squares[i];
-        if (_extremes == Extremes::kWanted) {
+        if (_extremes == Extremes::kWanted && own.rows > 0) {
           own.min = _work.mins[i];
           own.max = _work.maxs[i];
         }
