@@ -73,7 +73,7 @@ void AddGroupsCommand(CLI::App& program, Run& chosen) {
                  "  vexa-stats groups --by year --levels 2019,2020 -c height,weight data.csv\n"
                  "  vexa-stats groups --by region -w cases --priors size -f json data.csv\n",
                  options->common);
-  app.remove_option(app.get_option("--reg-weight"));
+  RemoveOption(app, "--reg-weight");
   AddGroupOptions(app, *options);
   AddPlotOption(app, options->common, "The groups on the first two canonical functions, as a\nfile.");
   app.callback([&chosen, options] {

@@ -169,6 +169,13 @@ std::string CommandLineOf(const CLI::App& app) {
 
 }  // namespace
 
+void RemoveOption(CLI::App& app, const std::string& name) {
+  // CLI11's own search allocates where it must not throw.
+  for (CLI::Option* option :
+       app.get_options([&](const CLI::Option* each) { return each->get_name() == name; }))
+    app.remove_option(option);
+}
+
 CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::string& summary,
                      const std::string& examples, Options& options) {
   options.command = name;

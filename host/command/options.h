@@ -72,6 +72,9 @@ struct Options {
 CLI::App& AddCommand(CLI::App& program, const std::string& name, const std::string& summary,
                      const std::string& examples, Options& options);
 
+/// Takes one of the common options away from a command.
+void RemoveOption(CLI::App& app, const std::string& name);
+
 /// Adds an option for a list with commas. Given several times, its values are one list.
 CLI::Option& AddList(CLI::App& app, const std::string& name, std::optional<std::string>& list,
                      const std::string& help);

@@ -104,7 +104,7 @@ void AddRegressCommand(CLI::App& program, Run& chosen) {
                              "  vexa-stats regress -y price -x size,rooms:age -w cases data.csv\n"
                              "  vexa-stats regress -y Ozone --missing pairwise -f json data.csv\n",
                              options->common);
-  app.remove_option(app.get_option("--columns"));
+  RemoveOption(app, "--columns");
   AddMissingOption(app, options->common);
   AddRegressOptions(app, *options);
   AddPlotOption(app, options->common, "The standardised coefficients with their limits, as\na file.");

@@ -167,6 +167,26 @@ void TestEachVariable(double df, GroupAnalysis& analysis) {
   }
 }
 
+struct LeftSingular {
+  VectorXd values;
+  MatrixXd vectors;  ///< as many columns as values
+};
+
+/// By way of a square matrix: Eigen 3.4 would take the same way for any other, but destroys what it has for that twice
+/// when memory runs out.
+LeftSingular LeftSingularOf(const MatrixXd& matrix) {
+  const bool isTall = matrix.rows() >= matrix.cols();
+  const Index size = std::min(matrix.rows(), matrix.cols());
+  const Eigen::ColPivHouseholderQR<MatrixXd> qr(isTall ? matrix : MatrixXd(matrix.transpose()));
+  const MatrixXd upper = qr.matrixQR().topRows(size).triangularView<Eigen::Upper>();
+  const Eigen::BDCSVD<MatrixXd> svd(isTall ? upper : MatrixXd(upper.transpose()), Eigen::ComputeFullU);
+  if (!isTall) return {svd.singularValues(), qr.colsPermutation() * svd.matrixU()};
+  MatrixXd vectors = MatrixXd::Zero(matrix.rows(), size);
+  vectors.topRows(size) = svd.matrixU();
+  vectors.applyOnTheLeft(qr.householderQ());
+  return {svd.singularValues(), vectors};
+}
+
 /// The functions from the groups' centred means. With S = D L L′ D and B = Z′Z, the problem B v = λ (N − g) S v
 /// is that of the singular values √λ and left singular vectors u = L′ D v of L⁻¹ D⁻¹ Z′ ÷ √(N − g). So no product
 /// is formed that would square the condition number, and a small eigenvalue keeps its digits beside a large one.
@@ -177,11 +197,11 @@ CanonicalFunctions Separate(const Cholesky& pooled, const LongMatrix& means, con
   const auto lower = pooled.Lower().triangularView<Eigen::Lower>();
   lower.solveInPlace(scaled);
 
-  const Eigen::BDCSVD<MatrixXd> svd(scaled, Eigen::ComputeThinU);
+  const LeftSingular singular = LeftSingularOf(scaled);
   const Index count = std::min(means.cols(), means.rows() - 1);
-  const VectorXd values = svd.singularValues().head(count);
+  const VectorXd values = singular.values.head(count);
   const VectorXd eigenvalues = values.array().square();
-  MatrixXd standardised = svd.matrixU().leftCols(count);
+  MatrixXd standardised = singular.vectors.leftCols(count);
   MatrixXd structure = lower * standardised;
   const MatrixXd scores = means.cast<double>() * pooled.Scale().cwiseInverse().asDiagonal();
   pooled.Lower().transpose().triangularView<Eigen::Upper>().solveInPlace(standardised);

@@ -29,8 +29,11 @@ std::atomic<long> allocations = 0;
 long failing = -1;
 bool lasts = false;
 
+/// The C library ends the process when it cannot note that a thread's object has a destructor: nobody's to catch.
+thread_local bool notingDestructor = false;
+
 bool Fails() {
-  if (!counting) return false;
+  if (!counting || notingDestructor) return false;
   const long number = allocations++;
   const bool fails = number == failing || (lasts && failing >= 0 && number > failing);
   if (fails) errno = ENOMEM;
@@ -69,6 +72,15 @@ EXPORT void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
 EXPORT int posix_memalign(void** memory, std::size_t alignment, std::size_t size) noexcept {
   *memory = Fails() ? nullptr : __libc_memalign(alignment, size);
   return *memory != nullptr ? 0 : ENOMEM;
+}
+
+EXPORT int __cxa_thread_atexit_impl(void (*destroy)(void*), void* object, void* library) {
+  static const auto note =
+      reinterpret_cast<decltype(&__cxa_thread_atexit_impl)>(dlsym(RTLD_NEXT, "__cxa_thread_atexit_impl"));
+  notingDestructor = true;
+  const int error = note(destroy, object, library);
+  notingDestructor = false;
+  return error;
 }
 
 EXPORT int __libc_start_main(Main main, int argc, char** argv, void (*init)(), void (*fini)(),
