@@ -4,22 +4,23 @@ if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr" OR NOT CMAKE_SKIP_INSTALL_RPATH)
   return()
 endif()
 
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "vexa maintainers <maintainers@vexa.example>")
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 set(folder ${PROJECT_BINARY_DIR}/debian)
-configure_file(cmake/debian/copyright.in ${folder}/copyright @ONLY)
+configure_file(cmake/debian/changelog.in ${folder}/changelog @ONLY)
 configure_file(cmake/debian/shlibs.in ${folder}/shlibs @ONLY)
-file(COPY cmake/debian/triggers DESTINATION ${folder})
-execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md OUTPUT_FILE ${folder}/changelog.gz
-                COMMAND_ERROR_IS_FATAL ANY)
+file(COPY cmake/debian/copyright cmake/debian/triggers CHANGELOG.md DESTINATION ${folder})
+execute_process(COMMAND gzip -9nf changelog CHANGELOG.md WORKING_DIRECTORY ${folder} COMMAND_ERROR_IS_FATAL ANY)
 
 # debian_package(COMPONENT NAME SECTION SUMMARY DESCRIPTION DEPENDS)
 function(debian_package component name section summary description depends)
   string(TOUPPER ${component} upper)
-  foreach(setting NAME=${name} SECTION=${section} DEPENDS=${depends})
-    string(REGEX MATCH "^([A-Z]+)=(.*)$" setting "${setting}")
-    set(CPACK_DEBIAN_${upper}_PACKAGE_${CMAKE_MATCH_1} "${CMAKE_MATCH_2}" PARENT_SCOPE)
-  endforeach()
+  set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
   set(CPACK_COMPONENT_${upper}_DESCRIPTION "${summary}\n${description}" PARENT_SCOPE)
-  install(FILES ${folder}/copyright ${folder}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
+  install(FILES ${folder}/copyright ${folder}/changelog.gz ${folder}/CHANGELOG.md.gz
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name}
           COMPONENT ${component})
 endfunction()
 
@@ -48,7 +49,6 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_DEBIAN_PACKAGE_SOURCE vexa)
-set(CPACK_DEBIAN_PACKAGE_MAINTAINER "vexa maintainers <maintainers@vexa.example>")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/backend/vexa ${PROJECT_BINARY_DIR}/backend/sfthread
                                                 ${PROJECT_BINARY_DIR}/backend/quorwlib)

@@ -17,3 +17,7 @@ file(RELATIVE_PATH VEXA_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${
 string(REGEX REPLACE "/$" "" VEXA_PREFIX_FROM_PC "${VEXA_PREFIX_FROM_PC}")
 configure_file(cmake/vexa.pc.in ${PROJECT_BINARY_DIR}/vexa.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vexa.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+
+# As Debian names the folders.
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvexa-dev COMPONENT dev)
+install(FILES docs/embedding.md docs/numerics.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvexa-dev COMPONENT dev)

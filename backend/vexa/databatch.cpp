@@ -87,13 +87,14 @@ void DataBatch::AddRows(const double* rows, unsigned int nRows, std::size_t stri
     std::fill_n(_groups + _nRows, nRows, *_pGroup);
     if (nRows > 0) _maxGroupSeen = std::max(_maxGroupSeen, *_pGroup);
   }
-  // A cache line of every column at a time, so that each is written once and whole.
+  // A cache line of every column at a time, fetched as in AddRow, so that each is written once and whole.
   unsigned int count = 0;
   for (unsigned int done = 0; done < nRows; done += count, _nRows += count) {
     const double* from = rows + done * stride;
     const auto copy = [&](unsigned int rowCount) {
       for (unsigned int col = 0; col < _nColumns; ++col) {
         double* cell = _columns + col * _maxRows + _nRows;
+        __builtin_prefetch(cell + 2 * kLineRows, 1);
         for (unsigned int row = 0; row < rowCount; ++row) cell[row] = from[row * stride + col];
       }
     };
