@@ -41,10 +41,12 @@ class VEXA_EXPORT DataBatch {
   /// Appends one row of NColumns() values. The batch must not be full: NRows() < MaxRows().
   void AddRow(const double* row);
 
-  /// Appends nRows rows, the same as AddRow for each of them and 1.2 to 10 times as fast: value col of row r is
-  /// rows[r × stride + col], the stride in doubles, so that a part of wider rows can be taken, or one row many
-  /// times (stride 0). All must fit: nRows ≤ MaxRows() − NRows(). Every row gets what the host variables hold
-  /// now; weights of their own are written to Weights() and RegWeights() afterwards, from the former NRows() on.
+  /// Appends nRows rows, the same as AddRow for each of them and 1.2 to 10 times as fast.
+  ///
+  /// Value col of row r is rows[r × stride + col], the stride in doubles: a part of wider rows can be taken, or one
+  /// row many times (stride 0). All must fit: nRows ≤ MaxRows() − NRows(). Every row gets what the host variables
+  /// hold now; weights of their own are written to Weights() and RegWeights() afterwards, from the former NRows()
+  /// on.
   void AddRows(const double* rows, unsigned int nRows, std::size_t stride);
 
   /// Empties the batch and keeps its storage, for the next rows.
