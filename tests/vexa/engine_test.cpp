@@ -53,6 +53,7 @@ class Memory {
 };
 
 using Values = std::vector<double>;
+using Sizes = std::vector<std::size_t>;
 
 /// Everything that the phases compute of the rows, one after the other, and what they leave in the columns.
 Values AllPhases(const Rows& rows) {
@@ -170,7 +171,7 @@ TEST(Engine, EveryHeightGivesThePlainBits) {
 
 TEST(Engine, BlocksOfColumnsGiveThePlainBits) {
   Random random(3);
-  for (const std::size_t columns : {95, 96, 97, 191, 193, 479, 480, 481, 577, 961}) {
+  for (const std::size_t columns : Sizes{95, 96, 97, 191, 193, 479, 480, 481, 577, 961}) {
     ExpectPlainBits(random, columns < 200 ? 260 : 27, columns, columns % 2 == 0, false);
   }
 }
@@ -178,7 +179,7 @@ TEST(Engine, BlocksOfColumnsGiveThePlainBits) {
 // The leading run of equal values is summed apart from the rest of a column, so where it ends matters.
 TEST(Engine, RunsOfEqualValuesGiveThePlainBits) {
   Random random(4);
-  for (const std::size_t run : {1, 2, 7, 8, 9, 63, 127, 128, 129, 255, 256, 257, 300}) {
+  for (const std::size_t run : Sizes{1, 2, 7, 8, 9, 63, 127, 128, 129, 255, 256, 257, 300}) {
     RowsSpec spec;
     spec.rows = 300;
     spec.columns = 21;
@@ -211,8 +212,8 @@ Values PairwiseStatistics(const Rows& rows, double missing) {
 // Enough columns that are missing in the same rows are treated together, and too many of them are split.
 TEST(Engine, ColumnsThatAreMissingTogetherGiveThePlainBits) {
   Random random(5);
-  for (const std::size_t columns : {15, 16, 17, 33, 48, 70, 270, 530}) {
-    for (const std::size_t count : {columns > 100 ? 30 : 24, columns > 100 ? 65 : 520}) {
+  for (const std::size_t columns : Sizes{15, 16, 17, 33, 48, 70, 270, 530}) {
+    for (const std::size_t count : columns > 100 ? Sizes{30, 65} : Sizes{24, 520}) {
       for (const auto missing : {Missing::kShared, Missing::kWholeColumns, Missing::kScattered}) {
         RowsSpec spec;
         spec.rows = count;
