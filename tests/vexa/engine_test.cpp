@@ -108,11 +108,14 @@ Values AllPhases(const Rows& rows) {
   }
   std::vector<double*> pointers;
   for (unsigned int col = 0; col < columns; ++col) pointers.push_back(run.Column(columns - 1 - col));
-  const unsigned int half = run.rows / 2;
-  for (const std::vector<unsigned int>& groupRows :
-       {std::vector{half, 0U, run.rows - half}, std::vector{run.rows}, std::vector<unsigned int>{}}) {
-    Values triangles(std::size_t{4} * cells, -1.0);
-    all.push_back(vexa::FillGroupTriangles(pointers, groupRows, weights, triangles.data(), 4));
+  const unsigned int third = run.rows / 3;
+  const unsigned int fifth = run.rows / 5;
+  const unsigned int seventh = run.rows / 7;
+  const unsigned int rest = run.rows - third - fifth - seventh;
+  for (const std::vector<unsigned int>& groupRows : {std::vector{third, 0U, fifth, seventh, 0U, rest},
+                                                     std::vector{run.rows}, std::vector<unsigned int>{}}) {
+    Values triangles(std::size_t{7} * cells, -1.0);
+    all.push_back(vexa::FillGroupTriangles(pointers, groupRows, weights, triangles.data(), 7));
     append(triangles);
   }
   Memory again(rows);
@@ -129,11 +132,11 @@ Values AllPhases(const Rows& rows) {
                                     rectangle.data()));
   append(rectangle);
   if (left == 0) return all;
-  Memory third(rows);
+  Memory onceMore(rows);
   centreWeights = takeWeights();
-  all.push_back(vexa::CenterAndFillRectangle(third.Run(), left, centreWeights, means.data(), mins.data(),
+  all.push_back(vexa::CenterAndFillRectangle(onceMore.Run(), left, centreWeights, means.data(), mins.data(),
                                              maxs.data(), squares.data(), rectangle.data()));
-  for (const Values& values : {means, mins, maxs, squares, third.Cells(), rectangle}) append(values);
+  for (const Values& values : {means, mins, maxs, squares, onceMore.Cells(), rectangle}) append(values);
   return all;
 }
 
@@ -171,7 +174,7 @@ TEST(Engine, EveryHeightGivesThePlainBits) {
 
 TEST(Engine, BlocksOfColumnsGiveThePlainBits) {
   Random random(3);
-  for (const std::size_t columns : Sizes{95, 96, 97, 191, 193, 479, 480, 481, 577, 961}) {
+  for (const std::size_t columns : Sizes{95, 97, 192, 263, 264, 265, 272, 527, 528, 529, 793}) {
     ExpectPlainBits(random, columns < 200 ? 260 : 27, columns, columns % 2 == 0, false);
   }
 }
