@@ -13,6 +13,7 @@ namespace {
 
 constexpr double kMissing = 9.0;
 constexpr int kGroups = 3;
+constexpr int kMostMerges = 20;  // each may double the rows, whose number must fit an int
 
 class Bytes {
  public:
@@ -61,6 +62,7 @@ std::string Run(Bytes program) {
     auto All() { return std::tie(whole, left, across, missing, symmetric, pairs, groups, each); }
   };
   Sums sums[2] = {Sums(columns), Sums(columns)};
+  int merges = 0;
   std::vector<double> row(static_cast<std::size_t>(columns));
   while (!program.Ended()) {
     const unsigned int operation = program.Next();
@@ -111,6 +113,7 @@ std::string Run(Bytes program) {
         target.each += grouped;
         break;
       case 15:
+        if (++merges > kMostMerges) break;
         std::apply(
             [&](auto&... to) {
               std::apply([&](auto&... from) { (static_cast<void>(to += from), ...); }, other.All());
