@@ -7,6 +7,7 @@
 
 #include "command/failure.h"
 #include "render/plot/picture.h"
+#include "table/inputerror.h"
 #include "table/rowsplitter.h"
 #include "text/printable.h"
 
@@ -19,6 +20,11 @@ char OneByte(const std::string& text, const char* option) {
   throw UsageError(fmt::format("{} takes a single character{}, not {}", option,
                                std::string_view(option) == "--delimiter" ? ", or tab" : "",
                                text::Quoted(text)));
+}
+
+/// An empty value is a slip, of a shell's variable say, and no wish for the default.
+CLI::Validator NotEmpty(const char* what) {
+  return CLI::Validator([what](std::string& value) { return std::string(value.empty() ? what : ""); }, "");
 }
 
 void AddColumnOptions(CLI::App& app, Options& options) {
@@ -52,12 +58,17 @@ void AddInputOptions(CLI::App& app, Options& options) {
   app.add_option("-d,--delimiter", options.delimiter,
                  "What separates cells: a character, or tab. Default:\n"
                  "the first of tab ; , | that stands in the header")
+      ->check(NotEmpty("needs a character"))
       ->option_text("CHAR")
       ->group(group);
   app.add_option("--decimal", options.decimal, "The decimal sign: . (default) or a comma, say")
       ->option_text("CHAR")
       ->group(group);
   app.add_flag("--no-header", options.noHeader, "The first row is data; columns are named V1, V2, …")
+      ->group(group);
+  app.add_option("--max-rows", options.maxRows, "Read only the first N rows of all files together")
+      ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 62))
+      ->option_text("N")
       ->group(group);
 }
 
@@ -81,6 +92,7 @@ void AddOutputOptions(CLI::App& app, Options& options) {
   app.add_option("-o,--output", options.output,
                  "The file for the result, written whole or not at\n"
                  "all. Default: standard output")
+      ->check(NotEmpty("names no file"))
       ->option_text("FILE")
       ->group(group);
   app.add_option("--digits", options.digits, "Significant digits in text and html, 1 to 17.\nDefault: 6")
@@ -115,11 +127,17 @@ table::Format Options::InputFormat() const {
   if (!delimiter.empty()) format.delimiter = OneByte(delimiter, "--delimiter");
   format.decimal = OneByte(decimal, "--decimal");
   format.header = !noHeader;
+  format.mostRows = maxRows;
   if (missingTokens) {
     // An empty cell is never taken for text, whatever else stands for a missing value.
     format.missing = {""};
     table::RowSplitter splitter(',');
     for (const std::string_view token : splitter.Split(*missingTokens)) format.missing.emplace_back(token);
+  }
+  try {
+    table::CheckFormat(format);
+  } catch (const table::InputError& error) {
+    throw UsageError(error.what());
   }
   return format;
 }

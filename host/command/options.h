@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -51,6 +52,7 @@ struct Options {
   std::string delimiter = {};
   std::string decimal = ".";
   bool noHeader = false;
+  std::uint64_t maxRows = 0;  ///< 0: all
 
   Form form = Form::kText;
   std::string output = {};

@@ -2,13 +2,17 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -25,6 +29,31 @@ constexpr int kAttempts = 100;
 std::string Resolved(const std::string& path) {
   const std::unique_ptr<char, void (*)(void*)> resolved(realpath(path.c_str(), nullptr), std::free);
   return resolved ? std::string(resolved.get()) : path;
+}
+
+/// Where a link that leads to no file yet wants it; any other path as it is.
+std::string Followed(std::string path) {
+  constexpr int kMostLinks = 40;
+  for (int links = 0; links < kMostLinks; ++links) {
+    std::error_code error;
+    const std::filesystem::path next = std::filesystem::read_symlink(path, error);
+    if (error) break;
+    path = (std::filesystem::path(path).parent_path() / next).string();
+  }
+  return path;
+}
+
+/// The descriptor that a path is a name of; -1 if it is none.
+int DescriptorOf(const std::string& path) {
+  if (path == "/dev/stderr") return STDERR_FILENO;
+  for (const std::string_view folder : {"/dev/fd/", "/proc/self/fd/"}) {
+    if (!path.starts_with(folder)) continue;
+    int number = -1;
+    const char* end = path.data() + path.size();
+    const auto [stop, error] = std::from_chars(path.data() + folder.size(), end, number);
+    if (error == std::errc() && stop == end) return number;
+  }
+  return -1;
 }
 
 std::string FolderOf(const std::string& path) {
@@ -55,7 +84,7 @@ Output::Output(std::string path, const std::vector<std::string>& inputs, const c
   struct stat status {};
   if (stat(_path.c_str(), &status) != 0) {
     if (errno != ENOENT) Fail(errno);
-    _target = _path;
+    _target = Followed(_path);
     OpenBeside();
     return;
   }
@@ -69,6 +98,12 @@ Output::Output(std::string path, const std::vector<std::string>& inputs, const c
   if (IsStandardOutput(status)) {
     // By way of /dev/stdout, say. What others wrote there, and are going to, would be lost with the file.
     _path.clear();
+    return;
+  }
+  if (const int named = DescriptorOf(_path); named >= 0 && S_ISREG(status.st_mode)) {
+    // The caller's own file, at the place where the caller stands in it.
+    _descriptor = fcntl(named, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (_descriptor < 0) Fail(errno);
     return;
   }
   if (!S_ISREG(status.st_mode)) {
@@ -136,6 +171,10 @@ void Output::Flush() {
       rest.remove_prefix(static_cast<std::size_t>(count));
     } else if (errno == EPIPE) {
       throw PipeClosed();
+    } else if (errno == EAGAIN) {
+      // Somebody else made it not wait.
+      pollfd room{_descriptor, POLLOUT, 0};
+      poll(&room, 1, -1);
     } else if (errno != EINTR) {
       Fail(errno);
     }

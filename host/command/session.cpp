@@ -13,6 +13,7 @@
 
 #include "command/interrupt.h"
 #include "pass/levelsearch.h"
+#include "pass/origin.h"
 #include "render/formulas.h"
 #include "render/number.h"
 #include "table/rowsplitter.h"
@@ -129,7 +130,22 @@ void Session::Choose() {
     _messages.Note(fmt::format("{} columns, separated by {}; {} variables: {}", columns.size(),
                                text::Quoted({&_input->UsedFormat().delimiter, 1}), names.size(),
                                text::ListOf(names)));
+    TellOrigins();
   }
+}
+
+/// What is subtracted from the variables before they are summed.
+void Session::TellOrigins() {
+  std::vector<std::string> origins;
+  for (const std::size_t col : _chosen.variables) {
+    const table::Column& column = _input->Columns()[col];
+    if (const double origin = pass::Origin(column.sample); origin != 0.0)
+      origins.push_back(fmt::format("{} {}", text::Escaped(column.name), origin));
+  }
+  _messages.Note(origins.empty()
+                     ? std::string("origin of all variables: 0")
+                     : fmt::format("origins: {}{}", text::ListOf(origins),
+                                   origins.size() < _chosen.variables.size() ? "; of the others 0" : ""));
 }
 
 void Session::ChooseVariables() {

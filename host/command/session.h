@@ -1,6 +1,8 @@
 #ifndef HOST_COMMAND_SESSION_H
 #define HOST_COMMAND_SESSION_H
 
+#include <fmt/format.h>
+
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -69,6 +71,7 @@ class Session {
   void Write(const render::Page& page);
   void WritePlot(const render::Page& page);
   void TellTime(const char* step);
+  void TellOrigins();
 
   const Options& _options;
   Messages& _messages;
@@ -89,6 +92,8 @@ pass::Reduction<Accumulator> Session::Reduce(const std::function<std::unique_ptr
   if (_files && reduction.complete) _files->CheckUnchanged();
   _messages.EndProgress();
   TellTime("reading and summing");
+  if (reduction.complete && reduction.tally.read == _options.maxRows)
+    _messages.Note(fmt::format("only the first {} rows are read, as --max-rows says", _options.maxRows));
   CheckUsed(reduction.tally, reduction.complete);
   return reduction;
 }

@@ -57,6 +57,10 @@ Setup::Setup(const table::Input& theInput, const Columns& theColumns, const Opti
                   : ChunkRows(std::max(input.Columns().size(), columns.variables.size()), groups);
   batchRows = std::min(chunkRows, options.batchRows > 0 ? options.batchRows : BatchRows(variables, groups));
   workers = Workers(options, MemoryOf(*this, sortsByGroup));
+  if (options.notice) {
+    options.notice(fmt::format("{} thread{}, chunks of {} rows, batches of {}", workers,
+                               workers == 1 ? "" : "s", chunkRows, batchRows));
+  }
 }
 
 std::optional<table::InputError> PartialCounts::Fault() const {

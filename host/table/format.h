@@ -1,6 +1,7 @@
 #ifndef HOST_TABLE_FORMAT_H
 #define HOST_TABLE_FORMAT_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,12 @@ struct Format {
   /// What stands for a missing value, compared in any case. A token that is a number stands for that number
   /// however it is written: "-99" covers "-99.0" too.
   std::vector<std::string> missing = {"", "NA", "NaN", ".", "null"};
+  /// Rows of all files together behind which nothing is read, as if the input ended there; 0: all.
+  std::uint64_t mostRows = 0;
 };
+
+/// Throws InputError for a delimiter or decimal sign that would break rows or numbers, or both the same.
+void CheckFormat(const Format& format);
 
 }  // namespace table
 

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cassert>
 #include <exception>
+#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -41,6 +42,8 @@ std::size_t MostBytes(std::size_t rows, std::size_t columns) {
   return std::clamp(rows * columns * kCellBytes, kLeast, kMost);
 }
 
+}  // namespace
+
 void CheckFormat(const Format& format) {
   const auto breaksNumbers = [](char byte) {
     return (byte >= '0' && byte <= '9') || byte == '+' || byte == '-' || byte == 'e' || byte == 'E';
@@ -54,8 +57,6 @@ void CheckFormat(const Format& format) {
     throw InputError("cannot be the decimal sign", {}, {&decimal, 1});
   if (delimiter == decimal) throw InputError("delimiter and decimal sign are the same", {}, {&decimal, 1});
 }
-
-}  // namespace
 
 class Input::Reader {
  public:
@@ -90,9 +91,12 @@ class Input::Reader {
   void ReadHead();
   void Rewind();
 
+  std::uint64_t RowsLeft() const {
+    return _format.mostRows > 0 ? _format.mostRows - _rows : std::numeric_limits<std::uint64_t>::max();
+  }
   void StartFile();
   void EndFile();
-  bool FillFromFile(Chunk& chunk, std::uint32_t rows, bool blankIsRow);
+  bool FillFromFile(Chunk& chunk, std::uint32_t rows, std::uint64_t left, bool blankIsRow);
   void AddBlankLine(Chunk& chunk);
   std::string_view ReadBlock();
   std::size_t ReadSource(File& file, std::size_t filled);
@@ -114,6 +118,7 @@ class Input::Reader {
   bool _fileHasContent = false;
   std::uint64_t _line = 1;  // of the row in hand
   std::uint64_t _chunkNumber = 0;
+  std::uint64_t _rows = 0;      // handed out so far
   std::size_t _wholeBytes = 0;  // of the whole rows in the chunk in hand
   bool _givenUp = false;        // asked to stop, or failed
   std::exception_ptr _pending;  // the failure, while rows before it are on their way
@@ -152,7 +157,7 @@ void Input::Reader::AddFiles(std::vector<std::string> paths, std::vector<std::st
     _totalBytes += facts.size;
     _files.push_back({.path = std::move(path), .name = std::move(name)});
   }
-  if (!sizeKnown) _totalBytes = 0;
+  if (!sizeKnown || _format.mostRows > 0) _totalBytes = 0;
 }
 
 /// Learns delimiter and columns from the first row.
@@ -160,7 +165,7 @@ void Input::Reader::ReadLayout() {
   Chunk row;
   const auto readFirstRow = [&] {
     row = {};
-    FillFromFile(row, 1, false);
+    FillFromFile(row, 1, 1, false);
     if (row.rows == 0)
       throw InputError(_givenUp ? "was given up before its first row" : "is empty", {.file = _files[0].name});
     Rewind();
@@ -223,6 +228,7 @@ void Input::Reader::Rewind() {
   _fileStarted = false;
   _line = 1;
   _chunkNumber = 0;
+  _rows = 0;
   _blankLines = 0;
   _givenUp = false;
   _pending = nullptr;
@@ -234,10 +240,10 @@ bool Input::Reader::Next(Chunk& chunk, std::uint32_t rows) {
   chunk.gaps.clear();
   if (_pending) std::rethrow_exception(std::exchange(_pending, nullptr));
   try {
-    while (chunk.rows == 0 && !_givenUp && _file < _files.size()) {
+    while (chunk.rows == 0 && !_givenUp && RowsLeft() > 0 && _file < _files.size()) {
       if (!_fileStarted) StartFile();
       chunk.file = _file;
-      const bool ended = FillFromFile(chunk, rows, _columns.size() == 1);
+      const bool ended = FillFromFile(chunk, rows, RowsLeft(), _columns.size() == 1);
       _fileHasContent = _fileHasContent || chunk.rows > 0;
       if (ended) EndFile();
     }
@@ -254,6 +260,7 @@ bool Input::Reader::Next(Chunk& chunk, std::uint32_t rows) {
   }
   if (chunk.rows == 0) return false;
   chunk.number = _chunkNumber++;
+  _rows += chunk.rows;
   return true;
 }
 
@@ -263,7 +270,7 @@ void Input::Reader::StartFile() {
   _line = 1;
   if (!_format.header) return;
   Chunk row;
-  FillFromFile(row, 1, false);
+  FillFromFile(row, 1, 1, false);
   _fileHasContent = row.rows > 0;
   if (_fileHasContent && _file > 0) {
     const std::string& name = _files[_file].name;
@@ -278,8 +285,8 @@ void Input::Reader::EndFile() {
   _fileStarted = false;
 }
 
-/// Adds rows of the file in hand until the chunk is full (false) or there are no more (true).
-bool Input::Reader::FillFromFile(Chunk& chunk, std::uint32_t rows, bool blankIsRow) {
+/// Adds rows of the file in hand until the chunk is full or has `left` rows (false), or there are no more (true).
+bool Input::Reader::FillFromFile(Chunk& chunk, std::uint32_t rows, std::uint64_t left, bool blankIsRow) {
   std::size_t rowBytes = 0;  // of the row in hand
   bool blank = true;
   const char* copied = _scanner.At();  // what stands before it is in the chunk
@@ -305,7 +312,7 @@ bool Input::Reader::FillFromFile(Chunk& chunk, std::uint32_t rows, bool blankIsR
   const std::size_t mostBytes = MostBytes(rows, _columns.size());
   _wholeBytes = 0;
   _scanner.StartRow();
-  while (chunk.rows < rows && _wholeBytes < mostBytes) {
+  while (chunk.rows < rows && chunk.rows < left && _wholeBytes < mostBytes) {
     const char* begin = _scanner.At();
     const char* end = _scanner.NextEnd();
     const std::string_view piece(

@@ -60,7 +60,7 @@ class Input {
   /// Blank lines skipped so far. In a one-column file they are rows with a missing value and not counted
   /// here.
   std::uint64_t BlankLines() const;
-  /// Size of all files together, 0 if it is not known.
+  /// Size of all files together, 0 if it is not known how much of it is going to be read.
   std::uint64_t TotalBytes() const;
 
  private:

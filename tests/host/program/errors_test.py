@@ -76,6 +76,11 @@ class Errors(running.ProgramTest):
                               "--output would overwrite the input a.csv"),
         "two weights": ({"a.csv": "x,y\n1,2\n"}, ["a.csv", "-w", "x,y"], 1, '--weight takes one column, not "x,y"'),
         "long delimiter": ({}, ["a.csv", "-d", "::"], 1, '--delimiter takes a single character, or tab, not "::"'),
+        "digit for a delimiter": ({}, ["a.csv", "-d", "5"], 1, 'cannot be the delimiter: "5"'),
+        "one sign for two": ({}, ["a.csv", "-d", "."], 1, 'delimiter and decimal sign are the same: "."'),
+        "empty delimiter": ({}, ["a.csv", "-d", ""], 1, "--delimiter: needs a character"),
+        "empty output": ({}, ["a.csv", "-o", ""], 1, "--output: names no file"),
+        "no rows": ({}, ["a.csv", "--max-rows", "0"], 1, None),
         "unknown format": ({}, ["a.csv", "-f", "xml"], 1, "--format: xml not in {text,csv,json,html}"),
         "unknown handling": ({}, ["a.csv", "-m", "some"], 1, "--missing: some not in {listwise,pairwise}"),
         "no digits": ({}, ["a.csv", "--digits", "0"], 1, "--digits: Value 0 not in range 1 to 17"),
@@ -198,13 +203,22 @@ class Endings(running.ProgramTest):
             self.succeed("cov", "a.csv", "-f", "csv", "-o", "/dev/stdout", stdout=shared)
             shared.write(b"after\n")
         self.assertEqual((self.folder / "all.csv").read_text(), "before\nvariable,x,y\nx,2,3\ny,3,4.5\nafter\n")
+        # Nor is a file replaced that the caller holds open, nor a link to a file that is yet to come.
+        with open(self.folder / "all.csv", "wb", buffering=0) as shared:
+            shared.write(b"before\n")
+            self.succeed("cov", "a.csv", "-f", "csv", "-o", f"/dev/fd/{shared.fileno()}", pass_fds=(shared.fileno(),))
+        self.assertEqual((self.folder / "all.csv").read_text(), "before\nvariable,x,y\nx,2,3\ny,3,4.5\n")
+        os.symlink("new.csv", self.folder / "ahead.csv")
+        self.succeed("cov", "a.csv", "-f", "csv", "-o", "ahead.csv")
+        self.assertTrue(os.path.islink(self.folder / "ahead.csv"))
+        self.assertEqual((self.folder / "new.csv").read_text(), "variable,x,y\nx,2,3\ny,3,4.5\n")
         # What is no ordinary file is written, not replaced.
         read_end, write_end = os.pipe()
         self.succeed("cov", "a.csv", "-f", "csv", "-o", f"/dev/fd/{write_end}", pass_fds=(write_end,))
         os.close(write_end)
         with open(read_end, encoding="utf-8") as pipe:
             self.assertEqual(pipe.read(), "variable,x,y\nx,2,3\ny,3,4.5\n")
-        self.assertEqual(self.left_behind("a.csv", "old.csv", "link.csv", "all.csv"), [])
+        self.assertEqual(self.left_behind("a.csv", "old.csv", "link.csv", "all.csv", "ahead.csv", "new.csv"), [])
 
 
 if __name__ == "__main__":

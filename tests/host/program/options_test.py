@@ -66,6 +66,8 @@ class Options(running.ProgramTest):
             "z,-0.9999999999999999,0.9999999999999999,1\n",
             "6 rows read, all used (missing values: x 2, y 2, z 2)\n"
             "the correlations are not positive semidefinite: their smallest eigenvalue is -1"),
+        "the first rows": (PLAIN, "cov -f csv -c x,y --max-rows 2", "variable,x,y\nx,0.5,-0.5\ny,-0.5,0.5\n",
+                           "only the first 2 rows are read, as --max-rows says\n2 rows read, all used"),
         "progress, forced": ("x\n1\n3\n", "cov -f csv --progress", "variable,x\nx,2\n", None),
         "verbose": ("x\n1\n3\n", "cov -f csv --verbose --no-progress", "variable,x\nx,2\n", None),
     }
@@ -82,8 +84,10 @@ class Options(running.ProgramTest):
     def test_standard_error_of_a_watched_run(self):
         run = self.succeed("cov", "-f", "csv", "--progress", input="x\n1\n3\n")
         self.assertRegex(run.err, r"vexa-stats: 100 %: 2 rows, 6 B of 6 B, .*/s\nvexa-stats: 2 rows read, all used\n")
-        run = self.succeed("cov", "-f", "csv", "--verbose", input="x;y\n1;2\n3;4\n")
+        run = self.succeed("cov", "-f", "csv", "--verbose", "-t", 1, input="x;y\n2;-2\n3;4\n")
         self.assertIn('vexa-stats: 2 columns, separated by ";"; 2 variables: x, y\n', run.err)
+        for part in ("origins: x 3; of the others 0\n", "1 thread, chunks of "):
+            self.assertIn("vexa-stats: " + part, run.err)
         self.assertRegex(run.err, r"reading and summing: \d+\.\d{3} s\n")
 
 

@@ -1,5 +1,7 @@
 """same_bytes_test.py PROGRAM: the same input gives the same bytes, on any number of threads and from a pipe, in little memory."""
 
+import csv
+import itertools
 import lzma
 
 import running
@@ -33,6 +35,13 @@ class SameBytes(running.ProgramTest):
         self.assertEqual(run.out, first.out)
         (self.folder / "big.xz").write_bytes(lzma.compress(file.read_bytes(), preset=0))
         self.assertEqual(self.succeed("sums", *args, "big.xz").out, first.out)
+        # The first rows are what a file with just them would be, over the files together.
+        with open(file, encoding="utf-8", newline="") as given, open(self.folder / "head.csv", "w", encoding="utf-8", newline="") as first_rows:
+            csv.writer(first_rows).writerows(itertools.islice(csv.reader(given), ROWS // 3 + 1))
+        head = self.same_on_any_number_of_threads("sums", *args, "--max-rows", ROWS // 3, "big.csv")
+        self.assertEqual(self.succeed("sums", *args, "head.csv").out, head.out)
+        self.assertEqual(self.succeed("sums", *args, "--max-rows", ROWS * 2 // 3, "head.csv", "head.csv", "big.csv").out,
+                         self.succeed("sums", *args, "head.csv", "head.csv").out)
         feeder = running.subprocess.Popen(["cat", file], stdout=running.subprocess.PIPE)
         run = self.succeed("sums", *args, "-", input=feeder.stdout)
         feeder.stdout.close()
