@@ -10,6 +10,7 @@
 #include "pass/origin.h"
 #include "pass/workers.h"
 #include "vexa/databatch.h"
+#include "vexa/instructionset.h"
 
 namespace pass {
 namespace {
@@ -58,8 +59,8 @@ Setup::Setup(const table::Input& theInput, const Columns& theColumns, const Opti
   batchRows = std::min(chunkRows, options.batchRows > 0 ? options.batchRows : BatchRows(variables, groups));
   workers = Workers(options, MemoryOf(*this, sortsByGroup));
   if (options.notice) {
-    options.notice(fmt::format("{} thread{}, chunks of {} rows, batches of {}", workers,
-                               workers == 1 ? "" : "s", chunkRows, batchRows));
+    options.notice(fmt::format("{} thread{}, chunks of {} rows, batches of {}, instruction set {}", workers,
+                               workers == 1 ? "" : "s", chunkRows, batchRows, vexa::InstructionSet()));
   }
 }
 

@@ -10,6 +10,7 @@
 #include "databatch.h"
 #include "databatchbygroup.h"
 #include "driver.h"
+#include "instructionset.h"
 #include "kernels.h"
 #include "matrixbase.h"
 #include "matrixlistwise.h"
