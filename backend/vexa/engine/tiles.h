@@ -183,14 +183,33 @@ struct TileSums {
   bool begin;  ///< they begin at 0 instead of what is there
 };
 
+/// The columns of a tile's left panel in the rows of the next chunk. The tile fetches a line of them for each of its own
+/// rows, into the second-level cache: the first one is full.
+struct NextRows {
+  double* const* columns;  ///< kLanes; null: nothing is fetched
+  std::size_t row;
+};
+
 /// sums[m][lane] += left[row][m] × right[row][lane] for every row of a chunk.
-template <std::size_t kRows, std::size_t kVectors>
-void MultiplyTile(const double* left, const double* right, std::size_t rows, const TileSums& to) {
+///
+/// A tile whose last vector lies on the diagonal of a triangle has no cells in the upper lanes of that vector's first
+/// half of rows: two such rows share a vector, lane by lane.
+template <std::size_t kRows, std::size_t kVectors, bool kDiagonal>
+void MultiplyTile(const double* left, const double* right, std::size_t rows, const TileSums& to,
+                  const NextRows& next) {
+  constexpr std::size_t kShared = kDiagonal ? kRows / 4 : 0;
+  constexpr std::size_t kLast = kVectors - 1;
   Vector sum[kRows][kVectors] = {};
-  for (std::size_t m = 0; m < kRows && !to.begin; ++m) {
-    for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] = Load(to.sums + m * to.step + v * kLanes);
+  Vector shared[kShared + 1] = {};
+  if (!to.begin) {
+    for (std::size_t m = 0; m < kRows; ++m) {
+      for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] = Load(to.sums + m * to.step + v * kLanes);
+    }
   }
+  for (std::size_t k = 0; k < kShared; ++k)
+    shared[k] = Interleave(sum[2 * k][kLast], sum[2 * k + 1][kLast], AllLanes{});
   for (std::size_t row = 0; row < rows; ++row) {
+    if (next.columns) __builtin_prefetch(next.columns[row % kLanes] + next.row + row / kLanes * kLanes, 0, 2);
     const double* factor[kVectors];
     Vector x[kVectors];
     for (std::size_t v = 0; v < kVectors; ++v) {
@@ -198,32 +217,44 @@ void MultiplyTile(const double* left, const double* right, std::size_t rows, con
 #if VEXA_ENGINE_LANES == 8
       // A pointer that the compiler cannot tell from the others makes it broadcast within each multiplication,
       // which costs no instruction; one shared broadcast would take one and a register.
-      asm("" : "+r"(factor[v]));
+      asm volatile("" : "+r"(factor[v]));
 #endif
       x[v] = Load(right + v * kLanes);
     }
+    // Without being told so, the compiler unrolls these loops too late to keep the sums in registers all along.
+#pragma GCC unroll 8
     for (std::size_t m = 0; m < kRows; ++m) {
-      for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] += Broadcast(factor[v][m]) * x[v];
+#pragma GCC unroll 8
+      for (std::size_t v = 0; v < kVectors; ++v) {
+        if (v < kLast || m >= 2 * kShared) sum[m][v] += Broadcast(factor[v][m]) * x[v];
+      }
     }
+    for (std::size_t k = 0; k < kShared; ++k)
+      shared[k] += Alternate(left + 2 * k, AllLanes{}) * Interleave(x[kLast], x[kLast], AllLanes{});
     left += kTileRows;
     right += kTileLanes;
   }
+  for (std::size_t k = 0; k < kShared; ++k) {
+    sum[2 * k][kLast] = EverySecond<0>(shared[k], AllLanes{});
+    sum[2 * k + 1][kLast] = EverySecond<1>(shared[k], AllLanes{});
+  }
+#pragma GCC unroll 8
   for (std::size_t m = 0; m < kRows; ++m) {
     for (std::size_t v = 0; v < kVectors; ++v) Store(to.sums + m * to.step + v * kLanes, sum[m][v]);
   }
 }
 
-template <std::size_t kRows>
+template <std::size_t kRows, bool kDiagonal>
 inline void MultiplyTile(std::size_t vectors, const double* left, const double* right, std::size_t rows,
-                         const TileSums& to) {
+                         const TileSums& to, const NextRows& next) {
   static_assert(kTileVectors == 3);
   switch (vectors) {
     case 1:
-      return MultiplyTile<kRows, 1>(left, right, rows, to);
+      return MultiplyTile<kRows, 1, kDiagonal>(left, right, rows, to, next);
     case 2:
-      return MultiplyTile<kRows, 2>(left, right, rows, to);
+      return MultiplyTile<kRows, 2, kDiagonal>(left, right, rows, to, next);
     default:
-      return MultiplyTile<kRows, 3>(left, right, rows, to);
+      return MultiplyTile<kRows, 3, kDiagonal>(left, right, rows, to, next);
   }
 }
 
@@ -235,6 +266,7 @@ class CrossProductRun {
         _sumStep(RightColumns(job)),
         _together(GroupsTogether(job)),
         _chunkRows(ChunkRows(job)),
+        _fetches(!AreFew(job)),
         _right(scratch),
         _left(_right + RightColumns(job) * kChunkRows),
         _sums(_left + LeftColumns(job) * kChunkRows) {}
@@ -268,11 +300,14 @@ class CrossProductRun {
     return RoundUp(Min(job.left.columns, kBlock), kTileRows);
   }
 
-  /// Some columns stay in the first-level cache between packing and multiplying if there are fewer rows of them, and very
-  /// few do anyway.
+  /// Very few columns stay in the first-level cache between packing and multiplying, some do if there are fewer rows of
+  /// them.
+  static bool AreFew(const CrossProducts& job) { return MoreColumns(job) <= 12; }
   static std::size_t ChunkRows(const CrossProducts& job) {
-    const std::size_t columns = job.left.columns < job.right.columns ? job.right.columns : job.left.columns;
-    return 12 < columns && columns <= 48 ? kChunkRows / 2 : kChunkRows;
+    return !AreFew(job) && MoreColumns(job) <= 48 ? kChunkRows / 2 : kChunkRows;
+  }
+  static std::size_t MoreColumns(const CrossProducts& job) {
+    return job.left.columns < job.right.columns ? job.right.columns : job.left.columns;
   }
 
   static std::size_t SumsOfGroup(const CrossProducts& job) { return LeftColumns(job) * RightColumns(job); }
@@ -303,7 +338,9 @@ class CrossProductRun {
           Pack(left, right, chunk, packed - chunk);
         }
         const std::size_t rows = Min(groupEnd, packed) - row;
-        Multiply(left, right, row - chunk, CountRows(_job.present, row, rows), {SumsOf(k), _sumStep, begin});
+        const std::size_t nextRow = _fetches && packed < end ? packed + (row - chunk) : 0;
+        Multiply(left, right, row - chunk, CountRows(_job.present, row, rows), {SumsOf(k), _sumStep, begin},
+                 nextRow);
         row += rows;
         begin = false;
       } while (row < groupEnd);
@@ -344,8 +381,9 @@ class CrossProductRun {
     return end > right.First() ? end - right.First() : 0;
   }
 
+  /// Rows from `nextRow` on are fetched; 0: none.
   void Multiply(const LeftBlock& left, const RightBlock& right, std::size_t first, std::size_t rows,
-                const TileSums& to) const {
+                const TileSums& to, std::size_t nextRow) const {
     for (std::size_t panel = 0; panel < right.Columns(); panel += kTileLanes) {
       for (std::size_t m = 0; m < left.Columns(); m += kTileRows) {
         const std::size_t tileRows = Min(kTileRows, left.Columns() - m);
@@ -355,10 +393,18 @@ class CrossProductRun {
         const double* factors = left.Panel(m) + first * kTileRows;
         const double* values = right.Panel(panel) + first * kTileLanes;
         const TileSums tile{to.sums + m * to.step + panel, to.step, to.begin};
+        const ColumnGroup group(_job.left, left.First() + m);
+        const NextRows next{panel == 0 && nextRow != 0 ? group.column : nullptr, nextRow};
+        // A vector on the diagonal has as many lanes as the tile has rows.
+        constexpr bool kSquare = kTileRows == kLanes;
+        const bool diagonal =
+            IsTriangle(_job.shape) && left.First() + m == right.First() + panel + (vectors - 1) * kLanes;
         if (tileRows <= kTileRows / 2) {
-          MultiplyTile<kTileRows / 2>(vectors, factors, values, rows, tile);
+          MultiplyTile<kTileRows / 2, false>(vectors, factors, values, rows, tile, next);
+        } else if (kSquare && diagonal) {
+          MultiplyTile<kTileRows, kSquare>(vectors, factors, values, rows, tile, next);
         } else {
-          MultiplyTile<kTileRows>(vectors, factors, values, rows, tile);
+          MultiplyTile<kTileRows, false>(vectors, factors, values, rows, tile, next);
         }
       }
     }
@@ -385,6 +431,7 @@ class CrossProductRun {
   std::size_t _sumStep;
   std::size_t _together;
   std::size_t _chunkRows;
+  bool _fetches;
   double* _right;
   double* _left;
   double* _sums;

@@ -28,6 +28,7 @@ template <std::size_t... kLane>
 struct MakeLanes<0, kLane...> {
   using Type = Lanes<kLane...>;
 };
+using AllLanes = MakeLanes<kLanes>::Type;
 
 template <std::size_t... kLane>
 inline Vector Repeat(double x, Lanes<kLane...> /*lanes*/) {
@@ -35,7 +36,7 @@ inline Vector Repeat(double x, Lanes<kLane...> /*lanes*/) {
 }
 
 /// The same value in every lane. (Adding it to a zero vector would not do: an addition is no copy of −0.0.)
-inline Vector Broadcast(double x) { return Repeat(x, typename MakeLanes<kLanes>::Type{}); }
+inline Vector Broadcast(double x) { return Repeat(x, AllLanes{}); }
 
 inline bool Any(Mask mask) {
   std::int64_t any = 0;
@@ -57,14 +58,38 @@ inline void ExchangeHalves(Vector& a, Vector& b, Lanes<kLane...> /*lanes*/) {
 template <std::size_t Distance>
 inline void TransposeStep(Vector* x) {
   for (std::size_t k = 0; k < kLanes; ++k) {
-    if ((k & Distance) == 0)
-      ExchangeHalves<Distance>(x[k], x[k + Distance], typename MakeLanes<kLanes>::Type{});
+    if ((k & Distance) == 0) ExchangeHalves<Distance>(x[k], x[k + Distance], AllLanes{});
   }
   if constexpr (Distance > 1) TransposeStep<Distance / 2>(x);
 }
 
 /// Lane j of vector i becomes lane i of vector j.
 inline void Transpose(Vector* x) { TransposeStep<kLanes / 2>(x); }
+
+/// a[0], a[1], a[0], a[1] and so on.
+template <std::size_t... kLane>
+inline Vector Alternate(const double* a, Lanes<kLane...> /*lanes*/) {
+  typedef double Two __attribute__((vector_size(2 * sizeof(double)), aligned(sizeof(double)), may_alias));
+  const Two two = *reinterpret_cast<const Two*>(a);
+#if VEXA_ENGINE_LANES == 8 && !defined(__clang__)
+  // GCC takes a detour through memory for the shuffle.
+  return __builtin_ia32_broadcastf64x2_512_mask(two, Vector{}, 0xff);
+#else
+  return __builtin_shufflevector(two, two, (kLane % 2)...);
+#endif
+}
+
+/// a[0], b[0], a[1], b[1] and so on, of the lower halves.
+template <std::size_t... kLane>
+inline Vector Interleave(Vector a, Vector b, Lanes<kLane...> /*lanes*/) {
+  return __builtin_shufflevector(a, b, (kLane / 2 + kLane % 2 * kLanes)...);
+}
+
+/// x[kFirst], x[kFirst + 2] and so on, as the lower half.
+template <std::size_t kFirst, std::size_t... kLane>
+inline Vector EverySecond(Vector x, Lanes<kLane...> /*lanes*/) {
+  return __builtin_shufflevector(x, x, ((2 * kLane + kFirst) % kLanes)...);
+}
 
 /// kLanes columns, row by row. Where there are fewer, the last one stands in for the rest.
 struct ColumnGroup {
