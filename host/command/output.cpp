@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "command/failure.h"
+#include "table/bytesource.h"
 #include "text/printable.h"
 
 namespace command {
@@ -71,6 +72,19 @@ bool IsStandardOutput(const struct stat& file) {
   return !S_ISCHR(file.st_mode) && fstat(STDOUT_FILENO, &output) == 0 && IsSame(output, file);
 }
 
+/// Throws UsageError, which names the option, when the file is one of the inputs.
+void CheckNoInput(const struct stat& file, std::vector<std::string> inputs, const char* option) {
+  if (inputs.empty()) inputs.emplace_back(table::kStandardInput);
+  for (const std::string& input : inputs) {
+    const bool isStandard = input == table::kStandardInput;
+    struct stat status {};
+    const int failed = isStandard ? fstat(STDIN_FILENO, &status) : stat(input.c_str(), &status);
+    if (failed != 0 || !S_ISREG(status.st_mode) || !IsSame(status, file)) continue;
+    throw UsageError(fmt::format("{} would overwrite the input {}", option,
+                                 isStandard ? "<stdin>" : text::Escaped(input)));
+  }
+}
+
 std::string NameBeside(const std::string& target, int attempt) {
   const std::size_t name = target.rfind('/') + 1;  // 0 when there is no slash
   return fmt::format("{}.vexa-stats-{}-{}", target.substr(0, name), getpid(), attempt);
@@ -89,12 +103,7 @@ Output::Output(std::string path, const std::vector<std::string>& inputs, const c
     return;
   }
   if (S_ISDIR(status.st_mode)) Fail(EISDIR);
-  for (const std::string& input : inputs) {
-    struct stat other {};
-    if (stat(input.c_str(), &other) == 0 && S_ISREG(other.st_mode) && IsSame(other, status)) {
-      throw UsageError(fmt::format("{} would overwrite the input {}", option, text::Escaped(input)));
-    }
-  }
+  CheckNoInput(status, inputs, option);
   if (IsStandardOutput(status)) {
     // By way of /dev/stdout, say. What others wrote there, and are going to, would be lost with the file.
     _path.clear();
@@ -137,6 +146,23 @@ void Output::OpenBeside() {
     }
   }
   if (_descriptor < 0) Fail(errno);
+}
+
+/// What stands now where this is going to be; false if nothing does.
+bool Output::Standing(struct stat& status) const {
+  return (_replaces ? stat(_target.c_str(), &status) : fstat(_descriptor, &status)) == 0;
+}
+
+bool Output::IsSameFileAs(const Output& other) const {
+  struct stat own {};
+  struct stat others {};
+  const bool stands = Standing(own);
+  if (stands != other.Standing(others)) return false;
+  // A device takes what both write.
+  if (stands) return !S_ISCHR(own.st_mode) && IsSame(own, others);
+  const auto nameOf = [](const std::string& path) { return path.substr(path.rfind('/') + 1); };
+  return nameOf(_target) == nameOf(other._target) && stat(FolderOf(_target).c_str(), &own) == 0 &&
+         stat(FolderOf(other._target).c_str(), &others) == 0 && IsSame(own, others);
 }
 
 std::size_t Output::TerminalWidth() const {

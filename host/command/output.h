@@ -1,6 +1,8 @@
 #ifndef HOST_COMMAND_OUTPUT_H
 #define HOST_COMMAND_OUTPUT_H
 
+#include <sys/stat.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +26,8 @@ class Output {
   bool IsFile() const { return !_path.empty(); }
   /// As the user named it.
   const std::string& Path() const { return _path; }
+  /// Whether both would write the same file, by whatever names and links.
+  bool IsSameFileAs(const Output& other) const;
   /// Columns of the terminal behind it; 0 if it is none.
   std::size_t TerminalWidth() const;
 
@@ -35,6 +39,7 @@ class Output {
   void Commit();
 
  private:
+  bool Standing(struct stat& status) const;
   void OpenBeside();
   void Flush();
   void TakePlace();

@@ -85,6 +85,9 @@ Session::Session(const Options& options, Messages& messages)
 void Session::OpenPlot() {
   if (_options.plot.empty()) return;
   if (_options.plot == _options.output) throw UsageError("--plot and --output name the same file");
+  if (!_plot->IsSameFileAs(_output)) return;
+  throw UsageError(_options.output.empty() ? "--plot names the file that standard output goes to"
+                                           : "--plot and --output name the same file");
   _plot.emplace(_options.plot, _options.files, "--plot");
 }
 
@@ -297,8 +300,14 @@ int Session::Deliver(const render::Page& page) {
   const bool lacksPicture = _plot && page.pictures.empty();
   if (lacksPicture) _plot.reset();
   if (_plot) WritePlot(page);
-  Write(page);
-  _output.Commit();
+  try {
+    Write(page);
+    _output.Commit();
+  } catch (const PipeClosed&) {
+    // Whoever has read enough of the result may still want the picture.
+    if (_plot) _plot->Commit();
+    throw;
+  }
   if (_plot) _plot->Commit();
   TellTime("writing");
   if (lacksPicture) {

@@ -164,12 +164,12 @@ class Endings(running.ProgramTest):
         self.write("a.csv", "x,y\n1,2\n3,5\n")
         read_end, write_end = os.pipe()
         os.close(read_end)
-        run = self.run_program("cov", "a.csv", stdout=write_end)
+        run = self.run_program("cov", "a.csv", "--plot", "a.svg", stdout=write_end)
         self.assertEqual((run.code, run.err), (141, ""))
-        # Whoever does not want the messages may still want the result.
+        # Whoever does not want the table may still want the picture, and without the messages the result.
         run = self.run_program("cov", "a.csv", "-o", "out.csv", "--verbose", stderr=write_end)
         os.close(write_end)
-        self.assertEqual((run.code, self.left_behind("a.csv")), (0, ["out.csv"]))
+        self.assertEqual((run.code, self.left_behind("a.csv")), (0, ["a.svg", "out.csv"]))
 
     def test_full_disk(self):
         self.write("a.csv", "x,y\n1,2\n3,5\n")
@@ -212,6 +212,9 @@ class Endings(running.ProgramTest):
         self.succeed("cov", "a.csv", "-f", "csv", "-o", "ahead.csv")
         self.assertTrue(os.path.islink(self.folder / "ahead.csv"))
         self.assertEqual((self.folder / "new.csv").read_text(), "variable,x,y\nx,2,3\ny,3,4.5\n")
+        with open(self.folder / "a.csv", "rb") as given:
+            run = self.run_program("cov", "-o", "./a.csv", input=given)
+        self.assertEqual((run.code, run.err), (1, "vexa-stats: error: --output would overwrite the input <stdin>\n"))
         # What is no ordinary file is written, not replaced.
         read_end, write_end = os.pipe()
         self.succeed("cov", "a.csv", "-f", "csv", "-o", f"/dev/fd/{write_end}", pass_fds=(write_end,))
