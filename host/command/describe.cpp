@@ -74,6 +74,7 @@ int DescribeByGroup(Session& session, const std::string& by,
                     const std::function<std::unique_ptr<Variables>()>& fresh) {
   using GroupVariables = pass::PerLevel<Variables>;
   const pass::Levels& levels = session.Levels();
+  session.CheckPictured(levels.Size() * session.Variables().size(), "rows, one for each variable and group");
   const auto reduction =
       session.Reduce<GroupVariables>([&] { return std::make_unique<GroupVariables>(levels.Size(), fresh); });
   const std::size_t variables = session.Variables().size();

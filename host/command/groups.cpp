@@ -26,6 +26,7 @@ struct GroupOptions {
 int RunGroups(const GroupOptions& options, Messages& messages) {
   Session session(options.common, messages);
   const pass::Levels& levels = session.Levels();
+  session.CheckPictured(levels.Size(), "groups");
   const auto variables = static_cast<int>(session.Variables().size());
   const auto reduction = session.Reduce<vexa::DiscIndividualMatrix, vexa::DataBatchByGroup>([&] {
     return std::make_unique<vexa::DiscIndividualMatrix>(static_cast<int>(levels.Size()), variables);
@@ -42,6 +43,7 @@ int RunGroups(const GroupOptions& options, Messages& messages) {
   const render::GroupReport report(analysis, session.Variables(), names);
   page.tables = report.Tables();
   page.notes = report.Notes();
+  page.undrawn = report.Undrawn();
   if (session.WantsPictures())
     if (std::optional<render::Picture> picture = report.Draw(render::HeadingOf(page)))
       page.pictures.push_back(*std::move(picture));

@@ -84,11 +84,10 @@ Session::Session(const Options& options, Messages& messages)
 
 void Session::OpenPlot() {
   if (_options.plot.empty()) return;
-  if (_options.plot == _options.output) throw UsageError("--plot and --output name the same file");
+  _plot.emplace(_options.plot, _options.files, "--plot");
   if (!_plot->IsSameFileAs(_output)) return;
   throw UsageError(_options.output.empty() ? "--plot names the file that standard output goes to"
                                            : "--plot and --output name the same file");
-  _plot.emplace(_options.plot, _options.files, "--plot");
 }
 
 render::Page Session::BlankPage() const {
@@ -123,10 +122,7 @@ void Session::Choose() {
   if (_options.grouping) _chosen.group = ChooseOne(_options.grouping->by, "--by");
   ChooseVariables();
   for (const std::size_t col : _chosen.variables) _variables.push_back(columns[col].name);
-  if (_plot && _variables.size() > render::kMostPictured) {
-    throw UsageError(fmt::format("--plot shows up to {} variables, not {}; choose some of them",
-                                 render::kMostPictured, _variables.size()));
-  }
+  CheckPictured(_variables.size(), "variables");
   if (_options.verbose) {
     std::vector<std::string> names;
     for (const std::string& name : _variables) names.push_back(text::Escaped(name));
@@ -135,6 +131,12 @@ void Session::Choose() {
                                text::ListOf(names)));
     TellOrigins();
   }
+}
+
+void Session::CheckPictured(std::size_t count, std::string_view what) const {
+  if (!_plot || count <= render::kMostPictured) return;
+  throw UsageError(fmt::format("--plot shows up to {} {}, not {}; choose some of them", render::kMostPictured,
+                               what, count));
 }
 
 /// What is subtracted from the variables before they are summed.
@@ -311,8 +313,8 @@ int Session::Deliver(const render::Page& page) {
   if (_plot) _plot->Commit();
   TellTime("writing");
   if (lacksPicture) {
-    throw OutputError(fmt::format("{}: there is nothing to draw, or more than {} rows",
-                                  text::Escaped(_options.plot), render::kMostPictured));
+    throw OutputError(
+        fmt::format("{}: there is nothing to draw, as {}", text::Escaped(_options.plot), page.undrawn));
   }
   return account.isComplete ? kSuccess : kInterrupted;
 }

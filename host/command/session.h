@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "command/failure.h"
@@ -48,6 +49,8 @@ class Session {
   template <class Accumulator>
   render::Page StartPage(const std::string& what, const pass::Reduction<Accumulator>& reduction) const;
 
+  /// Throws UsageError when --plot asks for a picture of more than can be shown: `count` of what.
+  void CheckPictured(std::size_t count, std::string_view what) const;
   /// Whether the page is to have pictures. They show at most render::kMostPictured variables.
   bool WantsPictures() const { return _options.WantsPicture() && _variables.size() <= render::kMostPictured; }
 

@@ -184,6 +184,11 @@ std::optional<Picture> GroupReport::Draw(const Heading& heading) const {
   return DrawCentroids("groups", heading, *_analysis.canonical, _groups);
 }
 
+std::string GroupReport::Undrawn() const {
+  if (_analysis.singularity.IsThere()) return "the covariance matrix within groups has no inverse";
+  return _analysis.canonical ? "" : "there is one group only";
+}
+
 std::vector<std::string> GroupReport::Notes() const {
   std::vector<std::string> notes;
   if (!_analysis.emptyLevels.empty()) {

@@ -21,6 +21,8 @@ class GroupReport {
   std::vector<Table> Tables() const;
   /// The groups on the first two canonical functions; nothing where these are undefined, or the groups too many.
   std::optional<Picture> Draw(const Heading& heading) const;
+  /// Why the groups cannot be drawn; empty when they can.
+  std::string Undrawn() const;
   /// What is undefined, and because of which variable or group: a sentence each.
   std::vector<std::string> Notes() const;
 

@@ -102,6 +102,7 @@ struct Page {
   std::vector<std::string> variables = {};
   std::vector<Table> tables = {};
   std::vector<Picture> pictures = {};
+  std::string undrawn = {};  ///< why there is no picture, where there may be one: "there is one group only"
   std::vector<std::string> notes = {};  ///< for people
   std::vector<Formula> formulas = {};
 };

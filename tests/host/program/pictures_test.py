@@ -50,19 +50,29 @@ class Pictures(running.ProgramTest):
         self.write("given.csv", "x,y\n1,2\n3,5\n2,2\n")
         self.write("wide.csv", ",".join(f"v{i}" for i in range(1001)) + "\n" + ("0" + ",1" * 1000 + "\n") * 2)
         self.write("broken.csv", "x,y\n1,2\n3,?\n")
+        (self.folder / "ahead.svg").symlink_to("b.svg")
+        (self.folder / "first.svg").symlink_to("given.csv")
+        same = "--plot and --output name the same file"
         for args, code, told in (
                 ("cov --plot a.gif given.csv", 1, '--plot: takes a file that ends in .svg, .png or .pdf, not "a.gif"'),
                 ("cov --plot .svg given.csv", 1, "--plot: takes a file that ends in"),
-                ("cov --plot a.svg -o a.svg given.csv", 1, "--plot and --output name the same file"),
+                ("cov --plot a.svg -o ./a.svg given.csv", 1, same),
+                (f"cov --plot {self.folder}/a.svg -o a.svg given.csv", 1, same),
+                ("cov --plot ahead.svg -o b.svg given.csv", 1, same),
+                ("cov --plot b.svg -o ahead.svg given.csv", 1, same),
+                ("cov --plot first.svg given.csv", 1, "--plot would overwrite the input given.csv"),
                 ("cov --plot a.svg wide.csv", 1, "--plot shows up to 1000 variables, not 1001"),
-                ("groups --by x -c y --plot a.svg given.csv", 2, "a.svg: there is nothing to draw"),
+                ("describe --by v0 -c 2:502 --levels 0,1 --plot a.svg wide.csv", 1,
+                 "--plot shows up to 1000 rows, one for each variable and group, not 1002"),
+                ("groups --by x -c y --plot a.svg given.csv", 2, "a.svg: there is nothing to draw, as the covariance matrix"),
+                ("groups --by y -c x --levels 2 --plot a.svg given.csv", 2, "a.svg: there is nothing to draw, as there is one group only"),
                 ("cov -c x,y --plot a.svg broken.csv", 2, "not a number"),
                 ("cov --order cluster given.csv", 1, "--order is that of a picture"),
                 ("cov --plot none/a.svg given.csv", 2, "none/a.svg: cannot be written")):
             run = self.run_program(*args.split())
             self.assertEqual((run.code, bool(run.out)), (code, "nothing to draw" in told), run.err)
             self.assertIn(told, run.err)
-        self.assertEqual(self.left_behind("given.csv", "wide.csv", "broken.csv"), [])
+        self.assertEqual(self.left_behind("given.csv", "wide.csv", "broken.csv", "ahead.svg", "first.svg"), [])
 
 
 if __name__ == "__main__":
