@@ -8,8 +8,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vexa)
 install(EXPORT vexa-targets NAMESPACE vexa:: DESTINATION ${package_dir} COMPONENT dev)
 configure_package_config_file(cmake/vexa-config.cmake.in ${PROJECT_BINARY_DIR}/vexa-config.cmake
                               INSTALL_DESTINATION ${package_dir} NO_SET_AND_CHECK_MACRO)
-# Before 1.0 a minor version may break what was built against the one before.
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/vexa-config-version.cmake COMPATIBILITY SameMinorVersion)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/vexa-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/vexa-config.cmake ${PROJECT_BINARY_DIR}/vexa-config-version.cmake
         DESTINATION ${package_dir} COMPONENT dev)
 
@@ -20,4 +19,5 @@ install(FILES ${PROJECT_BINARY_DIR}/vexa.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/
 
 # As Debian names the folders.
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvexa-dev COMPONENT dev)
+install(DIRECTORY docs/decisions DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvexa-dev COMPONENT dev)
 install(FILES docs/embedding.md docs/numerics.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvexa-dev COMPONENT dev)

@@ -27,14 +27,6 @@ std::size_t SequenceLength(std::string_view text) {
   return length;
 }
 
-/// Length of the sequence of a printable character at the start of `text`, 0 if there is none.
-std::size_t PrintableLength(std::string_view text) {
-  const std::size_t length = SequenceLength(text);
-  if (length == 0) return 0;
-  const std::uint32_t point = CodePoint(text.substr(0, length));
-  return point < 0x20 || (point >= 0x7f && point < 0xa0) ? 0 : length;
-}
-
 struct Range {
   std::uint32_t first;
   std::uint32_t last;
@@ -45,12 +37,15 @@ bool IsIn(std::uint32_t point, const auto& ranges) {
                      [&](const Range& range) { return range.first <= point && point <= range.last; });
 }
 
+// Control characters, ends of lines and paragraphs, and what turns the direction of the text after it.
+constexpr std::array<Range, 6> kControls = {
+    {{0x0, 0x1f}, {0x7f, 0x9f}, {0x61c, 0x61c}, {0x200e, 0x200f}, {0x2028, 0x202e}, {0x2066, 0x2069}}};
 // The blocks that matter in practice; a character of a rarer one misaligns a line and nothing else.
 constexpr std::array<Range, 7> kNoWidth = {{{0x300, 0x36f},
                                             {0x483, 0x489},
                                             {0x591, 0x5bd},
                                             {0x64b, 0x65f},
-                                            {0x200b, 0x200f},
+                                            {0x200b, 0x200d},
                                             {0x20d0, 0x20ff},
                                             {0xfe00, 0xfe0f}}};
 constexpr std::array<Range, 8> kDoubleWidth = {{{0x1100, 0x115f},
@@ -61,6 +56,12 @@ constexpr std::array<Range, 8> kDoubleWidth = {{{0x1100, 0x115f},
                                                 {0xff00, 0xff60},
                                                 {0x1f300, 0x1faff},
                                                 {0x20000, 0x3fffd}}};
+
+/// Length of the sequence of a printable character at the start of `text`, 0 if there is none.
+std::size_t PrintableLength(std::string_view text) {
+  const std::size_t length = SequenceLength(text);
+  return length == 0 || IsIn(CodePoint(text.substr(0, length)), kControls) ? 0 : length;
+}
 
 }  // namespace
 

@@ -10,8 +10,8 @@
 /// Text from elsewhere (names, cells, paths), made fit for one line of a terminal.
 namespace text {
 
-/// `text` with everything that would break a line or a terminal written as an escape: control characters and
-/// bytes that are no UTF-8.
+/// `text` with the bytes of everything that would break a line or a terminal, or turn the direction of what follows,
+/// written as escapes: control characters and bytes that are no UTF-8.
 std::string Escaped(std::string_view text);
 
 /// `text` escaped and in double quotes, with an ellipsis after about 60 bytes.

@@ -15,6 +15,8 @@ namespace {
 
 constexpr double kFullTurn = 2.0 * std::numbers::pi;
 constexpr double kVeil = 0.12;
+constexpr double kHalo = 0.8;
+constexpr double kHaloWidth = 0.25;  // for a font size of 1
 constexpr const char* kEllipsis = "…";
 
 /// Viewers smooth an image that they enlarge; so many pixels per cell keep its edges where they are.
@@ -101,8 +103,18 @@ void Canvas::Text(Point at, std::string_view text, const Lettering& lettering) {
   cairo_translate(_cairo, at.x, at.y);
   if (lettering.isUpward) cairo_rotate(_cairo, -kFullTurn / 4.0);
   cairo_translate(_cairo, -before, 0.0);
-  Use(lettering.colour);
   cairo_set_font_size(_cairo, lettering.size);
+  if (lettering.hasHalo) {
+    for (const GlyphRun& run : shaped.runs) {
+      cairo_set_font_face(_cairo, run.face);
+      cairo_glyph_path(_cairo, run.glyphs.data(), static_cast<int>(run.glyphs.size()));
+    }
+    Use(kPaper, kHalo);
+    cairo_set_line_width(_cairo, lettering.size * kHaloWidth);
+    cairo_set_line_join(_cairo, CAIRO_LINE_JOIN_ROUND);
+    cairo_stroke(_cairo);
+  }
+  Use(lettering.colour);
   for (const GlyphRun& run : shaped.runs) {
     cairo_set_font_face(_cairo, run.face);
     cairo_show_glyphs(_cairo, run.glyphs.data(), static_cast<int>(run.glyphs.size()));

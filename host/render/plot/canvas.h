@@ -34,6 +34,7 @@ struct Lettering {
   Colour colour = kInk;
   Align align = Align::kLeft;
   bool isBold = false;
+  bool hasHalo = false;   ///< of paper, so that lines under the text do not run into it
   bool isUpward = false;  ///< turned to be read from below; alignment is along the text
 };
 

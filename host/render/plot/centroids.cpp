@@ -22,8 +22,10 @@ constexpr double kShortSide = 150.0;
 constexpr double kLeftRoom = 46.0;
 constexpr double kBelow = 32.0;
 constexpr double kDot = 2.6;
-/// Deviations that are seen beyond the outermost means.
+constexpr double kRim = 0.8;
+/// Deviations that are seen beyond the outermost means, and the least part of their range.
 constexpr double kBeyond = 1.25;
+constexpr double kBeyondPart = 0.04;
 constexpr double kNameSize = 8.0;
 constexpr double kTickSize = 7.5;
 constexpr double kMostNameWidth = 140.0;
@@ -116,19 +118,24 @@ class Plane {
   void Draw(Canvas& canvas) const {
     _heading->Draw(canvas);
     DrawAxes(canvas);
-    for (std::size_t group = 0; group < _groups.size(); ++group)
+    for (std::size_t group = 0; group < _groups.size() && !IsCrowded(); ++group)
       canvas.Veil(At(group), _unit, ColourOf(group));
     for (std::size_t group = 0; group < _groups.size(); ++group)
-      canvas.Circle(At(group), _unit, ColourOf(group));
+      canvas.Circle(At(group), _unit, IsCrowded() ? kRule : ColourOf(group));
     for (std::size_t group = 0; group < _groups.size(); ++group) {
+      canvas.Disc(At(group), kDot + kRim, kPaper);
       canvas.Disc(At(group), kDot, ColourOf(group));
-      if (_places[group]) canvas.Text(*_places[group], _groups[group], {.size = kNameSize});
+    }
+    for (std::size_t group = 0; group < _groups.size(); ++group) {
+      if (_places[group]) canvas.Text(*_places[group], _groups[group], {.size = kNameSize, .hasHalo = true});
     }
   }
 
  private:
-  /// More than there are colours would be taken for the same kind.
-  Colour ColourOf(std::size_t group) const { return _groups.size() > kKinds ? kAccent : OfKind(group); }
+  /// More groups than there are colours: two of one colour would be taken for the same kind, and so many veils add up to
+  /// a wall.
+  bool IsCrowded() const { return _groups.size() > kKinds; }
+  Colour ColourOf(std::size_t group) const { return IsCrowded() ? kAccent : OfKind(group); }
 
   struct Range {
     double min;
@@ -142,7 +149,8 @@ class Plane {
       range.min = std::min(range.min, _functions.centroids.At(group, function));
       range.max = std::max(range.max, _functions.centroids.At(group, function));
     }
-    return {range.min - kBeyond, range.max + kBeyond};
+    const double beyond = std::max(kBeyond, kBeyondPart * range.Width());
+    return {range.min - beyond, range.max + beyond};
   }
 
   Axis AxisAround(const Range& range, double start, double length) const {

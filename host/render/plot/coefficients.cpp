@@ -7,6 +7,7 @@
 #include <memory>
 #include <utility>
 
+#include "render/number.h"
 #include "render/plot/canvas.h"
 #include "render/plot/label.h"
 #include "render/plot/rows.h"
@@ -29,12 +30,13 @@ bool IsClear(const Coefficient& term) {
   return HasLimits(term) && (term.standardisedLower > 0.0 || term.standardisedUpper < 0.0);
 }
 
+/// Last zeros are kept: neighbours in a column show the same precision.
+std::string Digits(double value) { return WithMinus(Significant(value, 3)); }
+
 std::string Numbers(const Coefficient& term) {
-  std::string numbers = ShortNumber(term.standardised);
-  if (HasLimits(term)) {
-    numbers +=
-        fmt::format("  [{}, {}]", ShortNumber(term.standardisedLower), ShortNumber(term.standardisedUpper));
-  }
+  std::string numbers = Digits(term.standardised);
+  if (HasLimits(term))
+    numbers += fmt::format("  [{}, {}]", Digits(term.standardisedLower), Digits(term.standardisedUpper));
   return numbers;
 }
 

@@ -41,9 +41,10 @@ TEST(Errors, NameTheirPlace) {
       {"a,b\n1e-999,x\n", ":2: column a: number out of range: \"1e-999\""},
       {"a,b\n1,x\n1,\"x\ny\n", ":3: quote is never closed"},
       {"a,b\n\x1b[31m\xff,x\n", ":2: column a: not a number: \"\\x1b[31m\\xff\""},
-      {"a,b\né€😀\xe0\x80\xaf\xed\xa0\x80\xf4\x90\x80\x80\xc2\x9b\xc1\xbf\xe2\x82,x\n",
+      {"a,b\né€😀\xe0\x80\xaf\xed\xa0\x80\xf4\x90\x80\x80\xc2\x9b\xc1\xbf\xe2\x80\xae\xe2\x82,x\n",
        ":2: column a: not a number: "
-       "\"é€😀\\xe0\\x80\\xaf\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\\xc2\\x9b\\xc1\\xbf\\xe2\\x82\""},
+       "\"é€😀\\xe0\\x80\\xaf\\xed\\xa0\\x80\\xf4\\x90\\x80\\x80\\xc2\\x9b\\xc1\\xbf\\xe2\\x80\\xae\\xe2\\x82"
+       "\""},
       {"a,b\n" + twelve + twelve + twelve + twelve + twelve + "x,y\n",
        ":2: column a: not a number: \"" + twelve + twelve + twelve + twelve + twelve + "…\""},
   };
