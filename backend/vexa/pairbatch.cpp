@@ -319,7 +319,7 @@ class PairBatch {
       }
       for (Index j = 0; j < (same ? i : b.size()); ++j) {
         if (Wanted(a[i], b[j])) {
-          take(a[i], i, b[j], offset + j, _work.cells[same ? StrictTriangleRow(i) + j : i * b.size() + j]);
+          take(a[i], i, b[j], offset + j, _work.cells[same ? TriangleRow(i) + j : i * b.size() + j]);
         } else {
           take(b[j], offset + j, a[i], i, _work.transposedCells[j * a.size() + i]);
         }
@@ -363,17 +363,21 @@ class PairBatch {
     return {nullptr, 0, count, _rows, _work.classColumns.data() + first};
   }
 
-  /// Cross-products of the columns about their means in the common rows, and the columns' sums of squares.
+  /// Cross-products of the columns about their means in the common rows, and the columns' sums of squares. These are the
+  /// diagonal of a triangle, the definition of both being the same.
   void MultiplyClasses(std::span<const Index> a, std::span<const Index> b, bool same) {
     _work.squares.assign(_work.classColumns.size(), 0.0);
-    const Class left{ClassColumns(0, a.size()),
-                     {.means = _work.means.data(), .squares = _work.squares.data()}};
+    _work.cells.resize(a.size() * b.size());
+    Class left{ClassColumns(0, a.size()), {.means = _work.means.data()}};
+    if (same) {
+      Multiply(left, left, engine::Shape::kTriangle, _work.cells);
+      for (Index k = 0; k < a.size(); ++k) _work.squares[k] = _work.cells[TriangleRow(k) + k];
+      return;
+    }
     const Class right{ClassColumns(a.size(), b.size()),
                       {.means = _work.means.data() + a.size(), .squares = _work.squares.data() + a.size()}};
-    _work.cells.resize(a.size() * b.size());
-    if (same) {
-      Multiply(left, left, engine::Shape::kStrictTriangle, _work.cells);
-    } else if (!_triangle) {
+    left.centring.squares = _work.squares.data();
+    if (!_triangle) {
       Multiply(left, right, engine::Shape::kRectangle, _work.cells);
     } else {
       // Either class may have the later column of a pair, which is the first factor.

@@ -1,46 +1,13 @@
 #pragma once
 
-#include <memory>
 #include <utility>
-#include <vector>
 
+#include "handles.h"
 #include "pairwise.h"
 
 /// What the states of the two pairwise blocks, which have the same fields, do alike.
 
 namespace vexa {
-
-/// Handles that nobody owns yet: they are deleted when an allocation after theirs throws.
-template <class Handle>
-using NewHandles = std::vector<std::unique_ptr<Handle>>;
-
-/// Default handles; none when the count is not positive.
-template <class Handle>
-NewHandles<Handle> MakeHandles(int count) {
-  NewHandles<Handle> made;
-  if (count > 0) made.reserve(static_cast<std::size_t>(count));
-  for (int k = 0; k < count; ++k) made.push_back(std::make_unique<Handle>());
-  return made;
-}
-
-template <class Handle>
-NewHandles<Handle> CopyHandles(const std::vector<Handle*>& handles) {
-  NewHandles<Handle> made;
-  for (Handle* handle : handles) made.push_back(std::unique_ptr<Handle>(handle->Copy()));
-  return made;
-}
-
-/// Hands new handles over to a list that has room for them.
-template <class Handle>
-void Append(NewHandles<Handle>& made, std::vector<Handle*>& handles) {
-  for (auto& handle : made) handles.push_back(handle.release());
-}
-
-template <class Handle>
-void DeleteHandles(std::vector<Handle*>& handles) {
-  for (Handle* handle : handles) delete handle;
-  handles.clear();
-}
 
 /// Appends records to a state and makes the work area fit the batch. When memory runs out nothing has changed.
 template <class Data>
@@ -56,8 +23,8 @@ void AppendRecords(Data& state, int variables, int pairs, DataBatch& batch) {
 
 template <class Data>
 void DeleteRecords(Data& state) {
-  DeleteHandles(state._varStats);
-  DeleteHandles(state._xp);
+  DestroyHandles(state._varStats);
+  DestroyHandles(state._xp);
 }
 
 /// Adds the weights of all rows of a batch, whatever is missing in them.

@@ -23,8 +23,10 @@ void PresenceClasses::Find(const engine::Kernels& kernels, const std::vector<dou
   _bits.resize(columns.size() * _words);
   _classOf.resize(columns.size());
   _classes.clear();
-  for (std::size_t col = 0; col < columns.size(); ++col) {
+  // The last ones first, so that the first ones are in the cache for what comes next.
+  for (std::size_t col = columns.size(); col-- > 0;)
     kernels.presence(columns[col], rows, missing, _bits.data() + col * _words);
+  for (std::size_t col = 0; col < columns.size(); ++col) {
     _classOf[col] = ClassFor(col, border);
     ++_classes[_classOf[col]].columns;
   }

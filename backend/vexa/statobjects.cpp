@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "handles.h"
 #include "records.h"
 
 namespace vexa {
@@ -23,7 +24,9 @@ VarStat::VarStat() : _data(new VarStatData) {}
 
 VarStat::VarStat(VarStatData* data) : _data(data) {}
 
-VarStat::~VarStat() { delete _data; }
+VarStat::~VarStat() {
+  if (StandsAlone(_data)) delete _data;
+}
 
 int VarStat::NRows() const { return _data->_nRows; }
 double VarStat::WeightSum() const { return _data->_weightSum; }
@@ -51,7 +54,9 @@ PairStat::PairStat() : _data(new PairStatData) {}
 
 PairStat::PairStat(PairStatData* data) : _data(data) {}
 
-PairStat::~PairStat() { delete _data; }
+PairStat::~PairStat() {
+  if (StandsAlone(_data)) delete _data;
+}
 
 int PairStat::NRows() const { return _data->_nRows; }
 double PairStat::WeightSum() const { return _data->_weightSum; }

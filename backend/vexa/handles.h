@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+/// The handles that a pairwise block owns, each in one piece of memory with its record: half the allocations, and who
+/// follows a handle finds the record next to it.
+
+namespace vexa {
+
+template <class Handle>
+using RecordOfHandle = std::remove_pointer_t<decltype(std::declval<Handle&>().Data())>;
+
+/// Whether a record was made by itself: memory from new is aligned for anything, which the place behind a handle is not.
+template <class Record>
+bool StandsAlone(const Record* record) {
+  return reinterpret_cast<std::uintptr_t>(record) % __STDCPP_DEFAULT_NEW_ALIGNMENT__ == 0;
+}
+
+template <class Handle>
+Handle* MakeHandle() {
+  using Record = RecordOfHandle<Handle>;
+  static_assert(sizeof(Handle) % __STDCPP_DEFAULT_NEW_ALIGNMENT__ != 0 &&
+                sizeof(Handle) % alignof(Record) == 0);
+  auto* handle = static_cast<Handle*>(::operator new(sizeof(Handle) + sizeof(Record)));
+  return new (handle) Handle(new (handle + 1) Record);
+}
+
+/// Also for handles that were made with new.
+struct DestroyHandle {
+  template <class Handle>
+  void operator()(Handle* handle) const {
+    handle->~Handle();
+    ::operator delete(handle);
+  }
+};
+
+/// Handles that no block owns yet: they are destroyed when an allocation after theirs throws.
+template <class Handle>
+using NewHandles = std::vector<std::unique_ptr<Handle, DestroyHandle>>;
+
+/// Handles of no rows; none when the count is not positive.
+template <class Handle>
+NewHandles<Handle> MakeHandles(int count) {
+  NewHandles<Handle> made;
+  if (count > 0) made.reserve(static_cast<std::size_t>(count));
+  for (int k = 0; k < count; ++k) made.emplace_back(MakeHandle<Handle>());
+  return made;
+}
+
+template <class Handle>
+NewHandles<Handle> CopyHandles(const std::vector<Handle*>& handles) {
+  NewHandles<Handle> made = MakeHandles<Handle>(static_cast<int>(handles.size()));
+  for (std::size_t k = 0; k < handles.size(); ++k) *made[k]->Data() = *handles[k]->Data();
+  return made;
+}
+
+/// Hands new handles over to a list that has room for them.
+template <class Handle>
+void Append(NewHandles<Handle>& made, std::vector<Handle*>& handles) {
+  for (auto& handle : made) handles.push_back(handle.release());
+}
+
+template <class Handle>
+void DestroyHandles(std::vector<Handle*>& handles) {
+  for (Handle* handle : handles) DestroyHandle()(handle);
+  handles.clear();
+}
+
+}  // namespace vexa
