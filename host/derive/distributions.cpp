@@ -44,7 +44,7 @@ TTest TestT(double t, double df) {
 }
 
 double TQuantile(double level, double df) {
-  if (!(level > 0.0 && level < 1.0 && df > 0.0) || std::isinf(df)) return kUndefined;
+  if (!(df > 0.0) || std::isinf(df)) return kUndefined;
   // (1 − level) ÷ 2 is small where (1 + level) ÷ 2 would lose its digits next to 1.
   return quantile(complement(StudentsT(df), (1.0 - level) / 2.0));
 }

@@ -25,7 +25,7 @@ struct TTest {
 /// The test of a finite t on df > 0 degrees of freedom, which need not be whole. Outside of that both are undefined.
 TTest TestT(double t, double df);
 
-/// The t with P(|T| ≤ t) = level on df > 0 degrees of freedom; 0 < level < 1. Undefined outside of that.
+/// The t with P(|T| ≤ t) = level on df > 0 degrees of freedom; undefined elsewhere. 0 < level < 1.
 double TQuantile(double level, double df);
 
 }  // namespace derive

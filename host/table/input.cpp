@@ -7,6 +7,7 @@
 #include <cassert>
 #include <exception>
 #include <limits>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -386,7 +387,8 @@ std::string_view Input::Reader::ReadBlock() {
 std::size_t Input::Reader::ReadSource(File& file, std::size_t filled) {
   if (!file.source) file.source = Decoded(OpenFile(file.path, file.name, _stopped), file.name, _stopped);
   const std::uint64_t before = file.source->Taken();
-  const std::size_t count = file.source->Read(_block.get() + filled, kBlockBytes - filled);
+  const std::span<char> room = std::span(_block.get(), kBlockBytes).subspan(filled);
+  const std::size_t count = file.source->Read(room.data(), room.size());
   _bytesRead.fetch_add(file.source->Taken() - before, std::memory_order_relaxed);
   return count;
 }

@@ -29,8 +29,9 @@ TEST(Batch, KnowsTheLargestGroupUntilItIsCleared) {
 
 TEST(Batch, RecommendedCapacityAvoidsCacheConflictsAndFits) {
   for (const std::uint64_t cache : {0ULL, 1ULL << 15, 1ULL << 20, 48ULL << 20, 1ULL << 40}) {
-    for (unsigned int columns = 1; columns < 200'000; columns = columns * 3 + 1) {
-      const std::uint64_t rowSize = vexa::DataBatch::RowSize(columns, true, true, false);
+    for (std::uint64_t columns = 1; columns < 1ULL << 31; columns = columns * 3 + 1) {
+      const std::uint64_t rowSize =
+          vexa::DataBatch::RowSize(static_cast<unsigned int>(columns), true, true, false);
       const std::uint64_t rows = vexa::RecommendedRows(cache, rowSize);
       ASSERT_GT(rows, 0U);
       ASSERT_NE(rows * sizeof(double) % 4096, 0U) << columns << " columns, cache " << cache;

@@ -100,6 +100,9 @@ class Regress(running.ProgramTest):
         self.assertEqual(found["GNP"], "-0.03581918 3.349e-02 0.312681")
         self.assertEqual(f"{page['fit']['Employed']['f']:.1f} {page['fit']['Employed']['p']:.3e}", "330.3 4.984e-10")
         self.assertAlmostEqual(page["fit"]["Employed"]["condition"], 110.5442, delta=1e-4)
+        clear = sum(term["p"] < 0.05 for term in page["regress"][1:])
+        report = self.succeed("regress", "-y", "Employed", "-f", "html", running.DATA / "longley.csv").out
+        self.assertIn(f"confidence limits, which exclude 0 for {clear}.", report)
         table = self.succeed("regress", "-y", "Employed", "-f", "csv", running.DATA / "longley.csv").out
         self.assertTrue(table.startswith("term,estimate,std_error,t,p,lower,upper,tolerance\n(intercept),-3482.2586"))
         for row, term in zip(csv.DictReader(io.StringIO(table)), page["regress"]):
