@@ -3,7 +3,6 @@
 
 #include <random>
 #include <regex>
-#include <utility>
 
 #include "host/table/reading.h"
 
@@ -297,25 +296,6 @@ TEST(Rows, SeveralFilesAreOneTable) {
   EXPECT_EQ(input.Columns()[0].sample, (std::vector<double>{1, 3, 5, 7}));
   EXPECT_EQ(input.BytesRead(), input.TotalBytes());
   EXPECT_EQ(input.BlankLines(), 1U);
-}
-
-TEST(Rows, AMarkMayComeInPieces) {
-  std::array<int, 2> ends{};
-  ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-  std::string_view rest = "\xef\xbb\xbfx;y\n1;2\n";
-  // The next byte comes when everything before it was taken.
-  const auto writeOne = [&] {
-    if (!rest.empty()) {
-      EXPECT_EQ(write(ends[1], rest.data(), 1), 1);
-    }
-    rest.remove_prefix(std::min<std::size_t>(rest.size(), 1));
-    if (rest.empty()) close(std::exchange(ends[1], -1));
-    return false;
-  };
-  Input input({fmt::format("/dev/fd/{}", ends[0])}, {}, writeOne);
-  EXPECT_EQ(input.Columns()[0].name, "x");
-  EXPECT_EQ(ReadRows(input, {.numeric = {0, 1}}).rows, (std::vector<std::string>{ShowRow({1, 2}, {})}));
-  close(ends[0]);
 }
 
 TEST(Rows, StopEndsWithTheLastWholeRow) {
