@@ -163,7 +163,7 @@ class Fault(Exception):
 
 
 def result(case, configuration, folder):
-    """The SHA-256 of the result, or None where the machine lacks the instruction set."""
+    """The SHA-256 of the result, and the instruction set in use; nothing where the machine lacks the one wanted."""
     command = [configuration.build / "host/vexa-stats", *shlex.split(case.arguments), "-f", "csv", "--verbose",
                "-t", str(configuration.threads), "-" if configuration.piped else folder / case.input]
     environment = {"PATH": os.environ["PATH"]}
@@ -176,7 +176,7 @@ def result(case, configuration, folder):
         feeder.wait()
     said = run.stderr.decode()
     if run.returncode == LACKING and configuration.level in ("v3", "v4"):
-        return None
+        return None, None
     if run.returncode != 0:
         raise Fault(f"exit code {run.returncode}\n{said}")
     plan, rows = PLAN.search(said), ROWS.search(said)
@@ -194,7 +194,7 @@ def result(case, configuration, folder):
         if {line.split(b",")[0].decode() for line in lines} != set(case.tables):
             raise Fault("lacks a table")
         output = b"".join(lines)
-    return hashlib.sha256(output).hexdigest()
+    return hashlib.sha256(output).hexdigest(), plan[3]
 
 
 def configurations(builds, short):
@@ -232,7 +232,7 @@ def main():
         return 1
     cases = [case for case in CASES if case.quick or not options.short]
     wanted = list(configurations([build.resolve() for build in options.builds], options.short))
-    digests, lacking, faults = {case.name: {} for case in cases}, set(), []
+    digests, lacking, chosen, faults = {case.name: {} for case in cases}, set(), set(), []
     with tempfile.TemporaryDirectory() as name, concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         folder = pathlib.Path(name)
         used = {case.input for case in cases}
@@ -244,7 +244,7 @@ def main():
         for job in concurrent.futures.as_completed(jobs):
             case, configuration = jobs[job]
             try:
-                digest = job.result()
+                digest, used_level = job.result()
             except Fault as fault:
                 faults.append(f"{case.name} [{configuration}]: {fault}")
                 continue
@@ -252,7 +252,12 @@ def main():
                 lacking.add(configuration.level)
             else:
                 digests[case.name].setdefault(digest, []).append(configuration)
+                if configuration.level == "own":
+                    chosen.add(used_level)
 
+    best = [level for level in LEVELS if level not in lacking][-1]
+    if chosen != {best}:
+        faults.append(f"the library chooses {', '.join(sorted(chosen))}, the best is {best}")
     runs = sum(len(who) for found in digests.values() for who in found.values())
     for case, found in digests.items():
         right = None if options.renew else expected.get(case)
