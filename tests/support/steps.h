@@ -14,8 +14,8 @@
 ///
 /// A `Subject` has the types Accumulator and Plain; Make() gives an empty accumulator and MakeOther() one of
 /// another shape, which must take over the shape of the first one merged into it; Part(rows) reduces rows by plain
-/// loops, to something that a Plain can merge, and leaves in them what a batch should hold afterwards; Add(accumulator, rows) feeds them as a batch
-/// and returns what that holds afterwards. A Plain begins empty, in the shape that the subject gives.
+/// loops, to something that a Plain can merge, and leaves in them what a batch should hold afterwards;
+/// Batch(rows, spare) is a batch of them. A Plain begins empty, in the shape that the subject gives.
 template <class Subject>
 void ExpectStepsEqualPlainLoops(Random& random, const Rows& rows, const Subject& subject) {
   constexpr std::size_t kSlots = 3;
@@ -46,9 +46,10 @@ void ExpectStepsEqualPlainLoops(Random& random, const Rows& rows, const Subject&
     if (chance(0.15)) part.weights.assign(part.weights.size(), 0.0);
     std::size_t target = slot();
     if (target == kOther && accumulators[kOther]->NRows() == 0) target = 0;
-    const std::vector<double> left = subject.Add(*accumulators[target], part);
+    auto batch = subject.Batch(part, 3);
+    ASSERT_EQ(&(*accumulators[target] += *batch), accumulators[target].get());
     plains[target].Merge(subject.Part(part));
-    ASSERT_TRUE(SameBits(left, subject.Left(part)));
+    ASSERT_TRUE(SameBits(Contents(*batch), Contents(*subject.Batch(part, 0))));
     ASSERT_NO_FATAL_FAILURE(expectSame(target));
     if (chance(0.4)) {
       ASSERT_NO_FATAL_FAILURE(merge(slot(), slot()));

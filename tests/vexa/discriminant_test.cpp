@@ -100,7 +100,8 @@ struct Subject {
     part.Reduce(rows, kEachGroup);
     return part;
   }
-  auto Batch(const Rows& rows, unsigned int spare = 0) const {
+  /// Both matrices only read their batches.
+  auto Batch(const Rows& rows, unsigned int spare) const {
     if constexpr (kEachGroup) {
       // A batch may know of fewer groups than the matrix: those that it does not name keep their zeros.
       auto most = static_cast<unsigned int>(empty.groups);
@@ -109,13 +110,6 @@ struct Subject {
     } else {
       return FilledBatch(rows, spare);
     }
-  }
-  /// Both matrices only read their batches.
-  plain::Column Left(const Rows& rows) const { return Contents(*Batch(rows)); }
-  plain::Column Add(Matrix& matrix, const Rows& rows) const {
-    auto batch = Batch(rows, 3);
-    matrix += *batch;
-    return Contents(*batch);
   }
 };
 

@@ -1,26 +1,20 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
-#include <type_traits>
 
 #include "support/bits.h"
 #include "support/plain.h"
 #include "support/rows.h"
+#include "support/runs.h"
 #include "support/statistics.h"
 #include "support/steps.h"
 
 namespace {
 
-/// The listwise accumulators as plain loops. Over the run [col0, col2) all pairs of its columns; over two runs,
-/// [col0, col1) and [col1, col2), the pairs of a column of each. An end of 0 stands for all columns of the first batch.
+/// The listwise accumulators as plain loops.
 struct PlainListwise {
-  enum Kind { kMatrix, kTriangle, kRectangle };
-
-  Kind kind;
-  int col0 = 0;
-  int col1 = 0;
-  int col2 = 0;
+  Runs runs;
+  bool ofBlock;
   double weightSum = 0.0;
   double regWeightSum = 0.0;
   double rows = 0.0;
@@ -31,36 +25,25 @@ struct PlainListwise {
   plain::Column maxs = {};
   plain::Column cells = {};
 
-  std::vector<std::pair<std::size_t, std::size_t>> Pairs() const {
-    const auto left = static_cast<std::size_t>(col1 - col0);
-    const auto all = static_cast<std::size_t>(col2 - col0);
-    std::vector<std::pair<std::size_t, std::size_t>> pairs;
-    for (std::size_t i = 0; i < (kind == kRectangle ? left : all); ++i) {
-      const std::size_t end = kind == kRectangle ? all : i;
-      for (std::size_t j = kind == kRectangle ? left : 0; j < end; ++j) pairs.emplace_back(i, j);
-    }
-    return pairs;
-  }
-
   /// Centres the columns in the runs and combines the weights, as the batch should be left.
   void Reduce(Rows& batch) {
     if (batch.count == 0) return;
-    if (col2 == 0) col2 = static_cast<int>(batch.columns.size());
+    if (runs.col2 == 0) runs.col2 = static_cast<int>(batch.columns.size());
     rows = static_cast<double>(batch.count);
     hasRegWeights = batch.hasRegWeights;
     weightSum = batch.hasWeights ? plain::Sum(batch.weights) : rows;
     const plain::Column weights = plain::Combined(batch.weights, batch.regWeights);
     if (batch.hasWeights) batch.weights = weights;
     regWeightSum = hasRegWeights ? plain::Sum(weights) : weightSum;
-    plain::Column* const x = batch.columns.data() + col0;
-    for (int col = 0; col < col2 - col0; ++col) {
+    plain::Column* const x = batch.columns.data() + runs.col0;
+    for (int col = 0; col < runs.col2 - runs.col0; ++col) {
       mins.push_back(plain::Min(x[col]));
       maxs.push_back(plain::Max(x[col]));
       means.push_back(plain::Mean(x[col], weights, regWeightSum));
       x[col] = plain::Centred(x[col], means.back());
       squares.push_back(plain::CrossProduct(x[col], x[col], weights));
     }
-    for (const auto& [i, j] : Pairs()) cells.push_back(plain::CrossProduct(x[i], x[j], weights));
+    for (const auto& [i, j] : runs.Pairs()) cells.push_back(plain::CrossProduct(x[i], x[j], weights));
   }
 
   void Merge(const PlainListwise& b) {
@@ -82,18 +65,18 @@ struct PlainListwise {
       m.push_back(means[i] + delta[i]);
     }
     const auto pool = [&](std::size_t i, std::size_t j, double own, double other) {
-      const double fromA = (m[j] - means[j]) * ((kind == kRectangle ? m[i] - means[i] : delta[i]) * wA);
+      const double fromA = (m[j] - means[j]) * ((runs.areTwo ? m[i] - means[i] : delta[i]) * wA);
       const double fromB = (m[j] - b.means[j]) * ((m[i] - b.means[i]) * wB);
       return ((fromA + other) + fromB) + own;
     };
     for (std::size_t i = 0; i < m.size(); ++i) {
       const double fromB = m[i] - b.means[i];
-      squares[i] = kind == kRectangle
+      squares[i] = runs.areTwo
                        ? (((delta[i] * delta[i]) * wA + b.squares[i]) + (fromB * fromB) * wB) + squares[i]
                        : pool(i, i, squares[i], b.squares[i]);
     }
     std::size_t cell = 0;
-    for (const auto& [i, j] : Pairs()) {
+    for (const auto& [i, j] : runs.Pairs()) {
       cells[cell] = pool(i, j, cells[cell], b.cells[cell]);
       ++cell;
     }
@@ -106,14 +89,14 @@ struct PlainListwise {
   plain::Column Statistics() const {
     plain::Column values;
     statistics::Add(values, weightSum, regWeightSum, rows, hasRegWeights);
-    if (kind != kMatrix) {
-      statistics::Add(values, col0, col1, col2);
+    if (ofBlock) {
+      statistics::Add(values, runs.col0, runs.col1, runs.col2);
       values.insert(values.end(), maxs.begin(), maxs.end());
     }
     if (!(weightSum > 0.0)) return values;
     for (std::size_t col = 0; col < means.size(); ++col) {
       statistics::Add(values, means[col], squares[col]);
-      if (kind != kMatrix) statistics::Add(values, mins[col]);
+      if (ofBlock) statistics::Add(values, mins[col]);
     }
     values.insert(values.end(), cells.begin(), cells.end());
     return values;
@@ -124,47 +107,19 @@ template <class Matrix>
 struct Subject {
   using Accumulator = Matrix;
   using Plain = PlainListwise;
-  static constexpr Plain::Kind kKind = std::is_same_v<Matrix, vexa::MatrixListwise>    ? Plain::kMatrix
-                                       : std::is_same_v<Matrix, vexa::SMatrixListwise> ? Plain::kTriangle
-                                                                                       : Plain::kRectangle;
-  Plain empty = {kKind};
 
-  Subject(Random& random, int columns) {
-    const auto between = [&](int low, int high) { return std::uniform_int_distribution(low, high)(random); };
-    if (kKind == Plain::kMatrix || (kKind == Plain::kTriangle && between(0, 2) == 0)) return;
-    empty.col0 = empty.col1 = between(0, columns - (kKind == Plain::kRectangle ? 2 : 1));
-    if (kKind == Plain::kRectangle) empty.col1 = between(empty.col0 + 1, columns - 1);
-    empty.col2 = between(empty.col1 + 1, columns);
-  }
+  Runs runs;
 
-  static auto Of(const Plain& runs) {
-    if constexpr (kKind == Plain::kRectangle) {
-      return std::make_unique<Matrix>(runs.col0, runs.col1, runs.col2);
-    } else {
-      if constexpr (kKind == Plain::kTriangle) {
-        if (runs.col2 > 0) return std::make_unique<Matrix>(runs.col0, runs.col2);
-      }
-      return std::make_unique<Matrix>();
-    }
-  }
-  auto Make() const { return Of(empty); }
-  static auto MakeOther() { return Of(PlainOther()); }
-  Plain PlainEmpty() const { return empty; }
-  static Plain PlainOther() {
-    if (kKind == Plain::kRectangle) return {kKind, 3, 1, -7};
-    return {kKind};
-  }
+  auto Make() const { return MakeOver<Matrix>(runs); }
+  static auto MakeOther() { return MakeOver<Matrix>(OtherRuns<Matrix>()); }
+  Plain PlainEmpty() const { return {runs, kIsBlock<Matrix>}; }
+  static Plain PlainOther() { return {OtherRuns<Matrix>(), kIsBlock<Matrix>}; }
   Plain Part(Rows& rows) const {
-    Plain part = empty;
+    Plain part = PlainEmpty();
     part.Reduce(rows);
     return part;
   }
-  static plain::Column Left(const Rows& rows) { return Contents(*FilledBatch(rows)); }
-  static plain::Column Add(Matrix& matrix, const Rows& rows) {
-    FilledBatch batch(rows, 3);
-    matrix += *batch;
-    return Contents(*batch);
-  }
+  static FilledBatch Batch(const Rows& rows, unsigned int spare) { return FilledBatch(rows, spare); }
 };
 
 template <class Matrix>
@@ -178,11 +133,11 @@ TYPED_TEST(Listwise, SplitsAndMergesEqualPlainLoops) {
     Random random(seed);
     const bool large = seed % 5 == 0;
     RowsSpec spec = RandomSpec(random, large ? 600 : 200, large ? 70 : 24);
-    if (Subject<TypeParam>::kKind == PlainListwise::kRectangle) spec.columns = std::max(spec.columns, 2UL);
+    spec.columns = std::max<std::size_t>(spec.columns, 2);
     // Often enough that NaN and zeros of both signs are extremes.
     spec.wild = spec.wild || spec.rows % 2 == 0;
     const Rows rows = MakeRows(random, spec);
-    const Subject<TypeParam> subject(random, static_cast<int>(spec.columns));
+    const Subject<TypeParam> subject{RandomRuns<TypeParam>(random, static_cast<int>(spec.columns), 1)};
     ASSERT_NO_FATAL_FAILURE(ExpectStepsEqualPlainLoops(random, rows, subject));
   }
 }

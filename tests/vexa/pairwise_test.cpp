@@ -1,33 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <typeinfo>
-
 #include "support/bits.h"
 #include "support/plainpairwise.h"
 #include "support/rows.h"
+#include "support/runs.h"
 #include "support/statistics.h"
 #include "support/steps.h"
 
 namespace {
-
-/// The columns and pairs of an accumulator. An end of 0 stands for all columns of the first batch.
-struct Shape {
-  int col0 = 0;
-  int col1 = 0;
-  int col2 = 0;
-  bool rectangle = false;
-
-  std::vector<std::vector<std::size_t>> Pairs() const {
-    std::vector<std::vector<std::size_t>> pairs;
-    for (int row = col0; row < (rectangle ? col1 : col2); ++row) {
-      for (int col = rectangle ? col1 : col0; col < (rectangle ? col2 : row); ++col) {
-        pairs.push_back({static_cast<std::size_t>(row), static_cast<std::size_t>(col)});
-      }
-    }
-    return pairs;
-  }
-};
 
 /// A pairwise accumulator as plain loops.
 struct PlainPairwise {
@@ -36,7 +16,7 @@ struct PlainPairwise {
     Rows rows;
   };
 
-  Shape shape;
+  Runs runs;
   double missing;
   bool ofBlock;
   bool hasRegWeights = false;
@@ -51,9 +31,9 @@ struct PlainPairwise {
     if (part.count == 0) return;
     if (variables.empty()) {
       hasRegWeights = part.hasRegWeights;
-      if (shape.col2 == 0) shape.col2 = static_cast<int>(part.columns.size());
-      variables.resize(static_cast<std::size_t>(shape.col2 - shape.col0));
-      pairs.resize(shape.Pairs().size());
+      if (runs.col2 == 0 && !runs.areTwo) runs.col2 = static_cast<int>(part.columns.size());
+      variables.resize(static_cast<std::size_t>(runs.col2 - runs.col0));
+      pairs.resize(runs.Pairs().size());
     }
     const double weight = part.hasWeights ? plain::Sum(part.weights) : static_cast<double>(part.count);
     const plain::Column combined = plain::Combined(part.weights, part.regWeights);
@@ -61,11 +41,13 @@ struct PlainPairwise {
     weightSum += weight;
     regWeightSum += part.hasRegWeights ? plain::Sum(combined) : weight;
     for (std::size_t k = 0; k < variables.size(); ++k) {
-      const std::size_t col = static_cast<std::size_t>(shape.col0) + k;
+      const std::size_t col = static_cast<std::size_t>(runs.col0) + k;
       variables[k].Merge(plain::Reduce(part, {col}, missing));
     }
     std::size_t k = 0;
-    for (const auto& pair : shape.Pairs()) pairs[k++].Merge(plain::Reduce(part, pair, missing));
+    const auto first = static_cast<std::size_t>(runs.col0);
+    for (const auto& [i, j] : runs.Pairs())
+      pairs[k++].Merge(plain::Reduce(part, {first + i, first + j}, missing));
   }
 
   void Merge(const PlainPairwise& b) {
@@ -90,7 +72,7 @@ struct PlainPairwise {
       values.insert(values.end(), more.begin(), more.end());
     };
     if (ofBlock) {
-      for (const int col : {shape.col0, shape.col1, shape.col2}) values.push_back(col);
+      for (const int col : {runs.col0, runs.col1, runs.col2}) values.push_back(col);
     }
     if (!(weightSum > 0.0)) return values;
     for (const auto& variable : variables) append(variable.Variable(ofBlock));
@@ -99,75 +81,22 @@ struct PlainPairwise {
   }
 };
 
-/// What the steps need to know of an accumulator of a class.
 template <class Matrix>
-struct Subject;
-
-template <>
-struct Subject<vexa::MatrixPairwise> {
-  static constexpr bool kBlock = false;
-  static Shape RandomShape(Random& /*random*/, int /*columns*/) { return {}; }
-  static auto Make(const Shape& /*shape*/, double missing) {
-    return std::make_unique<vexa::MatrixPairwise>(missing);
-  }
-};
-
-int Between(Random& random, int first, int last) {
-  return std::uniform_int_distribution<int>(first, last)(random);
-}
-
-template <>
-struct Subject<vexa::SMatrixPairwise> {
-  static constexpr bool kBlock = true;
-  static Shape RandomShape(Random& random, int columns) {
-    if (Between(random, 0, 3) == 0) return {};
-    const int col0 = Between(random, 0, columns - 1);
-    return {col0, col0, Between(random, col0 + 1, columns)};
-  }
-  static auto Make(const Shape& shape, double missing) {
-    if (shape.col2 == 0) return std::make_unique<vexa::SMatrixPairwise>(missing);
-    return std::make_unique<vexa::SMatrixPairwise>(missing, shape.col0, shape.col2);
-  }
-};
-
-template <>
-struct Subject<vexa::NSMatrixPairwise> {
-  static constexpr bool kBlock = true;
-  /// Either run may be empty.
-  static Shape RandomShape(Random& random, int columns) {
-    const int col0 = Between(random, 0, columns - 1);
-    const int col2 = Between(random, col0 + 1, columns);
-    return {col0, Between(random, col0, col2), col2, true};
-  }
-  static auto Make(const Shape& shape, double missing) {
-    return std::make_unique<vexa::NSMatrixPairwise>(missing, shape.col0, shape.col1, shape.col2);
-  }
-};
-
-template <class Matrix>
-struct PairwiseSubject {
+struct Subject {
   using Accumulator = Matrix;
   using Plain = PlainPairwise;
+  static constexpr bool kBlock = kIsBlock<Matrix, double>;
 
-  Shape shape;
+  Runs runs;
   double missing;
 
-  auto Make() const { return Subject<Matrix>::Make(shape, missing); }
-  auto MakeOther() const { return Subject<Matrix>::Make(PlainOther().shape, PlainOther().missing); }
-  Plain PlainEmpty() const { return {shape, missing, Subject<Matrix>::kBlock}; }
-  Plain PlainOther() const {
-    Shape other = shape;
-    other.col2 += 3;
-    return {other, 5.0, Subject<Matrix>::kBlock};
-  }
+  auto Make() const { return MakeOver<Matrix>(runs, missing); }
+  static auto MakeOther() { return MakeOver<Matrix>(OtherRuns<Matrix, double>(), 5.0); }
+  Plain PlainEmpty() const { return {runs, missing, kBlock}; }
+  static Plain PlainOther() { return {OtherRuns<Matrix, double>(), 5.0, kBlock}; }
   /// A pairwise accumulator only reads the batch.
   static Plain::Batch Part(const Rows& rows) { return {rows}; }
-  static std::vector<double> Left(const Rows& rows) { return Contents(*FilledBatch(rows)); }
-  static std::vector<double> Add(Matrix& matrix, const Rows& rows) {
-    FilledBatch batch(rows, 3);
-    EXPECT_EQ(&(matrix += *batch), &matrix);
-    return Contents(*batch);
-  }
+  static FilledBatch Batch(const Rows& rows, unsigned int spare) { return FilledBatch(rows, spare); }
 };
 
 template <class Matrix>
@@ -182,13 +111,14 @@ TYPED_TEST(Pairwise, SplitsAndMergeTreesEqualPlainLoops) {
     RowsSpec spec = RandomSpec(random, 250, 12);
     if (seed % 10 == 0) {
       // Enough rows and columns for many columns to have one pattern.
-      spec.rows = static_cast<std::size_t>(Between(random, 50, 600));
-      spec.columns = static_cast<std::size_t>(Between(random, 17, 60));
+      spec.rows = 50 + random() % 550;
+      spec.columns = 17 + random() % 44;
     }
     AddMissing(random, spec);
     const Rows rows = MakeRows(random, spec);
-    const Shape shape = Subject<TypeParam>::RandomShape(random, static_cast<int>(spec.columns));
-    const PairwiseSubject<TypeParam> subject{shape, spec.missingCode};
+    // Runs may be empty.
+    const Runs runs = RandomRuns<TypeParam, double>(random, static_cast<int>(spec.columns), 0);
+    const Subject<TypeParam> subject{runs, spec.missingCode};
     ASSERT_NO_FATAL_FAILURE(ExpectStepsEqualPlainLoops(random, rows, subject));
   }
 }
@@ -201,7 +131,7 @@ Rows FiveColumns() {
 }
 
 TYPED_TEST(Pairwise, ViewsShowWhatIsAddedLater) {
-  const auto matrix = Subject<TypeParam>::Make({0, 1, 4, true}, 9.0);
+  const auto matrix = MakeOver<TypeParam>({0, 1, 4, true}, 9.0);
   *matrix += *FilledBatch(FiveColumns());
   auto&& variable = matrix->Var(1);
   auto&& pair = matrix->Pair(3, 0);
@@ -214,27 +144,20 @@ TYPED_TEST(Pairwise, ViewsShowWhatIsAddedLater) {
   EXPECT_EQ(matrix->NRows(), 8U);
 }
 
-TEST(PairwiseBlocks, ARunWithoutColumnsIsNeverSetUpButCountsRows) {
-  const Rows rows = FiveColumns();
+// A run without columns is never set up, so that weights may still change their form; its rows count.
+TEST(PairwiseBlocks, WithoutColumnsTakeWeightsOfAnyForm) {
   vexa::SMatrixPairwise none(9.0, 3, 3);
   vexa::NSMatrixPairwise neither(9.0, 3, 3, 3);
+  Rows weighted = FiveColumns();
+  weighted.hasRegWeights = true;
+  weighted.regWeights = {1, 2, 3, 4};
   for (vexa::MatrixBase* block :
        {static_cast<vexa::MatrixBase*>(&none), static_cast<vexa::MatrixBase*>(&neither)}) {
-    *block += *FilledBatch(rows);
-    // Nothing was set up, so that the weights may still change their form.
-    Rows weighted = rows;
-    weighted.hasRegWeights = true;
-    weighted.regWeights = {1, 2, 3, 4};
+    *block += *FilledBatch(FiveColumns());
     *block += *FilledBatch(weighted);
     EXPECT_EQ(block->NRows(), 8U);
   }
-  EXPECT_EQ(none.NColumns(), 0U);
-  EXPECT_EQ(none.WeightSum(), 8.0);
   EXPECT_EQ(none.RegWeightSum(), 14.0);
-  vexa::SMatrixPairwise two(9.0, 0, 2);
-  two += *FilledBatch(rows);
-  none += two;
-  EXPECT_TRUE(SameBits(Statistics(none), Statistics(two)));
 }
 
 TEST(PairwiseBlocks, MergesCompareNumbersOfColumnsAndPairsOnly) {
@@ -246,11 +169,6 @@ TEST(PairwiseBlocks, MergesCompareNumbersOfColumnsAndPairsOnly) {
   left += right;
   EXPECT_EQ(left.Var(0).NRows(), 6);
   EXPECT_EQ(left.Col2(), 2);
-  vexa::MatrixBase& base = left;
-  vexa::NSMatrixPairwise rectangle(9.0, 0, 1, 2);
-  EXPECT_EQ(&(base += rectangle), &base);
-  rectangle += *FilledBatch(rows);
-  EXPECT_THROW(base += rectangle, std::bad_cast);
 }
 
 }  // namespace
