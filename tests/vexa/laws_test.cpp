@@ -3,7 +3,6 @@
 #include <cmath>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <type_traits>
 #include <typeinfo>
 
@@ -11,11 +10,10 @@
 #include "support/rows.h"
 #include "support/scarcity.h"
 #include "support/statistics.h"
-#include "vexa/compaction.h"
-#include "vexa/driver.h"
 #include "vexa/matrixbase.h"
 
-// What holds of every accumulator, whatever it sums.
+// What holds of every accumulator, whatever it sums. That empty ones are neutral, that copies are independent and that
+// one can be added to itself is seen where random steps are compared with plain loops.
 
 namespace {
 
@@ -97,41 +95,6 @@ TYPED_TEST(Laws, SplitAndOrderOnlyRound) {
     for (std::size_t k = 0; k < whole.size(); ++k)
       ASSERT_NEAR(values[k], whole[k], 1e-9 * (1.0 + std::fabs(whole[k])));
   }
-}
-
-TYPED_TEST(Laws, EmptyIsNeutralAndMergingReturnsTheLeftObject) {
-  const auto full = this->From(SomeRows(3, 30));
-  const auto empty = TypeParam::Make();
-  const std::vector<double> before = Statistics(*full);
-  EXPECT_EQ(&(*full += *empty), full.get());
-  EXPECT_EQ(&Add(*full, SomeRows(3, 0)), full.get());
-  Rows weightless = SomeRows(8, 10);
-  weightless.weights.assign(10, 0.0);
-  *full += *this->From(weightless);
-  EXPECT_TRUE(SameBits(Statistics(*full), before)) << "nor does a part of weight 0 change anything";
-  *empty += *TypeParam::Make();
-  EXPECT_EQ(empty->NRows(), 0U);
-  *empty += *full;
-  EXPECT_TRUE(SameBits(Statistics(*empty), before));
-}
-
-TYPED_TEST(Laws, CopiesAreIndependent) {
-  auto original = this->From(SomeRows(4, 30));
-  const std::vector<double> before = Statistics(*original);
-  const auto copy = TypeParam::Make();
-  *copy += *original;
-  Add(*original, SomeRows(5, 10));
-  original.reset();
-  EXPECT_TRUE(SameBits(Statistics(*copy), before));
-}
-
-TYPED_TEST(Laws, AddingItselfDoubles) {
-  const Rows rows = SomeRows(6, 30);
-  const auto itself = this->From(rows);
-  const auto doubled = this->From(rows);
-  *doubled += *this->From(rows);
-  *itself += *itself;
-  EXPECT_TRUE(SameBits(Statistics(*itself), Statistics(*doubled)));
 }
 
 /// The laws of the interface that all accumulators but the full matrices share.
@@ -278,60 +241,8 @@ TYPED_TEST(Laws, AccessorsAskForNoMemory) {
             }));
 }
 
-/// A pass over batches of ten rows, on several threads.
-template <class Subject>
-class Pass : public vexa::ProblemBase {
- public:
-  explicit Pass(const Rows& rows) : _rows(rows) {}
-  vexa::ProblemWorker* CreateWorker() override { return new Worker(*this); }
-  const auto& Result() const { return *_result; }
-
- private:
-  using Accumulator = typename Subject::Accumulator;
-
-  class Worker : public vexa::ProblemWorker {
-   public:
-    explicit Worker(Pass& pass) : _pass(pass) {}
-    bool ReadBatch() override {
-      if (_pass._read == _pass._rows.count) return false;
-      _batch.emplace(_pass._rows.Slice(_pass._read, 10));
-      _pass._read += 10;
-      return true;
-    }
-    void ProcessBatch() override { *_own += **_batch; }
-    void MergeResult() override { *_pass._result += *_own; }
-
-   private:
-    Pass& _pass;
-    std::optional<BatchOf<Accumulator>> _batch;
-    const std::unique_ptr<Accumulator> _own = Subject::Make();
-  };
-
-  const Rows& _rows;
-  std::size_t _read = 0;
-  const std::unique_ptr<Accumulator> _result = Subject::Make();
-};
-
-TYPED_TEST(Laws, AFailedAllocationEndsARunInOrder) {
-  const Rows rows = SomeRows(4, 60);
-  Pass<TypeParam> plain(rows);
-  vexa::Driver(&plain, 1);
-  const std::vector<double> expected = Statistics(plain.Result());
-  for (const int threads : {1, 2, 3}) {
-    EXPECT_TRUE(EachAllocationFails([&](const auto& scarcely) {
-      Pass<TypeParam> pass(rows);
-      if (scarcely([&] { vexa::Driver(&pass, threads); })) return;
-      const std::vector<double> values = Statistics(pass.Result());
-      ASSERT_EQ(values.size(), expected.size());
-      // One thread gives the same bits, several the same up to the order of their merges.
-      for (std::size_t k = 0; k < values.size(); ++k)
-        ASSERT_NEAR(values[k], expected[k], threads == 1 ? 0.0 : 1e-9 * (1.0 + std::fabs(expected[k])));
-    })) << threads
-        << " threads";
-  }
-}
-
-TEST(Scarcity, OfBatchesCopiesAndRecords) {
+// The matrices make records of their own, so that of these only the handles are left.
+TEST(Scarcity, OfBatchesAndHandles) {
   const Rows rows = SomeRows(7, 40);
   const double* x = rows.columns[0].data();
   const double* y = rows.columns[1].data();
@@ -339,70 +250,41 @@ TEST(Scarcity, OfBatchesCopiesAndRecords) {
   const double* r = rows.regWeights.data();
   const unsigned int group = 0;
   FilledGroupedBatch sorted(rows, 3);
-  FilledBatch plain(rows);
-  /// Does something with a work area of its own and shows what came of it.
-  using Operation = std::function<std::vector<double>(vexa::WorkArea&)>;
-  const auto shown = [](const auto& record) {
-    std::vector<double> values;
-    statistics::Add(values, record._nRows, record._weightSum, record._regWeightSum);
-    if constexpr (requires { record._cscp; })
-      statistics::Add(values, record._mean0, record._css1, record._cscp);
-    if constexpr (requires { record._css; }) statistics::Add(values, record._mean, record._css);
-    return values;
-  };
-  const auto variable = [&](auto record) -> Operation {
-    return [=](vexa::WorkArea& work) mutable { return record.Init(x, w, r, work, 40), shown(record); };
-  };
-  const auto pair = [&](auto record) -> Operation {
-    return [=](vexa::WorkArea& work) mutable { return record.Init(x, y, w, r, work, 40), shown(record); };
-  };
-  const auto handle = [&](auto type, auto... columns) -> Operation {
-    return [=](vexa::WorkArea& work) {
-      typename decltype(type)::type first;
-      first.Init(columns..., w, r, work, 40);
-      const std::unique_ptr<typename decltype(type)::type> copy(first.Copy());
-      return shown(*copy->Data());
+  /// Shows what came of it.
+  using Operation = std::function<std::vector<double>()>;
+  const auto copied = [&]<class Handle>(std::type_identity<Handle>, auto... columns) -> Operation {
+    return [=] {
+      vexa::WorkArea work;
+      work._missing = kMissing;
+      Handle handle;
+      handle.Init(columns..., w, r, work, 40);
+      const std::unique_ptr<Handle> copy(handle.Copy());
+      return std::vector<double>{static_cast<double>(copy->NRows()), copy->RegWeightSum()};
     };
   };
   const Operation operations[] = {
-      [&](auto&) {
+      [&] {
         vexa::DataBatch batch(5, 100, w, r, &group);
         for (int row = 0; row < 100; ++row) batch.AddRow(x);
         return std::vector<double>{batch.Column(4)[99]};
       },
-      [&](auto&) {
+      [&] {
         vexa::DataBatchByGroup batch(5, 100, w, r, &group, 2);
         batch.NextRow()[4] = 3;
         batch.AddRow();
         batch.SortByGroup();
         return std::vector<double>{batch.Column(4)[0]};
       },
-      [&](auto&) { return sorted->SortByGroup(), Contents(*sorted); },
-      [&](vexa::WorkArea& work) {
-        vexa::CopyNonmissing(x, w, r, kMissing, 40, work._x0, work._w, work._rw);
-        return work._x0;
-      },
-      [&](vexa::WorkArea& work) {
-        vexa::CopyCompletePairs(x, y, w, r, kMissing, 40, work._x0, work._x1, work._w, work._rw);
-        return work._x1;
-      },
-      variable(vexa::VarStatsData()),
-      variable(vexa::VarStatData()),
-      pair(vexa::PairStatsData()),
-      pair(vexa::PairStatData()),
-      handle(std::type_identity<vexa::VarStat>(), x),
-      handle(std::type_identity<vexa::PairStat>(), x, y),
+      [&] { return sorted->SortByGroup(), Contents(*sorted); },
+      copied(std::type_identity<vexa::VarStat>(), x),
+      copied(std::type_identity<vexa::PairStat>(), x, y),
   };
   for (const Operation& operation : operations) {
     SCOPED_TRACE(&operation - operations);
-    vexa::WorkArea fresh;
-    fresh._missing = kMissing;
-    const std::vector<double> expected = operation(fresh);
+    const std::vector<double> expected = operation();
     EXPECT_TRUE(EachAllocationFails([&](const auto& scarcely) {
-      vexa::WorkArea work;
-      work._missing = kMissing;
       std::vector<double> values;
-      if (scarcely([&] { values = operation(work); })) values = operation(work);
+      if (scarcely([&] { values = operation(); })) values = operation();
       ASSERT_TRUE(SameBits(values, expected));
     }));
   }
