@@ -9,19 +9,8 @@
 
 namespace {
 
-TEST(Batch, KnowsTheLargestGroupUntilItIsCleared) {
-  Rows rows;
-  rows.columns = {{1, 3, 5}, {2, 4, 6}};
-  rows.groups = {5, 2, 9};
-  rows.count = 3;
-  FilledBatch batch(rows);
-  EXPECT_EQ(batch->Groups()[1], 2U);
-  EXPECT_EQ(batch->MaxGroupSeen(), 9U);
-  EXPECT_EQ(batch->Column(1), batch->Column(0) + 3);
-  batch->Clear();
-  EXPECT_EQ(batch->NRows() + batch->MaxGroupSeen(), 0U);
+TEST(Batch, SizeOfARow) {
   for (const auto size : {vexa::DataBatch::RowSize, vexa::DataBatchByGroup::RowSize}) {
-    EXPECT_EQ(size(3, true, true, true), 44U);
     EXPECT_EQ(size(3, true, false, true), 36U);
     EXPECT_EQ(size(0xffffffffU, true, false, false), std::uint64_t{8} << 32);
   }
@@ -55,6 +44,7 @@ TEST(Batch, TakesRowsInBulkAsOneByOne) {
     double weight = 0;
     double regWeight = 0;
     unsigned int group = 0;
+    unsigned int largest = 0;
     const auto make = [&] {
       return vexa::DataBatch(columns, 100, seed % 2 ? &weight : nullptr, seed % 3 ? &regWeight : nullptr,
                              seed % 5 ? &group : nullptr);
@@ -66,14 +56,18 @@ TEST(Batch, TakesRowsInBulkAsOneByOne) {
       weight = static_cast<double>(random());
       regWeight = static_cast<double>(random());
       group = static_cast<unsigned int>(random());
+      if (part > 0 && seed % 5) largest = std::max(largest, group);
       bulk.AddRows(row, static_cast<unsigned int>(part), stride);
       for (std::size_t k = 0; k < part; ++k, row += stride) single.AddRow(row);
     }
     ASSERT_TRUE(SameBits(Contents(bulk), Contents(single)));
-    ASSERT_EQ(bulk.MaxGroupSeen(), single.MaxGroupSeen());
+    ASSERT_EQ(bulk.MaxGroupSeen(), largest);
+    ASSERT_EQ(single.MaxGroupSeen(), largest);
     if (seed % 5) {
       ASSERT_TRUE(std::equal(bulk.Groups(), bulk.Groups() + bulk.NRows(), single.Groups()));
     }
+    bulk.Clear();
+    ASSERT_EQ(bulk.NRows() + bulk.MaxGroupSeen(), 0U);
   }
 }
 
