@@ -11,6 +11,7 @@
 #include "command/commands.h"
 #include "command/ranges.h"
 #include "command/session.h"
+#include "derive/inrange.h"
 #include "derive/pairwise.h"
 #include "pass/perlevel.h"
 #include "render/plot/ranges.h"
@@ -22,19 +23,22 @@ namespace command {
 namespace {
 
 constexpr const char* kUndefined =
-    "NA: undefined, as a variable has no values, or its cases weigh 1 or less, or a sum is beyond the range "
-    "of a "
-    "double.";
+    "NA: undefined, as a variable has no values, or its cases weigh 1 or less, or a sum is beyond or below "
+    "the range of a double.";
 
 using Variables = vexa::NSMatrixPairwise;
 
 /// Of each variable, over `rows` rows.
 std::vector<derive::Description> DescriptionsOf(const Variables& sums, std::uint64_t rows,
                                                 const std::vector<double>& origin,
-                                                std::span<const derive::Range> ranges) {
+                                                std::span<const derive::Range> ranges,
+                                                std::span<const derive::Spread> spreads) {
   std::vector<derive::Description> descriptions;
-  for (const derive::Cell& cell : derive::VariableCells(sums, origin, ranges))
-    descriptions.push_back(derive::Describe(cell, rows - cell.n));
+  for (const derive::Cell& cell : derive::VariableCells(sums, origin, ranges)) {
+    const derive::Spread spread = spreads[descriptions.size()];
+    descriptions.push_back(
+        derive::Describe(derive::InRange(cell, spread, spread, derive::Rows::kAll), rows - cell.n));
+  }
   return descriptions;
 }
 
@@ -57,7 +61,8 @@ void AddUndefinedNote(const std::vector<derive::Description>& descriptions, rend
 int DescribeAll(Session& session, const std::function<std::unique_ptr<Variables>()>& fresh) {
   const auto reduction = session.Reduce<Variables>(fresh);
   const std::vector<derive::Description> descriptions =
-      DescriptionsOf(*reduction.sums, reduction.tally.used, reduction.origin, RangesOf(reduction.extremes));
+      DescriptionsOf(*reduction.sums, reduction.tally.used, reduction.origin, RangesOf(reduction.extremes),
+                     reduction.spreads);
   render::Page page = session.StartPage("Statistics", reduction);
   page.account.weightSum = reduction.sums->WeightSum();
   page.account.regWeightSum = reduction.sums->RegWeightSum();
@@ -86,7 +91,8 @@ int DescribeByGroup(Session& session, const std::string& by,
     const Variables& sums = reduction.sums->At(level);
     const std::vector<derive::Description> own =
         DescriptionsOf(sums, reduction.tally.groupRows[level], reduction.origin,
-                       std::span(ranges).subspan(level * variables, variables));
+                       std::span(ranges).subspan(level * variables, variables),
+                       std::span(reduction.spreads).subspan(level * variables, variables));
     names.push_back(levels.Label(level));
     descriptions.insert(descriptions.end(), own.begin(), own.end());
     page.account.weightSum += sums.WeightSum();

@@ -33,8 +33,8 @@ int RunGroups(const GroupOptions& options, Messages& messages) {
   });
   std::vector<std::string> names;
   for (unsigned int level = 0; level < levels.Size(); ++level) names.push_back(levels.Label(level));
-  const derive::GroupAnalysis analysis =
-      derive::AnalyseGroups(*reduction.sums, reduction.origin, reduction.tally.groupRows, options.priors);
+  const derive::GroupAnalysis analysis = derive::AnalyseGroups(
+      *reduction.sums, reduction.origin, reduction.tally.groupRows, options.priors, reduction.spreads);
 
   render::Page page = session.StartPage(
       fmt::format("Discriminant analysis by {}", text::Escaped(options.common.grouping->by)), reduction);

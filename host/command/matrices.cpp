@@ -11,6 +11,7 @@
 #include "command/commands.h"
 #include "command/session.h"
 #include "derive/definite.h"
+#include "derive/inrange.h"
 #include "derive/listwise.h"
 #include "derive/matrix.h"
 #include "derive/pairwise.h"
@@ -45,7 +46,8 @@ constexpr Statistic kStatistics[] = {
                  "  vexa-stats cov -c height,weight:age -w cases part1.csv part2.csv\n"
                  "  vexa-stats cov -f csv -o cov.csv data.csv\n",
      .plural = "Covariances",
-     .undefined = "NA: undefined, as its cases weigh 1 or less, or a sum is beyond the range of a double.",
+     .undefined =
+         "NA: undefined, as its cases weigh 1 or less, or a sum is beyond or below the range of a double.",
      .picture =
          "A colour shows a covariance as a share of what it could be at most, the product of both standard "
          "deviations: their correlation, from −1, red, to 1, blue.",
@@ -59,8 +61,8 @@ constexpr Statistic kStatistics[] = {
                  "  vexa-stats corr --missing pairwise --counts --p data.csv\n"
                  "  zcat data.csv.gz | vexa-stats corr -f json > corr.json\n",
      .plural = "Correlations",
-     .undefined =
-         "NA: undefined, as a variable does not vary in its rows, or a sum is beyond the range of a double.",
+     .undefined = "NA: undefined, as a variable does not vary in its rows, or a sum is beyond or below the "
+                  "range of a double.",
      .picture = "A colour shows a correlation, from −1, red, to 1, blue.",
      .isBounded = true,
      .derive = derive::Correlations,
@@ -142,7 +144,8 @@ int ReduceAndShow(const Work& work, Arguments... arguments) {
   render::Page page = work.session.StartPage(work.statistic.plural, reduction);
   page.account.weightSum = reduction.sums->WeightSum();
   page.account.regWeightSum = reduction.sums->RegWeightSum();
-  return Show(work, Sums(*reduction.sums, reduction.origin), std::move(page));
+  const Sums sums(*reduction.sums, reduction.origin);
+  return Show(work, derive::SumsInRange(sums, reduction.spreads), std::move(page));
 }
 
 int RunMatrix(const Statistic& statistic, const Options& options, Messages& messages) {

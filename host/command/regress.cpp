@@ -6,6 +6,7 @@
 
 #include "command/commands.h"
 #include "command/session.h"
+#include "derive/inrange.h"
 #include "derive/listwise.h"
 #include "derive/pairwise.h"
 #include "derive/regression.h"
@@ -41,7 +42,8 @@ int ReduceAndShow(const RegressOptions& options, Messages& messages, Arguments..
       session.Reduce<Accumulator>([=] { return std::make_unique<Accumulator>(arguments...); });
   // The means stay about the origin: see derive::Regress.
   const Sums sums(*reduction.sums, std::vector<double>(names.size()));
-  const derive::Regression regression = derive::Regress(sums, reduction.origin, options.model);
+  const derive::Regression regression =
+      derive::Regress(derive::SumsInRange(sums, reduction.spreads), reduction.origin, options.model);
   if (regression.contradiction)
     throw table::InputError(render::ContradictionSentence(*regression.contradiction, names));
 

@@ -3,6 +3,7 @@
 #include "command/commands.h"
 #include "command/ranges.h"
 #include "command/session.h"
+#include "derive/inrange.h"
 #include "derive/listwise.h"
 #include "derive/pairwise.h"
 #include "render/tables.h"
@@ -19,7 +20,8 @@ int Show(Session& session, const pass::Reduction<Accumulator>& reduction, const 
   render::Page page = session.StartPage("Sums", reduction);
   page.account.weightSum = reduction.sums->WeightSum();
   page.account.regWeightSum = reduction.sums->RegWeightSum();
-  page.tables = render::SumsTables(sums, session.Variables(), session.Variables(), extremes);
+  const derive::SumsInRange inRange(sums, reduction.spreads);
+  page.tables = render::SumsTables(inRange, session.Variables(), session.Variables(), extremes);
   return session.Deliver(page);
 }
 

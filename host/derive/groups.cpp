@@ -242,38 +242,56 @@ ClassificationFunctions Classify(const Cholesky& pooled, const GroupAnalysis& an
   return functions;
 }
 
-/// Variables whose sums of squares are beyond a double.
-std::vector<std::size_t> Overflown(const Matrix& total) {
-  std::vector<std::size_t> variables;
-  for (std::size_t variable = 0; variable < total.rows; ++variable)
-    if (!std::isfinite(total.At(variable, variable))) variables.push_back(variable);
-  return variables;
+/// Sorts out the variables whose sums of squares are no doubles. Those of which only means differ, by too little, become
+/// undefined with it.
+void FindOutOfRange(const GroupSums& sums, const LongMatrix& within, LongMatrix& between,
+                    const GroupAnalysis& analysis, Singularity& singularity) {
+  for (Index variable = 0; variable < within.rows(); ++variable) {
+    bool isBelow = std::any_of(analysis.groups.begin(), analysis.groups.end(),
+                               [&](const Group& group) { return sums.IsBelow(group.level, variable); });
+    const long double total = within(variable, variable) + between(variable, variable);
+    if (total > 0.0L && total < kLeastSquares) {
+      isBelow = true;
+      between.row(variable).setConstant(kUndefined);
+      between.col(variable).setConstant(kUndefined);
+    }
+    const bool isBeyond = !isBelow && !std::isfinite(static_cast<double>(total));
+    if (isBelow) singularity.below.push_back(static_cast<std::size_t>(variable));
+    if (isBeyond) singularity.overflown.push_back(static_cast<std::size_t>(variable));
+  }
 }
 
 }  // namespace
 
 GroupAnalysis AnalyseGroups(const vexa::DiscIndividualMatrix& matrix, const std::vector<double>& origin,
-                            const std::vector<std::uint64_t>& rows, Priors priors) {
-  const GroupSums sums(matrix);
+                            const std::vector<std::uint64_t>& rows, Priors priors,
+                            std::vector<Spread> spreads) {
+  const GroupSums sums(matrix, std::move(spreads));
   GroupAnalysis analysis;
   FindGroups(sums, rows, analysis);
   const LongMatrix within = SumWithin(sums, analysis);
   const LongMatrix means = CentredMeans(sums, origin, analysis);
   const VectorXd weights = Weights(analysis);
-  const LongMatrix between = SumBetween(means, weights);
+  LongMatrix between = SumBetween(means, weights);
+  Singularity& singularity = analysis.singularity;
+  singularity.isTooHeavy = std::isinf(analysis.weight);
+  if (singularity.isTooHeavy) {
+    between.setConstant(kUndefined);
+  } else {
+    FindOutOfRange(sums, within, between, analysis, singularity);
+  }
   analysis.within = FromEigen(MatrixXd(within.cast<double>()));
   analysis.between = FromEigen(MatrixXd(between.cast<double>()));
   analysis.total = FromEigen(MatrixXd((within + between).cast<double>()));
 
   const double df = analysis.weight - static_cast<double>(analysis.groups.size());
-  const MatrixXd covariance = df > 0.0 ? MatrixXd((within / df).cast<double>())
-                                       : MatrixXd::Constant(within.rows(), within.cols(), kUndefined);
+  const MatrixXd covariance = df > 0.0 && std::isfinite(df)
+                                  ? MatrixXd((within / df).cast<double>())
+                                  : MatrixXd::Constant(within.rows(), within.cols(), kUndefined);
   analysis.covariance = FromEigen(covariance);
   TestEachVariable(df, analysis);
 
-  Singularity& singularity = analysis.singularity;
   singularity.isTooLight = !(df > 0.0);
-  singularity.overflown = Overflown(analysis.total);
   if (singularity.IsThere()) return analysis;
   const Cholesky pooled(covariance);
   singularity.constant = pooled.Constant();

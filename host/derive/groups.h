@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "derive/distributions.h"
+#include "derive/inrange.h"
 #include "derive/matrix.h"
 #include "vexa/DscIndividualMatrix.h"
 
@@ -24,11 +25,16 @@ struct Group {
 /// Why what needs the inverse of the pooled covariance matrix is undefined.
 struct Singularity {
   bool isTooLight = false;                  ///< the groups together weigh no more than their number
+  bool isTooHeavy = false;                  ///< a sum of weights is beyond a double
   std::vector<std::size_t> overflown = {};  ///< variables whose sums of squares are beyond a double
+  std::vector<std::size_t> below = {};  ///< that vary by less than a double holds the squares of: see InRange
   std::vector<std::size_t> constant = {};   ///< variables without spread in any group
   std::vector<std::size_t> dependent = {};  ///< variables that those before them determine
 
-  bool IsThere() const { return isTooLight || !overflown.empty() || !constant.empty() || !dependent.empty(); }
+  bool IsThere() const {
+    return isTooLight || isTooHeavy || !overflown.empty() || !below.empty() || !constant.empty() ||
+           !dependent.empty();
+  }
 };
 
 /// Wilks' Λ = |within| ÷ |total| with Rao's (1951) F.
@@ -98,10 +104,12 @@ struct GroupAnalysis {
 };
 
 /// The analysis of the groups' sums. `origin[i]` was subtracted from every value of variable i, `rows[level]` counts
-/// the rows of a level. A level without weight is no group. The matrix must hold data.
+/// the rows of a level. A level without weight is no group. The matrix must hold data. `spreads` are those of the
+/// variables in each level, level by level; without any, no spread is taken to be below the range of a double.
 /// O(groups × variables³).
 GroupAnalysis AnalyseGroups(const vexa::DiscIndividualMatrix& sums, const std::vector<double>& origin,
-                            const std::vector<std::uint64_t>& rows, Priors priors);
+                            const std::vector<std::uint64_t>& rows, Priors priors,
+                            std::vector<Spread> spreads = {});
 
 }  // namespace derive
 

@@ -1,6 +1,9 @@
 #include "derive/groupsums.h"
 
 #include <cassert>
+#include <cmath>
+#include <limits>
+#include <utility>
 
 namespace derive {
 namespace {
@@ -9,10 +12,14 @@ namespace {
 /// thousands, and as much again per level of the merge tree. Below it, no digit of a spread is left.
 constexpr long double kRounding = 1e-12L;
 
+constexpr double kUndefined = std::numeric_limits<double>::quiet_NaN();
+
 }  // namespace
 
-GroupSums::GroupSums(const vexa::DiscIndividualMatrix& matrix) : _matrix(matrix) {
+GroupSums::GroupSums(const vexa::DiscIndividualMatrix& matrix, std::vector<Spread> spreads)
+    : _matrix(matrix), _spreads(std::move(spreads)) {
   assert(matrix.WeightSum() > 0.0);
+  assert(_spreads.empty() || _spreads.size() == Groups() * static_cast<std::size_t>(Variables()));
 }
 
 double GroupSums::Cell(Eigen::Index row, Eigen::Index col, std::size_t group) const {
@@ -22,7 +29,16 @@ double GroupSums::Cell(Eigen::Index row, Eigen::Index col, std::size_t group) co
 double GroupSums::Weight(std::size_t group) const { return Cell(Variables(), Variables(), group); }
 
 long double GroupSums::Mean(std::size_t group, Eigen::Index variable) const {
-  return static_cast<long double>(Cell(Variables(), variable, group)) / Weight(group);
+  const double weight = Weight(group);
+  if (std::isinf(weight)) return std::numeric_limits<long double>::quiet_NaN();
+  return static_cast<long double>(Cell(Variables(), variable, group)) / weight;
+}
+
+bool GroupSums::IsBelow(std::size_t group, Eigen::Index variable) const {
+  if (_spreads.empty()) return false;
+  // About the moved origin a spread has no smaller squares than about the mean.
+  const std::size_t at = group * static_cast<std::size_t>(Variables()) + static_cast<std::size_t>(variable);
+  return _spreads[at] > 0.0 && Cell(variable, variable, group) < kLeastSquares;
 }
 
 Eigen::MatrixXd GroupSums::Scatter(std::size_t group) const {
@@ -37,9 +53,11 @@ Eigen::MatrixXd GroupSums::Scatter(std::size_t group) const {
     }
   }
   for (Eigen::Index variable = 0; variable < variables; ++variable) {
-    if (scatter(variable, variable) > kRounding * Cell(variable, variable, group)) continue;
-    scatter.row(variable).setZero();
-    scatter.col(variable).setZero();
+    const double raw = Cell(variable, variable, group);
+    const bool isHeld = std::isfinite(raw) && std::isfinite(Weight(group)) && !IsBelow(group, variable);
+    if (isHeld && scatter(variable, variable) > kRounding * raw) continue;
+    scatter.row(variable).setConstant(isHeld ? 0.0 : kUndefined);
+    scatter.col(variable).setConstant(isHeld ? 0.0 : kUndefined);
   }
   return scatter;
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "derive/inrange.h"
 #include "vexa/DscIndividualMatrix.h"
 
 namespace derive {
@@ -16,23 +17,27 @@ namespace derive {
 /// origin of its variables near their values first. What is left is formed with the digits of a long double.
 class GroupSums {
  public:
-  /// The matrix must hold data and stay where it is.
-  explicit GroupSums(const vexa::DiscIndividualMatrix& matrix);
+  /// The matrix must hold data and stay where it is. `spreads`: level by level, or none.
+  GroupSums(const vexa::DiscIndividualMatrix& matrix, std::vector<Spread> spreads);
 
   Eigen::Index Variables() const { return _matrix.NVar(); }
   std::size_t Groups() const { return static_cast<std::size_t>(_matrix.NGroup()); }
 
   double Weight(std::size_t group) const;
-  /// Of a group with weight, about the moved origin.
+  /// Of a group with weight, about the moved origin; NaN if the weight is infinite.
   long double Mean(std::size_t group, Eigen::Index variable) const;
   /// Σ w (x − mean x)(y − mean y) within a group with weight, every pair of variables. A variable whose sum of squares
-  /// is within the rounding of its raw sums is constant in the group, and all its cells are exactly 0.
+  /// is within the rounding of its raw sums is constant in the group, and all its cells are exactly 0; they are NaN for one
+  /// whose sums have left the range of a double at either end.
   Eigen::MatrixXd Scatter(std::size_t group) const;
+  /// Whether the variable varies in the group, but by so little that its squares are no doubles.
+  bool IsBelow(std::size_t group, Eigen::Index variable) const;
 
  private:
   double Cell(Eigen::Index row, Eigen::Index col, std::size_t group) const;
 
   const vexa::DiscIndividualMatrix& _matrix;
+  std::vector<Spread> _spreads;
 };
 
 }  // namespace derive

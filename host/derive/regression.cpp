@@ -62,6 +62,7 @@ class Moments {
             cell.cscp + weight * meanRow * meanCol};
   }
   bool HasRows(std::size_t variable) const { return _sums.At(variable, variable).n > 0; }
+  bool IsBelow(std::size_t variable) const { return _sums.At(variable, variable).isBelowRow; }
   Real Squares(std::size_t variable) const { return Of(variable, variable).squaresRow; }
   /// What makes cosines of the variables their sums, but for the factor of all sums: with pairwise sums, where cases
   /// differ, the deviation.
@@ -94,7 +95,9 @@ std::vector<std::size_t> Varying(const Moments& moments, LeftOutPredictors& left
   std::vector<std::size_t> varying;
   for (std::size_t variable = 0; variable < moments.Response(); ++variable) {
     const Real squares = moments.Squares(variable);
-    if (moments.HasRows(variable) && !std::isfinite(static_cast<double>(squares))) {
+    if (moments.IsBelow(variable)) {
+      leftOut.below.push_back(variable);
+    } else if (moments.HasRows(variable) && !std::isfinite(static_cast<double>(squares))) {
       leftOut.overflown.push_back(variable);
     } else if (squares > 0.0L) {
       varying.push_back(variable);
@@ -262,6 +265,10 @@ Regression Regress(const Sums& sums, const std::vector<double>& origin, const Re
   all = predictors;
   all.push_back(moments.Response());
   regression.weight = moments.Smallest(&Cell::weightSum, all);
+  regression.isTooHeavy =
+      std::isinf(regression.weight) || std::isinf(moments.Smallest(&Cell::regWeightSum, all));
+  if (regression.isTooHeavy) regression.leftOut = {};
+  regression.isBelow = moments.IsBelow(moments.Response());
   regression.residualDf =
       regression.weight - static_cast<double>(predictors.size()) - (model.hasIntercept ? 1.0 : 0.0);
   const Real cases = moments.Cases(regression.weight);

@@ -33,6 +33,7 @@ struct Coefficient {
 /// Predictors that take no part, each list in the order given.
 struct LeftOutPredictors {
   std::vector<std::size_t> overflown = {};  ///< the sum of squares is beyond a double
+  std::vector<std::size_t> below = {};  ///< it varies, but that sum is below what a double holds: see InRange
   std::vector<std::size_t> constant = {};   ///< it is 0
   std::vector<std::size_t> dependent = {};  ///< those before it determine it: see kLeastTolerance
 };
@@ -61,6 +62,9 @@ struct Regression {
   FTest test;  ///< of the hypothesis that all coefficients but the intercept are 0
   /// √(λmax ÷ λmin) of the predictors' correlation matrix; about zero without intercept.
   double condition;
+  bool isTooHeavy = false;  ///< a sum of weights is beyond a double: nothing is defined
+  bool isBelow =
+      false;  ///< the response varies, but its sum of squares is below what a double holds: see InRange
   /// The residuals are no more than the rounding of the sums: they are taken for 0.
   bool isExact = false;
 };

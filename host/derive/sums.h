@@ -28,6 +28,9 @@ struct Cell {
   double cscp = 0.0;  ///< Σ w (x − mean x)(y − mean y)
   Range rangeRow = {};
   Range rangeCol = {};
+  /// The variable varies by so little that its squares leave the range of a double: css is NaN. See InRange.
+  bool isBelowRow = false;
+  bool isBelowCol = false;
 };
 
 /// The sums of an accumulator, whatever its shape and its handling of missing values.

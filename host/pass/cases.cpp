@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
+#include <numeric>
 #include <utility>
 
 namespace pass {
@@ -43,6 +44,8 @@ void Cases::Clear() {
   _counts.tally.lacking.assign(_row.size(), 0);
   if (_levels != nullptr) _counts.tally.groupRows.assign(_levels->Size(), 0);
   const std::size_t levels = _levels != nullptr ? _levels->Size() : 1;
+  _counts.spreads.assign(levels * _row.size(), {});
+  _open.assign(levels, {});
   _counts.extremes.assign(_wantsExtremes ? levels * _row.size() : 0, {});
 }
 
@@ -57,12 +60,28 @@ bool Cases::Take(std::span<const double> cells, std::optional<std::string_view> 
   if (!TakeWeights(cells) || !TakeGroup(cells, text) || !TakeValues(cells)) return false;
   ++_counts.tally.used;
   if (_levels != nullptr) ++_counts.tally.groupRows[_group];
+  TakeSpreads(cells);
   if (_wantsExtremes) {
     Extremes* extremes = _counts.extremes.data() + _group * _row.size();
     for (std::size_t at = 0; at < _row.size(); ++at)
       if (cells[at] != table::kMissing) extremes[at].Take(cells[at]);
   }
   return true;
+}
+
+/// Almost every variable needs only the first two or three rows of a chunk.
+void Cases::TakeSpreads(std::span<const double> cells) {
+  Spread* const spreads = _counts.spreads.data() + _group * _row.size();
+  std::vector<std::size_t>& open = _open[_group];
+  if (open.empty() && (_levels != nullptr ? _counts.tally.groupRows[_group] : _counts.tally.used) == 1) {
+    open.resize(_row.size());
+    std::iota(open.begin(), open.end(), std::size_t{0});
+  }
+  if (open.empty()) return;
+  std::erase_if(open, [&](std::size_t at) {
+    if (cells[at] != table::kMissing) spreads[at].Take(cells[at]);
+    return !spreads[at].IsOpen();
+  });
 }
 
 bool Cases::TakeWeights(std::span<const double> cells) {

@@ -45,6 +45,7 @@ class Cases {
   bool TakeWeights(std::span<const double> cells);
   bool TakeGroup(std::span<const double> cells, std::optional<std::string_view> text);
   bool TakeValues(std::span<const double> cells);
+  void TakeSpreads(std::span<const double> cells);
 
   table::RowParser _parser;
   const std::vector<double>& _origin;
@@ -58,6 +59,8 @@ class Cases {
   double _regWeight = 1.0;
   unsigned int _group = 0;
   Counts _counts;
+  std::vector<std::vector<std::size_t>>
+      _open;  // of each level, the variables whose spread may still become larger
 };
 
 template <class F>

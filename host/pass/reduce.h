@@ -66,7 +66,10 @@ struct Reduction {
   std::unique_ptr<Accumulator> sums = {};
   std::vector<double> origin = {};  ///< of each variable: to be added to its mean
   Tally tally = {};
-  /// Of each variable, with groups level by level, in the input's own values; empty unless wanted.
+  /// Of each variable, with groups level by level, in the input's own values: a distance between two of them, 0 if all
+  /// are the same. Only below Spread::kEnough it is about the largest.
+  std::vector<double> spreads = {};
+  /// Likewise; empty unless wanted.
   std::vector<Extremes> extremes = {};
   bool complete = true;  ///< false: stopped, so these are the first `tally.read` rows
 };
@@ -184,6 +187,7 @@ Reduction<Accumulator> Reduce(table::Input& input, const Columns& columns, const
   }
   result.tally = std::move(counts.tally);
   result.extremes = std::move(counts.extremes);
+  for (const Spread& spread : counts.spreads) result.spreads.push_back(spread.most);
   return result;
 }
 

@@ -33,8 +33,16 @@ void Extremes::Take(const Extremes& other) {
   Take(other.max);
 }
 
+void Spread::Take(const Spread& later) {
+  if (std::isnan(later.first)) return;
+  Take(later.first);
+  most = std::max(most, later.most);
+}
+
 void Counts::Add(const Counts& other) {
   tally.Add(other.tally);
+  assert(spreads.size() == other.spreads.size());
+  for (std::size_t at = 0; at < spreads.size(); ++at) spreads[at].Take(other.spreads[at]);
   assert(extremes.size() == other.extremes.size());
   for (std::size_t at = 0; at < extremes.size(); ++at) extremes[at].Take(other.extremes[at]);
 }

@@ -1,6 +1,7 @@
 #ifndef HOST_PASS_TALLY_H
 #define HOST_PASS_TALLY_H
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -41,10 +42,29 @@ struct Extremes {
   void Take(const Extremes& other);
 };
 
+/// How far a variable's values in the rows used are from the first of them. Its sums need not tell that they differ at
+/// all: squares leave the range of a double long before their roots.
+struct Spread {
+  /// Of a distance from which on it does not matter by how much it is too small.
+  static constexpr double kEnough = 1e-100;
+
+  double first = std::numeric_limits<double>::quiet_NaN();  ///< NaN while there is no value
+  double most = 0.0;                                        ///< the largest distance, or some that is enough
+
+  /// Whether there is any need for further values.
+  bool IsOpen() const { return most < kEnough; }
+  void Take(double value) {
+    if (std::isnan(first)) first = value;
+    most = std::max(most, std::abs(value - first));
+  }
+  void Take(const Spread& later);
+};
+
 /// What is counted beside an accumulator.
 struct Counts {
   Tally tally;
-  std::vector<Extremes> extremes;  ///< of each variable, with groups level by level; empty unless wanted
+  std::vector<Extremes> extremes;    ///< of each variable, with groups level by level; empty unless wanted
+  std::vector<Spread> spreads = {};  ///< likewise, but never empty
 
   void Add(const Counts& other);
 };

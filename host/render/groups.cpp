@@ -214,10 +214,12 @@ void GroupReport::NoteSingularity(std::vector<std::string>& notes) const {
   const derive::Singularity& singularity = _analysis.singularity;
   if (!singularity.IsThere()) return;
   if (singularity.isTooLight) notes.emplace_back("The groups together weigh no more than their number.");
+  if (singularity.isTooHeavy) notes.emplace_back("The sum of the weights is beyond the range of a double.");
   const auto name = [&](const char* what, const std::vector<std::size_t>& variables) {
     if (!variables.empty()) notes.push_back(fmt::format("{}: {}.", what, Named(variables)));
   };
   name("Variables whose sums of squares are beyond the range of a double", singularity.overflown);
+  name("Variables whose sums of squares are below the range of a double", singularity.below);
   name("Variables that do not vary within any group", singularity.constant);
   name("Variables that those before them determine", singularity.dependent);
   notes.emplace_back(
@@ -227,10 +229,13 @@ void GroupReport::NoteSingularity(std::vector<std::string>& notes) const {
 
 void GroupReport::NoteBox(std::vector<std::string>& notes) const {
   std::vector<std::string> light;
+  std::vector<std::string> spoilt;
   std::vector<std::string> singular;
   for (const derive::WithoutBox& without : _analysis.box.leftOut) {
     const std::string group = text::Quoted(_groups[without.group]);
-    if (without.variable) {
+    if (without.variable && std::isnan(_analysis.within.At(*without.variable, *without.variable))) {
+      spoilt.push_back(fmt::format("{} ({})", group, text::Escaped(_variables[*without.variable])));
+    } else if (without.variable) {
       singular.push_back(fmt::format("{} ({})", group, text::Escaped(_variables[*without.variable])));
     } else {
       light.push_back(group);
@@ -241,6 +246,7 @@ void GroupReport::NoteBox(std::vector<std::string>& notes) const {
     notes.push_back(fmt::format("Groups {} are left out of Box's test: {}.", why, text::ListOf(groups)));
   };
   leaveOut("without variances, as they weigh no more than 1,", light);
+  leaveOut("where a sum is beyond or below the range of a double", spoilt);
   leaveOut("where a variable does not vary or those before it determine it", singular);
   if (std::isnan(_analysis.box.m))
     notes.emplace_back("Box's test is undefined, as fewer than two groups take part.");

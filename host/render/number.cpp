@@ -45,7 +45,7 @@ std::string Grouped(std::uint64_t count) {
 std::string WeightSum(double sum, int digits) {
   if (sum >= 0.0 && sum <= kExactIntegers && sum == std::floor(sum))
     return Grouped(static_cast<std::uint64_t>(sum));
-  return Significant(sum, digits);
+  return std::isfinite(sum) ? Significant(sum, digits) : "more than a double holds";
 }
 
 }  // namespace render

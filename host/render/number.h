@@ -18,8 +18,8 @@ std::string Fixed(double value, int decimals);
 
 /// A count with separators: 1,234,567.
 std::string Grouped(std::uint64_t count);
-/// A sum of weights: as a count where it is one that a double holds exactly, else with `digits` significant
-/// digits.
+/// A sum of weights: as a count where it is one that a double holds exactly, else with `digits` significant digits; in
+/// words where it is not finite.
 std::string WeightSum(double sum, int digits);
 
 }  // namespace render

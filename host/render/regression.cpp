@@ -130,6 +130,7 @@ Table RegressionReport::LeftOut() const {
   const derive::LeftOutPredictors& out = _regression.leftOut;
   std::vector<std::pair<std::string, const char*>> reasons;
   for (const std::size_t variable : out.overflown) reasons.emplace_back(_variables[variable], "overflow");
+  for (const std::size_t variable : out.below) reasons.emplace_back(_variables[variable], "underflow");
   for (const std::size_t variable : out.constant) reasons.emplace_back(_variables[variable], "constant");
   for (const std::size_t variable : out.dependent) reasons.emplace_back(_variables[variable], "collinear");
   Table table{.name = "left_out", .rows = reasons.size(), .audience = Audience::kJson};
@@ -140,6 +141,8 @@ Table RegressionReport::LeftOut() const {
 
 std::vector<std::string> RegressionReport::Notes() const {
   std::vector<std::string> notes;
+  if (_regression.isTooHeavy)
+    return {"The sum of the weights is beyond the range of a double: nothing is defined."};
   NoteLeftOut(notes);
   NoteUndefined(notes);
   if (_regression.condition >= kLargeCondition) {
@@ -164,6 +167,7 @@ void RegressionReport::NoteLeftOut(std::vector<std::string>& notes) const {
     if (!variables.empty()) notes.push_back(fmt::format("Left out, as {}: {}.", why, Named(variables)));
   };
   name("the sum of squares is beyond the range of a double", out.overflown);
+  name("the sum of squares is below the range of a double", out.below);
   name(_model.hasIntercept ? "it does not vary" : "it is 0 in all rows", out.constant);
   name("those before it determine it", out.dependent);
 }
@@ -172,7 +176,8 @@ void RegressionReport::NoteUndefined(std::vector<std::string>& notes) const {
   const derive::Regression& r = _regression;
   const std::string response = text::Escaped(_response[0]);
   if (!std::isfinite(r.totalSquares)) {
-    notes.push_back(fmt::format("The sum of squares of {} is beyond the range of a double.", response));
+    notes.push_back(fmt::format("The sum of squares of {} is {} the range of a double.", response,
+                                r.isBelow ? "below" : "beyond"));
   } else if (!(r.totalSquares > 0.0)) {
     notes.push_back(fmt::format("{} {}: nothing to explain.", response,
                                 _model.hasIntercept ? "does not vary" : "is 0 in all rows"));
@@ -192,7 +197,7 @@ std::string ContradictionSentence(const derive::Contradiction& contradiction,
   if (contradiction.undefined) {
     return fmt::format(
         "{} and {} have no correlation, as one of them does not vary in the rows where both are present, if "
-        "any",
+        "any, or a sum is beyond or below the range of a double",
         text::Escaped(variables[contradiction.undefined->first]),
         text::Escaped(variables[contradiction.undefined->second]));
   }

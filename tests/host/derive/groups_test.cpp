@@ -34,7 +34,8 @@ struct Case {
 
 /// Sums the cases in the order given and analyses them.
 GroupAnalysis Analyse(const std::vector<Case>& cases, unsigned int levels,
-                      derive::Priors priors = derive::Priors::kEqual, double origin = 0.0) {
+                      derive::Priors priors = derive::Priors::kEqual, double origin = 0.0,
+                      std::vector<derive::Spread> spreads = {}) {
   const auto variables = static_cast<unsigned int>(cases.front().values.size());
   double weight = 0.0;
   unsigned int level = 0;
@@ -52,7 +53,7 @@ GroupAnalysis Analyse(const std::vector<Case>& cases, unsigned int levels,
   batch.SortByGroup();
   vexa::DiscIndividualMatrix matrix(static_cast<int>(levels), static_cast<int>(variables));
   matrix += batch;
-  return derive::AnalyseGroups(matrix, std::vector<double>(variables, origin), rows, priors);
+  return derive::AnalyseGroups(matrix, std::vector<double>(variables, origin), rows, priors, spreads);
 }
 
 /// Groups that differ in their means and in their spreads; level 1 of four stays empty.
@@ -281,6 +282,7 @@ TEST(Groups, NameWhatIsSingularAndKeepTheRest) {
 
   const GroupAnalysis huge = change([](Case& one) { one.values(2) *= 1e200; });
   EXPECT_THAT(huge.singularity.overflown, ElementsAre(2));
+  EXPECT_TRUE(std::isnan(huge.groups[0].deviations[2])) << "no silent zero";
   EXPECT_GT(huge.univariate[0].f, 0.0);
 }
 

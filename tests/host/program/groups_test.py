@@ -129,6 +129,7 @@ class Groups(running.ProgramTest):
         same = "x,y,g\n" + "".join(f"{k % 7},{0.1 if k % 2 else 0.3},{k % 2}.0\n" for k in range(40))
         small = "x,y,g\n" + "".join(f"{k % 7},{k * k % 11},{'ab'[k % 2]}\n" for k in range(40)) + "5,6,lonely\n1,,void\n"
         double = "x,y,g\n" + "".join(f"{k * k % 7},{2 * (k * k % 7) + 1},{k % 3}\n" for k in range(40))
+        tiny = "x,y,g\n" + "".join(f"{k * k % 7},{'135'[k * k % 7 % 3]}{['', 'e-170'][k % 3 == 1]},{k % 3}\n" for k in range(40))
         no_inverse = ("So the covariance matrix within groups has no inverse: Wilks' lambda, the canonical and the "
                       "classification functions are undefined.")
         too_few = "Box's test is undefined, as fewer than two groups take part."
@@ -138,6 +139,8 @@ class Groups(running.ProgramTest):
                             singular + '"0" (y), "1" (y).', too_few]),
                 (double, [], ["Variables that those before them determine: y.", no_inverse,
                               singular + '"0" (y), "1" (y), "2" (y).', too_few]),
+                (tiny, [], ["Variables whose sums of squares are below the range of a double: y.", no_inverse,
+                            "Groups where a sum is beyond or below the range of a double are left out of Box's test: \"1\" (y)."]),
                 (small, [], ['No row is used of "void".', "Groups without variances, as they weigh no more than 1, are left "
                                                           'out of Box\'s test: "lonely".']),
                 (small, ["--levels", "b"], ['There is one group only, "b": nothing to compare it with.'])):

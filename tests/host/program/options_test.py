@@ -37,7 +37,7 @@ class Options(running.ProgramTest):
             "Correlations of 2 variables, over the rows where both are present\n"
             "4 rows read (1 blank line skipped), 3 used, 1 left out: 1 with a missing value (x 1)\n"
             "Case weight w: the rows used weigh 5\n\n           x   y\nx   1.000000  NA\ny  NA         NA\n\n"
-            "NA: undefined, as a variable does not vary in its rows, or a sum is beyond the range of a double.\n", ""),
+            "NA: undefined, as a variable does not vary in its rows, or a sum is beyond or below the range of a double.\n", ""),
         "descriptions for people": (
             "x,y\n1.50,100\n2,-1e-7\n4,", "describe --digits 3",
             "Statistics of 2 variables, each over its rows without a missing value\n"
@@ -53,6 +53,16 @@ class Options(running.ProgramTest):
         "weights whose product is too small": (
             "x,w\n1,1e-200\n3,1e-200\n", "describe -w w -r w -c x -f csv",
             "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,2,0,2e-200,,,,,1,3\n", "2 rows read, all used"),
+        "squares that are too small": (
+            "x,y,z\n1e-200,1,5\n2e-200,3,5\n3e-200,2,5\n", "describe -f csv",
+            "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,3,0,3,2e-200,,,,1e-200,3e-200\n"
+            "y,3,0,3,2,1,1,0.5773502691896258,1,3\nz,3,0,3,5,0,0,0,5,5\n", "3 rows read, all used"),
+        "small squares beside others": ("x,y\n1e-200,1\n2e-200,3\n3e-200,2\n", "cov -f csv", "variable,x,y\nx,,5e-201\ny,5e-201,1\n",
+                                        "3 rows read, all used"),
+        "small squares of pairs": ("x,y,z\n1e-200,1,\n2e-200,1,\n2e-200,2,3\n2e-200,2,1\n", "cov -m pairwise -f csv",
+                                   "variable,x,y,z\nx,,,\ny,,0.3333333333333333,0\nz,,0,2\n", "4 rows read, all used (missing values: z 2)"),
+        "squares of two halves": ("x\n" + "1e-200\n" * 30_000 + "2e-200\n" * 30_000, "corr -f csv", "variable,x\nx,\n",
+                                  "60,000 rows read, all used"),
         "a pair without common rows": (
             "x,y,z\n1,,2\n2,,1\n,3,\n,5,4\n", "cov -m pairwise --counts -f csv",
             "variable,x,y,z\nx,0.5,,-0.5\ny,,2,\nz,-0.5,,2.3333333333333335\n\nvariable,x,y,z\nx,2,0,2\ny,0,2,1\nz,2,1,3\n",

@@ -137,11 +137,15 @@ class Regress(running.ProgramTest):
         self.assertAlmostEqual(page["regress"][1]["estimate"] / 10, self.fit("-y", "y", "-x", "x,z", "a.csv")[0]["regress"][0]["estimate"])
 
     def test_what_is_undefined_or_refused(self):
-        self.write("a.csv", "x,near,k,big,y\n1,1.0003,3,1e200,2\n2,2,3,-1e200,3\n4,4,3,1e199,1\n7,7.0003,3,2,5\n8,8,3,1,5\n")
+        self.write("a.csv", "x,near,k,big,y,tiny,huge\n1,1.0003,3,1e200,2,0,9e307\n2,2,3,-1e200,3,1e-161,9e307\n"
+                   "4,4,3,1e199,1,0,9e307\n7,7.0003,3,2,5,2e-163,1\n8,8,3,1,5,0,1\n")
         for args, note in (
                 (["-y", "k", "-x", "x"], "k does not vary: nothing to explain."),
                 (["-y", "big", "-x", "x"], "The sum of squares of big is beyond the range of a double."),
                 (["-y", "y", "-x", "x,big"], "Left out, as the sum of squares is beyond the range of a double: big."),
+                (["-y", "tiny", "-x", "x"], "The sum of squares of tiny is below the range of a double."),
+                (["-y", "y", "-x", "x,tiny"], "Left out, as the sum of squares is below the range of a double: tiny."),
+                (["-y", "y", "-x", "x,tiny", "-w", "huge"], "The sum of the weights is beyond the range of a double: nothing is defined."),
                 (["-y", "x", "-x", "near"], None),
                 (["-y", "y", "-x", "x,near"], "The predictors are nearly collinear: their condition number 37387 costs the coefficients about 9 of"),
                 (["-y", "near", "-x", "x", "-w", "k"], None)):
@@ -154,7 +158,7 @@ class Regress(running.ProgramTest):
                 (["-y", "y", "-m", "pairwise", "b.csv"], 2, "no data could have these correlations, each over its own rows: their "
                  "smallest eigenvalue is -0.482464; --missing listwise takes the rows where all are present"),
                 (["-y", "y", "-m", "pairwise", "c.csv"], 2, "a and b have no correlation, as one of them does not vary in the rows "
-                 "where both are present, if any"),
+                 "where both are present, if any, or a sum is beyond or below the range of a double"),
                 (["-y", "y", "-w", "a", "-x", "", "c.csv"], 1, "--predictors names no column"),
                 (["-y", "y", "-x", "y,a", "c.csv"], 1, '"y" is the response, and no predictor'),
                 (["-y", "y", "-r", "b", "-w", "a", "c.csv"], 2, "c.csv: has no numeric column besides the response"),

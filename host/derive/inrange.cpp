@@ -1,0 +1,48 @@
+#include "derive/inrange.h"
+
+#include <cassert>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace derive {
+namespace {
+
+constexpr double kUndefined = std::numeric_limits<double>::quiet_NaN();
+constexpr double kLeastSpread = 0x1p-485;  // its square is kLeastSquares
+
+bool IsBelow(double squares, Spread spread, Rows rows) {
+  if (!(squares < kLeastSquares && spread > 0.0)) return false;
+  return squares > 0.0 || rows == Rows::kAll || spread < kLeastSpread;
+}
+
+}  // namespace
+
+Cell InRange(Cell cell, Spread row, Spread col, Rows rows) {
+  if (std::isinf(cell.weightSum) || std::isinf(cell.regWeightSum)) {
+    cell.meanRow = cell.meanCol = cell.cssRow = cell.cssCol = cell.cscp = kUndefined;
+    return cell;
+  }
+  // What is not there or weighs nothing has no spread to lose, nor has a single row.
+  if (cell.n < 2 || !(cell.regWeightSum > 0.0)) return cell;
+  cell.isBelowRow = IsBelow(cell.cssRow, row, rows);
+  cell.isBelowCol = IsBelow(cell.cssCol, col, rows);
+  if (cell.isBelowRow) cell.cssRow = kUndefined;
+  if (cell.isBelowCol) cell.cssCol = kUndefined;
+  // Beside a variable of another size the products may still be held.
+  if ((cell.isBelowRow || cell.isBelowCol) && std::abs(cell.cscp) < kLeastSquares) cell.cscp = kUndefined;
+  return cell;
+}
+
+SumsInRange::SumsInRange(const Sums& sums, std::vector<Spread> spreads)
+    : _sums(sums), _spreads(std::move(spreads)) {
+  assert(_spreads.size() == (_sums.IsSymmetric() ? _sums.Cols() : _sums.Rows() + _sums.Cols()));
+}
+
+Cell SumsInRange::At(std::size_t row, std::size_t col) const {
+  const bool isOwn = IsSymmetric() && row == col;
+  return InRange(_sums.At(row, col), _spreads[row], _spreads[IsSymmetric() ? col : Rows() + col],
+                 IsListwise() || isOwn ? derive::Rows::kAll : derive::Rows::kSome);
+}
+
+}  // namespace derive
