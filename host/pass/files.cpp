@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -61,13 +62,14 @@ Descriptor Copy(const std::string& path, const std::string& name, const std::fun
   const std::unique_ptr<table::ByteSource> source = table::OpenFile(path, name, stopped);
   Descriptor copy = MakeTemporary(name, folder);
   const auto block = std::make_unique_for_overwrite<char[]>(kBlockBytes);
-  while (std::size_t rest = source->Read(block.get(), kBlockBytes)) {
-    for (const char* at = block.get(); rest > 0;) {
-      const ssize_t count = write(copy.Number(), at, rest);
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) FailCopy(name, folder);
-      at += count;
-      rest -= static_cast<std::size_t>(count);
+  while (const std::size_t size = source->Read(block.get(), kBlockBytes)) {
+    for (std::string_view rest(block.get(), size); !rest.empty();) {
+      const ssize_t count = write(copy.Number(), rest.data(), rest.size());
+      if (count >= 0) {
+        rest.remove_prefix(static_cast<std::size_t>(count));
+      } else if (errno != EINTR) {
+        FailCopy(name, folder);
+      }
     }
   }
   return copy;
