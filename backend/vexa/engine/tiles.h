@@ -203,7 +203,11 @@ void MultiplyTile(const double* left, const double* right, std::size_t rows, con
   Vector shared[kShared + 1] = {};
   if (!to.begin) {
     for (std::size_t m = 0; m < kRows; ++m) {
-      for (std::size_t v = 0; v < kVectors; ++v) sum[m][v] = Load(to.sums + m * to.step + v * kLanes);
+      for (std::size_t v = 0; v < kVectors; ++v) {
+        sum[m][v] = Load(to.sums + m * to.step + v * kLanes);
+        // Those of the tile below, which is the next one.
+        __builtin_prefetch(to.sums + (kRows + m) * to.step + v * kLanes);
+      }
     }
   }
   for (std::size_t k = 0; k < kShared; ++k)
@@ -399,7 +403,9 @@ class CrossProductRun {
         constexpr bool kSquare = kTileRows == kLanes;
         const bool diagonal =
             IsTriangle(_job.shape) && left.First() + m == right.First() + panel + (vectors - 1) * kLanes;
-        if (tileRows <= kTileRows / 2) {
+        if (tileRows <= kTileRows / 4) {
+          MultiplyTile<kTileRows / 4, false>(vectors, factors, values, rows, tile, next);
+        } else if (tileRows <= kTileRows / 2) {
           MultiplyTile<kTileRows / 2, false>(vectors, factors, values, rows, tile, next);
         } else if (kSquare && diagonal) {
           MultiplyTile<kTileRows, kSquare>(vectors, factors, values, rows, tile, next);
@@ -414,12 +420,12 @@ class CrossProductRun {
     for (std::size_t m = 0; m < left.Columns(); ++m) {
       double* cells = _to.Row(left.First() + m) + right.First() * _job.cellStride + firstGroup;
       const std::size_t reach = Reach(left.First() + m, right);
-      for (std::size_t group = 0; group < groups; ++group) {
-        const double* sums = SumsOf(group) + m * _sumStep;
-        if (_job.cellStride == 1) {
-          for (std::size_t k = 0; k < reach; ++k) cells[k] = sums[k];
-        } else {
-          for (std::size_t k = 0; k < reach; ++k) cells[k * _job.cellStride + group] = sums[k];
+      // Few cells at a time, because those of the groups lie in the same lines.
+      for (std::size_t k = 0; k < reach; k += kLanes) {
+        const std::size_t end = Min(k + kLanes, reach);
+        for (std::size_t group = 0; group < groups; ++group) {
+          const double* sums = SumsOf(group) + m * _sumStep;
+          for (std::size_t cell = k; cell < end; ++cell) cells[cell * _job.cellStride + group] = sums[cell];
         }
       }
       if (firstGroup == 0) _written += reach;
