@@ -11,6 +11,7 @@
 #include "host/table/reading.h"
 #include "pass/origin.h"
 #include "pass/reduce.h"
+#include "pass/setup.h"
 #include "pass/workers.h"
 #include "support/bits.h"
 #include "support/rows.h"
@@ -136,6 +137,14 @@ TEST(Workers, AreFewerWhenMemoryIsShort) {
   EXPECT_EQ(pass::Workers(options, {100 * kMebibyte, 600 * kMebibyte}), 4U);
   EXPECT_THAT(said, testing::HasSubstr("4 of 16 threads"));
   EXPECT_EQ(pass::Workers(options, {std::uint64_t{1} << 50, std::uint64_t{1} << 50}), 1U);
+  // Each holds three states at times.
+  const table_test::TempFile file("a,b\n1,2\n");
+  const table::Input input({file.Path()}, {});
+  const pass::Columns columns{.variables = std::vector<std::size_t>(500)};
+  options.memoryLimit = 20 * pass::StateBytes({pass::Kind::kPairwiseMatrix, 500});
+  const pass::Setup setup(input, columns, options, nullptr, pass::Kind::kPairwiseMatrix, false);
+  EXPECT_LE(setup.workers, 20U / 3U);
+  EXPECT_GT(setup.workers, 1U);
   EXPECT_GT(pass::UsableMemory(), kMebibyte);
   // A thread takes more of an address space, where that has an end, than of the memory.
   rlimit before{};
