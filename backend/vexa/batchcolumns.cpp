@@ -13,6 +13,10 @@ namespace {
 
 constexpr std::size_t kMaxTableGroups = 4096;
 
+/// From so many rows on four columns are worth the engine: those that are summarised and centred, and those that are not.
+constexpr std::size_t kRowsOfFour = 48;
+constexpr std::size_t kRawRowsOfFour = 192;
+
 /// On average, for the sums of a group to be worth bringing into registers.
 constexpr std::size_t kFewestGroupRows = 3;
 
@@ -21,8 +25,8 @@ int RowCount(const ColumnRun& run) { return static_cast<int>(run.rows); }
 engine::Columns EngineColumns(const ColumnRun& run) { return {run.base, run.stride, run.columns, run.rows}; }
 
 /// The engine's kernels if it takes the run, null if the plain kernels have to.
-const engine::Kernels* EngineFor(const ColumnRun& run) {
-  return engine::Worthwhile(EngineColumns(run)) ? engine::Active() : nullptr;
+const engine::Kernels* EngineFor(const ColumnRun& run, std::size_t rowsOfFour = kRowsOfFour) {
+  return engine::Worthwhile(EngineColumns(run), rowsOfFour) ? engine::Active() : nullptr;
 }
 
 /// Returns the number of cells written, or 0 when the plain kernels have to.
@@ -112,7 +116,7 @@ unsigned int CenterAndFillRectangle(const ColumnRun& run, unsigned int left, Bat
 
 unsigned int FillTriangle(const ColumnRun& run, Diagonal diagonal, const double* weights, double* cells) {
   const auto shape = diagonal == Diagonal::kWith ? engine::Shape::kTriangle : engine::Shape::kStrictTriangle;
-  unsigned int written = FillByEngine(run, run, shape, weights, cells);
+  unsigned int written = EngineFor(run, kRawRowsOfFour) ? FillByEngine(run, run, shape, weights, cells) : 0;
   if (written != 0) return written;
   const int rows = RowCount(run);
   for (unsigned int row = 0; row < run.columns; ++row) {
@@ -134,7 +138,7 @@ unsigned int FillGroupTriangles(std::span<double* const> columns, std::span<cons
   if (groupRows.empty()) return 0;
   const std::size_t rows = std::accumulate(groupRows.begin(), groupRows.end(), std::size_t{0});
   const engine::Columns run{nullptr, 0, columns.size(), rows, columns.data()};
-  if (rows >= kFewestGroupRows * groupRows.size() && engine::Worthwhile(run)) {
+  if (rows >= kFewestGroupRows * groupRows.size() && engine::Worthwhile(run, kRawRowsOfFour)) {
     const unsigned int written = FillByEngine(engine::CrossProducts{.left = run,
                                                                     .right = run,
                                                                     .shape = engine::Shape::kTriangle,
@@ -188,7 +192,8 @@ void FillSquares(const ColumnRun& run, const double* weights, double* squares) {
 void AddGroupSums(const ColumnRun& run, const unsigned int* groups, const double* weights, std::size_t nGroup,
                   double* sums, double* squares) {
   // The engine goes over a table of all groups once for every few columns.
-  const engine::Kernels* kernels = nGroup <= run.rows && nGroup <= kMaxTableGroups ? EngineFor(run) : nullptr;
+  const engine::Kernels* kernels =
+      nGroup <= run.rows && nGroup <= kMaxTableGroups ? EngineFor(run, kRawRowsOfFour) : nullptr;
   if (kernels) {
     const engine::GroupSums job{EngineColumns(run), groups, nGroup, weights, sums, squares};
     if (double* scratch = Scratch(kernels->groupSumScratch(job))) {

@@ -87,8 +87,11 @@ Workspace& ThreadWorkspace() {
   return work;
 }
 
+/// From so many rows on four columns are worth the engine, although they leave most of a panel of pairs empty.
+constexpr Index kRowsOfFour = 192;
+
 const engine::Kernels* EngineFor(Index columns, Index rows) {
-  return engine::Worthwhile({nullptr, 0, columns, rows}) ? engine::Active() : nullptr;
+  return engine::Worthwhile({nullptr, 0, columns, rows}, kRowsOfFour) ? engine::Active() : nullptr;
 }
 
 class PairBatch {

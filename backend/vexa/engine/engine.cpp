@@ -73,7 +73,9 @@ const Kernels*& ActiveKernels() {
 
 const Kernels* Active() { return ActiveKernels(); }
 
-bool Worthwhile(const Columns& run) { return run.columns >= 4 && run.rows >= 24; }
+bool Worthwhile(const Columns& run, std::size_t rowsOfFour) {
+  return run.columns >= 4 && run.rows >= 24 && (run.columns - 3) * run.rows >= rowsOfFour;
+}
 
 bool Force(const char* name) {
   if (SameText(name, "plain")) {

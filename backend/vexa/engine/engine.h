@@ -159,8 +159,9 @@ constexpr std::size_t kScratchAlignment = 64;
 /// The best kernels of this machine, or those that Force chose; null when the plain loops were chosen.
 const Kernels* Active();
 
-/// Whether a run fills enough lanes for long enough to pay for its way into them.
-bool Worthwhile(const Columns& run);
+/// Whether a run fills enough lanes for long enough to pay for its way into them, where four columns do from so many rows
+/// on. Five need half of them, six a third.
+bool Worthwhile(const Columns& run, std::size_t rowsOfFour);
 
 /// Makes the named kernels the active ones for the whole process: "v4", "v3", "baseline", or "plain" for none.
 /// False, and no change, when this machine lacks their instructions. For tests and benchmarks.
