@@ -24,20 +24,54 @@ constexpr std::size_t kCompressedBytes = std::size_t{1} << 18;
 constexpr int kMostWindowBits = 28;  // of memory, 256 MiB
 constexpr std::string_view kGzipMagic = "\x1f\x8b";
 constexpr std::string_view kZstdMagic = "\x28\xb5\x2f\xfd";
-constexpr std::string_view kZstdSkippedMagic = "\x2a\x4d\x18";  // behind a byte from 0x50 to 0x5f
+constexpr std::string_view kZstdSkippedMagic = "\x2a\x4d\x18";  // behind one of 16 bytes:
+constexpr char kZstdSkipped = '\x50';
 constexpr std::string_view kXzMagic("\xfd\x37\x7a\x58\x5a\x00", 6);
-constexpr std::size_t kLongestMagic = 6;
+constexpr std::size_t kLongestMagic = 10;
 
-/// One compressed format. The pieces that it is given are whatever has been read.
+/// Formats that are known in order to be named.
+struct Unread {
+  std::string_view magic;
+  const char* what;
+};
+constexpr Unread kUnread[] = {{"BZh91AY&SY", "is compressed with bzip2"},
+                              {"PK\x03\x04", "is a zip archive"},
+                              {"7z\xbc\xaf\x27\x1c", "is a 7-Zip archive"},
+                              {"\x04\x22\x4d\x18", "is compressed with lz4"}};
+
+/// One compressed format: pieces of data, each whole by itself, behind each other.
 class Codec {
  public:
   virtual ~Codec() = default;
   virtual const char* Name() const = 0;
-  /// Decompresses some of `from` into `to`, and takes what was used off the front of both. `isLast`: nothing comes
-  /// behind `from`. Returns what is wrong with the data, null if nothing is.
-  virtual const char* Decode(std::span<const char>& from, std::span<char>& to, bool isLast) = 0;
+
+  /// Decompresses some of `from`, which is whatever has been read, into `to`, and takes what was used off the front of
+  /// both. Returns what is wrong with the data, null if nothing is.
+  const char* Decode(std::span<const char>& from, std::span<char>& to) {
+    if (!_inPiece) {
+      // Tapes and some tools fill up with zeros.
+      from = from.subspan(static_cast<std::size_t>(
+          std::find_if(from.begin(), from.end(), [](char byte) { return byte != 0; }) - from.begin()));
+      if (from.empty()) return nullptr;
+      if (!CanBegin(from.front())) return "something else stands behind them";
+      Begin();
+      _inPiece = true;
+    }
+    return Go(from, to);
+  }
   /// Whether the data may end here.
-  virtual bool IsWhole() const = 0;
+  bool IsWhole() const { return !_inPiece; }
+
+ protected:
+  /// Whether a piece can begin with that byte.
+  virtual bool CanBegin(char byte) const = 0;
+  /// Makes ready for another piece.
+  virtual void Begin() = 0;
+  virtual const char* Go(std::span<const char>& from, std::span<char>& to) = 0;
+  void EndPiece() { _inPiece = false; }
+
+ private:
+  bool _inPiece = true;
 };
 
 class Gzip : public Codec {
@@ -51,17 +85,11 @@ class Gzip : public Codec {
   Gzip& operator=(const Gzip&) = delete;
 
   const char* Name() const override { return "gzip"; }
-  bool IsWhole() const override { return !_inMember; }
 
-  const char* Decode(std::span<const char>& from, std::span<char>& to, bool /*isLast*/) override {
-    if (!_inMember) {
-      // Tapes and some tools fill up with zeros.
-      from = from.subspan(static_cast<std::size_t>(
-          std::find_if(from.begin(), from.end(), [](char byte) { return byte != 0; }) - from.begin()));
-      if (from.empty()) return nullptr;
-      inflateReset(&_stream);
-      _inMember = true;
-    }
+ protected:
+  bool CanBegin(char byte) const override { return byte == kGzipMagic.front(); }
+  void Begin() override { inflateReset(&_stream); }
+  const char* Go(std::span<const char>& from, std::span<char>& to) override {
     constexpr std::size_t kMost = std::numeric_limits<uInt>::max();
     const auto size = static_cast<uInt>(std::min(from.size(), kMost));
     const auto room = static_cast<uInt>(std::min(to.size(), kMost));
@@ -73,14 +101,13 @@ class Gzip : public Codec {
     from = from.subspan(size - _stream.avail_in);
     to = to.subspan(room - _stream.avail_out);
     if (status == Z_MEM_ERROR) throw std::bad_alloc();
-    if (status == Z_STREAM_END) _inMember = false;
+    if (status == Z_STREAM_END) EndPiece();
     if (status == Z_STREAM_END || status == Z_OK || status == Z_BUF_ERROR) return nullptr;
     return _stream.msg != nullptr ? _stream.msg : "unknown error";
   }
 
  private:
   z_stream _stream = {};
-  bool _inMember = true;
 };
 
 class Zstd : public Codec {
@@ -94,45 +121,48 @@ class Zstd : public Codec {
   Zstd& operator=(const Zstd&) = delete;
 
   const char* Name() const override { return "zstd"; }
-  bool IsWhole() const override { return !_inFrame; }
 
-  const char* Decode(std::span<const char>& from, std::span<char>& to, bool /*isLast*/) override {
-    // Behind a frame, no bytes at all would count as the beginning of one.
-    if (from.empty() && !_inFrame) return nullptr;
+ protected:
+  bool CanBegin(char byte) const override {
+    return byte == kZstdMagic.front() || (byte & '\xf0') == kZstdSkipped;
+  }
+  void Begin() override {}  // of its own accord
+  const char* Go(std::span<const char>& from, std::span<char>& to) override {
     ZSTD_inBuffer in{from.data(), from.size(), 0};
     ZSTD_outBuffer out{to.data(), to.size(), 0};
     const std::size_t status = ZSTD_decompressStream(_stream, &out, &in);
     from = from.subspan(in.pos);
     to = to.subspan(out.pos);
     if (ZSTD_isError(status) != 0) return ZSTD_getErrorName(status);
-    _inFrame = status != 0;
+    if (status == 0) EndPiece();
     return nullptr;
   }
 
  private:
   ZSTD_DStream* _stream;
-  bool _inFrame = true;
 };
 
 class Xz : public Codec {
  public:
-  Xz() {
-    if (lzma_stream_decoder(&_stream, std::uint64_t{1} << kMostWindowBits, LZMA_CONCATENATED) != LZMA_OK)
-      throw std::bad_alloc();
-  }
+  Xz() { Begin(); }
   ~Xz() override { lzma_end(&_stream); }
   Xz(const Xz&) = delete;
   Xz& operator=(const Xz&) = delete;
 
   const char* Name() const override { return "xz"; }
-  bool IsWhole() const override { return _ended; }
 
-  const char* Decode(std::span<const char>& from, std::span<char>& to, bool isLast) override {
+ protected:
+  bool CanBegin(char byte) const override { return byte == kXzMagic.front(); }
+  void Begin() final {
+    if (lzma_stream_decoder(&_stream, std::uint64_t{1} << kMostWindowBits, 0) != LZMA_OK)
+      throw std::bad_alloc();
+  }
+  const char* Go(std::span<const char>& from, std::span<char>& to) override {
     _stream.next_in = reinterpret_cast<const std::uint8_t*>(from.data());
     _stream.avail_in = from.size();
     _stream.next_out = reinterpret_cast<std::uint8_t*>(to.data());
     _stream.avail_out = to.size();
-    const lzma_ret status = lzma_code(&_stream, isLast ? LZMA_FINISH : LZMA_RUN);
+    const lzma_ret status = lzma_code(&_stream, LZMA_RUN);
     from = from.subspan(from.size() - _stream.avail_in);
     to = to.subspan(to.size() - _stream.avail_out);
     switch (status) {
@@ -140,7 +170,7 @@ class Xz : public Codec {
       case LZMA_BUF_ERROR:
         return nullptr;
       case LZMA_STREAM_END:
-        _ended = true;
+        EndPiece();
         return nullptr;
       case LZMA_MEM_ERROR:
         throw std::bad_alloc();
@@ -157,16 +187,22 @@ class Xz : public Codec {
 
  private:
   lzma_stream _stream = LZMA_STREAM_INIT;
-  bool _ended = false;
 };
 
-/// The codec of data that begin with these bytes, null if they are not compressed.
+/// Whether data that begin with `begin` have that magic, or end within it.
+bool HasMagic(std::string_view begin, std::string_view magic) {
+  // A single byte may be a letter.
+  return begin.starts_with(magic) || (begin.size() > 1 && magic.starts_with(begin));
+}
+
+/// The codec of data that begin with these bytes, as many as the longest magic unless there are no more; null if they
+/// are not compressed.
 std::unique_ptr<Codec> CodecOf(std::string_view begin) {
-  if (begin.starts_with(kGzipMagic)) return std::make_unique<Gzip>();
-  if (begin.starts_with(kXzMagic)) return std::make_unique<Xz>();
+  if (HasMagic(begin, kGzipMagic)) return std::make_unique<Gzip>();
+  if (HasMagic(begin, kXzMagic)) return std::make_unique<Xz>();
   const bool isSkipped =
-      !begin.empty() && (begin[0] & '\xf0') == '\x50' && begin.substr(1).starts_with(kZstdSkippedMagic);
-  if (isSkipped || begin.starts_with(kZstdMagic)) return std::make_unique<Zstd>();
+      !begin.empty() && (begin[0] & '\xf0') == kZstdSkipped && begin.substr(1).starts_with(kZstdSkippedMagic);
+  if (isSkipped || HasMagic(begin, kZstdMagic)) return std::make_unique<Zstd>();
   return nullptr;
 }
 
@@ -198,7 +234,12 @@ class DecodedSource : public ByteSource {
     }
     _looked = true;
     _rest = {_magic.data(), size};
-    _codec = CodecOf({_magic.data(), size});
+    const std::string_view begin(_magic.data(), size);
+    for (const auto& [magic, what] : kUnread) {
+      if (begin.starts_with(magic))
+        throw InputError(fmt::format("{}, which is not read; gzip, zstd and xz are", what), {.file = _name});
+    }
+    _codec = CodecOf(begin);
     if (_codec != nullptr) _compressed = std::make_unique_for_overwrite<char[]>(kCompressedBytes);
   }
 
@@ -213,7 +254,7 @@ class DecodedSource : public ByteSource {
         _rest = {_compressed.get(), count};
       }
       const bool nothingLeft = _ended && _rest.empty();
-      if (const char* reason = _codec->Decode(_rest, to, _ended)) {
+      if (const char* reason = _codec->Decode(_rest, to)) {
         _fault = fmt::format("its {} data cannot be decompressed: {}", _codec->Name(), reason);
       } else if (nothingLeft && to.size() == room) {
         if (_codec->IsWhole()) return 0;

@@ -160,6 +160,17 @@ class Endings(running.ProgramTest):
         self.assertIn(b"interrupted before there was a result", process.stderr.read())
         process.stdin.close(), process.stdout.close(), process.stderr.close()
 
+    def test_file_that_changes_while_it_is_read_twice(self):
+        self.write("a.csv", "x,g\n1,a\n2,b\n")
+        os.mkfifo(self.folder / "b.csv")
+        process = self.start("describe", "--by", "g", "a.csv", "b.csv", "-o", "out.csv", "--plot", "out.svg")
+        # Whoever opens the pipe waits for the program to do so, which by then has looked at the file before it.
+        with open(self.folder / "b.csv", "w", encoding="utf-8") as pipe:
+            self.write("a.csv", "x,g\n1,a\n2,b\n3,c\n")
+            pipe.write("x,g\n3,b\n")
+        self.assertEqual(process.communicate(), (b"", b"vexa-stats: error: a.csv: changed while it was read\n"))
+        self.assertEqual((process.returncode, self.left_behind("a.csv", "b.csv")), (2, []))
+
     def test_closed_pipe_is_silent(self):
         self.write("a.csv", "x,y\n1,2\n3,5\n")
         read_end, write_end = os.pipe()
