@@ -112,9 +112,11 @@ void AddRunOptions(CLI::App& app, Options& options) {
   app.add_flag_callback(
          "--progress", [&options] { options.progress = true; },
          "Show how far the run has come; the default where\nstandard error is a terminal")
+      ->trigger_on_parse()  // of this and the next the last one counts
       ->group(group);
   app.add_flag_callback(
          "--no-progress", [&options] { options.progress = false; }, "Do not")
+      ->trigger_on_parse()
       ->group(group);
   app.add_flag("--verbose", options.verbose, "Tell on standard error what is done, and how long it\ntakes")
       ->group(group);

@@ -105,8 +105,8 @@ render::Page Session::BlankPage() const {
 std::string Session::TitleOf(const std::string& what) const {
   const std::size_t count = _variables.size();
   const std::size_t left = _chosen.leftRun;
-  const std::string variables = left > 0 ? fmt::format("{} with {} variables", left, count - left)
-                                         : fmt::format("{} variable{}", count, count == 1 ? "" : "s");
+  const std::string variables = fmt::format("{}{} variable{}", left > 0 ? fmt::format("{} with ", left) : "",
+                                            count - left, count - left == 1 ? "" : "s");
   const char* rows = count == 1 ? "over the rows where it is present"
                      : _options.missing == pass::Missing::kPairwise
                          ? "each over its rows without a missing value"
@@ -280,7 +280,11 @@ render::Account Session::AccountOf(const pass::Tally& tally, bool isComplete) co
   }
   account.leftOut.push_back(
       {"missing_value", fmt::format("with a missing value ({})", lacking), tally.missingValue});
-  if (!isListwise) account.lacking = lacking;
+  if (!isListwise) {
+    account.lacking = lacking;
+    account.lacksAll = tally.used > 0 && std::all_of(tally.lacking.begin(), tally.lacking.end(),
+                                                     [&](std::uint64_t rows) { return rows == tally.used; });
+  }
   const auto nameOf = [&](std::size_t col) { return _input->Columns()[col].name; };
   if (_chosen.weight) account.weight = nameOf(*_chosen.weight);
   if (_chosen.regWeight) account.regWeight = nameOf(*_chosen.regWeight);

@@ -78,6 +78,7 @@ struct Account {
   std::uint64_t used = 0;
   std::vector<LeftOut> leftOut = {};
   std::string lacking = {};                ///< values that rows in use lack: "Ozone 37, Solar.R 7"
+  bool lacksAll = false;                   ///< rows in use have no value at all
   std::uint64_t blankLines = 0;            ///< skipped, and no rows
   std::optional<std::string> weight = {};  ///< the column, if any
   std::optional<std::string> regWeight = {};

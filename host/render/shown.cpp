@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "render/number.h"
 #include "text/printable.h"
@@ -43,6 +44,9 @@ std::vector<NumberForm> FormsOf(const Table& table) {
     }
     if (table.columns[col].isGiven) forms[col] = NumberForm::kGiven;
   }
+  for (std::size_t col = 0; col < forms.size(); ++col)
+    if ((IsMatrix(table) ? table.name : table.columns[col].name) == "p")
+      forms[col] = NumberForm::kProbability;
   return forms;
 }
 
@@ -51,6 +55,8 @@ Shown Show(const Value& value, NumberForm form, int digits) {
   if (const auto* count = std::get_if<std::uint64_t>(&value)) return {Grouped(*count), "", false};
   const double number = std::get<double>(value);
   if (!std::isfinite(number)) return {kUndefinedShown, "", false};
+  if (form == NumberForm::kProbability && number < std::numeric_limits<double>::min())
+    return {"<1e-307", "", false};  // no tail is empty
   const std::string shown = form == NumberForm::kDecimals ? Fixed(number, digits)
                             : form == NumberForm::kWhole  ? Fixed(number, 0)
                             : form == NumberForm::kGiven  ? WithoutLastZeros(Significant(number, digits))

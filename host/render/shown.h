@@ -16,7 +16,7 @@ struct Shown {
   bool isName = false;
 };
 
-enum class NumberForm { kWhole, kSignificant, kDecimals, kGiven };
+enum class NumberForm { kWhole, kSignificant, kDecimals, kGiven, kProbability };
 
 /// What stands for a number that is undefined.
 inline constexpr const char* kUndefinedShown = "NA";

@@ -122,7 +122,8 @@ std::string RowsSentence(const Account& account) {
     sentence += fmt::format(" ({} skipped)", counted(account.blankLines, "blank line"));
   const std::string lacking =
       account.lacking.empty() ? "" : fmt::format(" (missing values: {})", account.lacking);
-  if (account.used == account.read) return sentence + ", all used" + lacking;
+  if (account.lacksAll) sentence += ", none with a value";
+  if (account.used == account.read) return sentence + (account.lacksAll ? "" : ", all used") + lacking;
   std::string reasons;
   for (const LeftOut& reason : account.leftOut) {
     if (reason.rows > 0)

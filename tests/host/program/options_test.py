@@ -78,6 +78,17 @@ class Options(running.ProgramTest):
             "the correlations are not positive semidefinite: their smallest eigenvalue is -1"),
         "the first rows": (PLAIN, "cov -f csv -c x,y --max-rows 2", "variable,x,y\nx,0.5,-0.5\ny,-0.5,0.5\n",
                            "only the first 2 rows are read, as --max-rows says\n2 rows read, all used"),
+        "the first row": ("x,y\n1,2\n2,3\n", "corr --max-rows 1 --rows x --cols y --digits 9",
+                          "Correlations of 1 with 1 variable, over the rows where all are present\n1 row read, all used\n\n    y\nx  NA\n\n"
+                          "NA: undefined, as a variable does not vary in its rows, or a sum is beyond or below the range of a double.\n",
+                          "only the first row is read, as --max-rows says"),
+        "no value": ("x,y\nNA,\n,NA\n", "cov -m pairwise -f csv", "variable,x,y\nx,,\ny,,\n",
+                     "2 rows read, none with a value (missing values: x 2, y 2)"),
+        "a tail too small for a double": (
+            "x,y,z\n1,-2,0\n-1,2,5\n1,-2,1\n-1,2,3\n", "corr --p --digits 3 --rows x --cols y,z",
+            "Correlations of 1 with 2 variables, over the rows where all are present\n4 rows read, all used\n\n        y       z\n"
+            "x  -1.000  -0.911\n\nTwo-sided p values of no correlation\n\n         y       z\nx  <1e-307  0.0887\n", ""),
+        "progress, forced and not": ("x\n1\n3\n", "cov -f csv --progress --no-progress", "variable,x\nx,2\n", "2 rows read, all used"),
         "progress, forced": ("x\n1\n3\n", "cov -f csv --progress", "variable,x\nx,2\n", None),
         "verbose": ("x\n1\n3\n", "cov -f csv --verbose --no-progress", "variable,x\nx,2\n", None),
     }
@@ -92,7 +103,7 @@ class Options(running.ProgramTest):
                     self.assertEqual(run.err, "".join(f"vexa-stats: {line}\n" for line in err.splitlines()))
 
     def test_standard_error_of_a_watched_run(self):
-        run = self.succeed("cov", "-f", "csv", "--progress", input="x\n1\n3\n")
+        run = self.succeed("cov", "-f", "csv", "--no-progress", "--progress", input="x\n1\n3\n")
         self.assertRegex(run.err, r"vexa-stats: 100 %: 2 rows, 6 B of 6 B, .*/s\nvexa-stats: 2 rows read, all used\n")
         run = self.succeed("cov", "-f", "csv", "--verbose", "-t", 1, input="x;y\n2;-2\n3;4\n")
         self.assertIn('vexa-stats: 2 columns, separated by ";"; 2 variables: x, y\n', run.err)
