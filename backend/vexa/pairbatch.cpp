@@ -87,8 +87,8 @@ Workspace& ThreadWorkspace() {
   return work;
 }
 
-/// From so many rows on four columns are worth the engine, although they leave most of a panel of pairs empty.
-constexpr Index kRowsOfFour = 192;
+/// From so many rows on four columns are worth the engine.
+constexpr Index kRowsOfFour = 64;
 
 const engine::Kernels* EngineFor(Index columns, Index rows) {
   return engine::Worthwhile({nullptr, 0, columns, rows}, kRowsOfFour) ? engine::Active() : nullptr;
@@ -239,15 +239,30 @@ class PairBatch {
         if ((withGrouped || !_work.classes.InClass(col)) && Wanted(col, seconds.front()))
           _work.first.push_back(col);
       }
-      TakeSeconds(seconds);
-      for (Index first = 0; first < _work.first.size(); first += kFirstColumns) {
-        const std::span some = std::span(_work.first).subspan(first);
-        PairPanel(some.first(std::min(kFirstColumns, some.size())), seconds);
+      // In a triangle the first columns that lie within the panel have no pairs with its later ones, and half a panel takes
+      // half the time.
+      std::span<const Index> firsts = _work.first;
+      const Index half = _kernels.pairLanes / 2;
+      if (half < seconds.size()) {
+        const auto wanted = std::find_if(firsts.begin(), firsts.end(),
+                                         [&](Index first) { return Wanted(first, seconds[half]); });
+        const auto narrow = static_cast<Index>(wanted - firsts.begin());
+        PairPanel(firsts.first(narrow), seconds.first(half));
+        firsts = firsts.subspan(narrow);
       }
+      PairPanel(firsts, seconds);
     }
   }
 
   void PairPanel(std::span<const Index> firsts, std::span<const Index> seconds) {
+    TakeSeconds(seconds);
+    for (Index first = 0; first < firsts.size(); first += kFirstColumns) {
+      const std::span some = firsts.subspan(first);
+      PairSome(some.first(std::min(kFirstColumns, some.size())), seconds);
+    }
+  }
+
+  void PairSome(std::span<const Index> firsts, std::span<const Index> seconds) {
     _work.firstColumns.clear();
     _work.firstPresent.clear();
     for (const Index col : firsts) {

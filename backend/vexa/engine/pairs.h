@@ -68,16 +68,17 @@ inline void ForEachPresent(const std::uint64_t* present, std::size_t words, std:
   }
 }
 
-/// kCase: case weights are summed; kReg: combined weights are summed; kPair: there is a first column.
-template <bool kCase, bool kReg, bool kPair>
+/// kCase: case weights are summed; kReg: combined weights are summed; kPair: there is a first column. kVectors hold all
+/// second columns.
+template <bool kCase, bool kReg, bool kPair, std::size_t kVectors>
 class PairKernel {
  public:
   PairKernel(const Pairs& job, PairSums* results, double* scratch)
       : _job(job),
         _results(results),
-        _states(reinterpret_cast<PairState*>(scratch + 2 * kPairRows * kPairLanes)) {
+        _states(reinterpret_cast<PairState*>(scratch + 2 * kPairRows * kWidth)) {
     _panel.values = scratch;
-    _panel.weighted = scratch + kPairRows * kPairLanes;
+    _panel.weighted = scratch + kPairRows * kWidth;
   }
 
   void Run() {
@@ -95,6 +96,7 @@ class PairKernel {
 
  private:
   static constexpr bool kUnit = !kCase && !kReg;
+  static constexpr std::size_t kWidth = kVectors * kLanes;
 
   std::size_t Words() const { return (_panel.rows + kWordRows - 1) / kWordRows; }
   RowBits Present(std::size_t first) const { return _job.firstPresent[first] + _panel.row / kWordRows; }
@@ -113,7 +115,7 @@ class PairKernel {
     state = PairState{};
     const std::size_t words = (_job.rows + kWordRows - 1) / kWordRows;
     bool any = false;
-    for (std::size_t lane = 0; lane < kPairLanes; ++lane) {
+    for (std::size_t lane = 0; lane < kWidth; ++lane) {
       const std::uint64_t* second = _job.secondPresent[lane < _job.secondCount ? lane : _job.secondCount - 1];
       unsigned int count = 0;
       for (std::size_t word = 0; word < words; ++word) {
@@ -124,7 +126,7 @@ class PairKernel {
       state.waiting[lane / kLanes][lane % kLanes] = count == 0 ? 0 : -1;
       any |= count != 0;
     }
-    for (std::size_t v = 0; v < kPairVectors; ++v) {
+    for (std::size_t v = 0; v < kVectors; ++v) {
       state.first.leading[v] = state.waiting[v];
       state.second.leading[v] = state.waiting[v];
     }
@@ -139,10 +141,10 @@ class PairKernel {
       if (kCase) _panel.weights[k] = _job.weights[row + k];
       _panel.combined[k] = _job.combined ? _job.combined[row + k] : 1.0;
     }
-    for (std::size_t v = 0; v < kPairVectors; ++v) {
+    for (std::size_t v = 0; v < kVectors; ++v) {
       ForEachRow(ColumnGroup(_job.second, _job.secondCount, v * kLanes), row, row + _panel.rows,
                  [this, v, row](std::size_t k, Vector x) {
-                   const std::size_t at = (k - row) * kPairLanes + v * kLanes;
+                   const std::size_t at = (k - row) * kWidth + v * kLanes;
                    Store(_panel.values + at, x);
                    if (kWeighted) Store(_panel.weighted + at, Broadcast(_panel.combined[k - row]) * x);
                  });
@@ -161,11 +163,11 @@ class PairKernel {
 
     PairSums& sums = _results[first];
     const Vector missing = Broadcast(_job.missing);
-    Vector weightSum[kPairVectors];
-    Vector combinedSum[kPairVectors];
-    Vector rest0[kPairVectors];
-    Vector rest1[kPairVectors];
-    for (std::size_t v = 0; v < kPairVectors; ++v) {
+    Vector weightSum[kVectors];
+    Vector combinedSum[kVectors];
+    Vector rest0[kVectors];
+    Vector rest1[kVectors];
+    for (std::size_t v = 0; v < kVectors; ++v) {
       weightSum[v] = Load(sums.weightSum + v * kLanes);
       combinedSum[v] = Load(sums.combinedSum + v * kLanes);
       rest0[v] = Load(sums.mean0 + v * kLanes);
@@ -173,8 +175,8 @@ class PairKernel {
     }
     if (from < _panel.rows) {
       ForEachPresent(Present(first), Words(), from, [&](std::size_t k) {
-        for (std::size_t v = 0; v < kPairVectors; ++v) {
-          const std::size_t at = k * kPairLanes + v * kLanes;
+        for (std::size_t v = 0; v < kVectors; ++v) {
+          const std::size_t at = k * kWidth + v * kLanes;
           const Mask present = Load(_panel.values + at) != missing;
           if (kCase) AddWhere(weightSum[v], present, Broadcast(_panel.weights[k]));
           if (kReg) AddWhere(combinedSum[v], present, Broadcast(_panel.combined[k]));
@@ -183,7 +185,7 @@ class PairKernel {
         }
       });
     }
-    for (std::size_t v = 0; v < kPairVectors; ++v) {
+    for (std::size_t v = 0; v < kVectors; ++v) {
       Store(sums.weightSum + v * kLanes, weightSum[v]);
       Store(sums.combinedSum + v * kLanes, combinedSum[v]);
       Store(sums.mean0 + v * kLanes, rest0[v]);
@@ -201,8 +203,8 @@ class PairKernel {
       for (std::uint64_t bits = Present(first)[word]; bits != 0; bits &= bits - 1) {
         const std::size_t k = word * kWordRows + static_cast<std::size_t>(__builtin_ctzll(bits));
         Mask open{};
-        for (std::size_t v = 0; v < kPairVectors; ++v) {
-          const std::size_t at = k * kPairLanes + v * kLanes;
+        for (std::size_t v = 0; v < kVectors; ++v) {
+          const std::size_t at = k * kWidth + v * kLanes;
           const Vector y = Load(_panel.values + at);
           const Mask present = y != missing;
           const Mask begins = present & state.waiting[v];
@@ -243,11 +245,11 @@ class PairKernel {
   void FormMeans(std::size_t first) {
     PairSums& sums = _results[first];
     const PairState& state = _states[first];
-    for (std::size_t lane = 0; lane < kPairLanes; ++lane) {
+    for (std::size_t lane = 0; lane < kWidth; ++lane) {
       if (!kCase) sums.weightSum[lane] = sums.count[lane];
       if (!kReg) sums.combinedSum[lane] = sums.weightSum[lane];
     }
-    for (std::size_t v = 0; v < kPairVectors; ++v) {
+    for (std::size_t v = 0; v < kVectors; ++v) {
       if (kPair) FormMean(sums.mean0 + v * kLanes, state.first, v, sums);
       FormMean(sums.mean1 + v * kLanes, state.second, v, sums);
     }
@@ -267,12 +269,12 @@ class PairKernel {
     PairSums& sums = _results[first];
     const double* x = kPair ? _job.first[first] + _panel.row : nullptr;
     const Vector missing = Broadcast(_job.missing);
-    Vector mean0[kPairVectors];
-    Vector mean1[kPairVectors];
-    Vector css0[kPairVectors];
-    Vector css1[kPairVectors];
-    Vector cscp[kPairVectors];
-    for (std::size_t v = 0; v < kPairVectors; ++v) {
+    Vector mean0[kVectors];
+    Vector mean1[kVectors];
+    Vector css0[kVectors];
+    Vector css1[kVectors];
+    Vector cscp[kVectors];
+    for (std::size_t v = 0; v < kVectors; ++v) {
       mean0[v] = Load(sums.mean0 + v * kLanes);
       mean1[v] = Load(sums.mean1 + v * kLanes);
       css0[v] = Load(sums.css0 + v * kLanes);
@@ -281,8 +283,8 @@ class PairKernel {
     }
     ForEachPresent(Present(first), Words(), 0, [&](std::size_t k) {
       const Vector combined = Broadcast(_panel.combined[k]);
-      for (std::size_t v = 0; v < kPairVectors; ++v) {
-        const Vector y = Load(_panel.values + k * kPairLanes + v * kLanes);
+      for (std::size_t v = 0; v < kVectors; ++v) {
+        const Vector y = Load(_panel.values + k * kWidth + v * kLanes);
         const Mask present = y != missing;
         const Vector e = y - mean1[v];
         AddWhere(css1[v], present, (kUnit ? e : combined * e) * e);
@@ -294,7 +296,7 @@ class PairKernel {
         }
       }
     });
-    for (std::size_t v = 0; v < kPairVectors; ++v) {
+    for (std::size_t v = 0; v < kVectors; ++v) {
       Store(sums.css0 + v * kLanes, css0[v]);
       Store(sums.css1 + v * kLanes, css1[v]);
       Store(sums.cscp + v * kLanes, cscp[v]);
@@ -311,13 +313,19 @@ inline std::size_t PairScratch(const Pairs& job) {
   return 2 * kPairRows * kPairLanes + job.firstCount * (sizeof(PairState) / sizeof(double));
 }
 
+template <bool kCase, bool kReg, bool kPair>
+inline void RunPairs(const Pairs& job, PairSums* results, double* scratch) {
+  if (job.secondCount <= kLanes) {
+    PairKernel<kCase, kReg, kPair, 1>(job, results, scratch).Run();
+  } else {
+    PairKernel<kCase, kReg, kPair, kPairVectors>(job, results, scratch).Run();
+  }
+}
+
 template <bool kCase, bool kReg>
 inline void RunPairs(const Pairs& job, PairSums* results, double* scratch) {
-  if (job.first) {
-    PairKernel<kCase, kReg, true>(job, results, scratch).Run();
-  } else {
-    PairKernel<kCase, kReg, false>(job, results, scratch).Run();
-  }
+  job.first ? RunPairs<kCase, kReg, true>(job, results, scratch)
+            : RunPairs<kCase, kReg, false>(job, results, scratch);
 }
 
 inline void PairsOf(const Pairs& job, PairSums* results, double* scratch) {
