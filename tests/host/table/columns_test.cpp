@@ -76,7 +76,11 @@ TEST(Columns, ChosenByNameRangeAndPosition) {
   EXPECT_EQ(select("\"x, y:z\""), "7 8");
   EXPECT_EQ(select("\"x, y\",1"), "7 0");
   EXPECT_EQ(select("a,q"), "column q: is not among the 9 columns of the input");
-  EXPECT_EQ(select("X_Y"), "column X_Y: is not among the 9 columns of the input; did you mean x, y?");
+  for (const auto& [name, meant] : {std::pair{"A_", "a"}, {"Z_", "z"}, {"X_Y", "x, y"}}) {
+    EXPECT_EQ(
+        select(name),
+        fmt::format("column {}: is not among the 9 columns of the input; did you mean {}?", name, meant));
+  }
   EXPECT_EQ(select("1:10"), "column 1:10: is not among the 9 columns of the input");
   EXPECT_EQ(select("0"), "column 0: is not among the 9 columns of the input");
   EXPECT_EQ(select("b:a"), "range of columns runs backwards: \"b:a\"");
