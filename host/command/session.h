@@ -95,10 +95,11 @@ pass::Reduction<Accumulator> Session::Reduce(const std::function<std::unique_ptr
   if (_files && reduction.complete) _files->CheckUnchanged();
   _messages.EndProgress();
   TellTime("reading and summing");
-  if (reduction.complete && reduction.tally.read == _options.maxRows)
+  if (reduction.complete && reduction.tally.read == _options.maxRows) {
     _messages.Note(_options.maxRows == 1 ? std::string("only the first row is read, as --max-rows says")
                                          : fmt::format("only the first {} rows are read, as --max-rows says",
                                                        _options.maxRows));
+  }
   CheckUsed(reduction.tally, reduction.complete);
   return reduction;
 }

@@ -44,9 +44,10 @@ std::vector<NumberForm> FormsOf(const Table& table) {
     }
     if (table.columns[col].isGiven) forms[col] = NumberForm::kGiven;
   }
-  for (std::size_t col = 0; col < forms.size(); ++col)
+  for (std::size_t col = 0; col < forms.size(); ++col) {
     if ((IsMatrix(table) ? table.name : table.columns[col].name) == "p")
       forms[col] = NumberForm::kProbability;
+  }
   return forms;
 }
 
