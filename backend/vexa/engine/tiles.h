@@ -397,8 +397,12 @@ class CrossProductRun {
         const double* factors = left.Panel(m) + first * kTileRows;
         const double* values = right.Panel(panel) + first * kTileLanes;
         const TileSums tile{to.sums + m * to.step + panel, to.step, to.begin};
-        const ColumnGroup group(_job.left, left.First() + m);
-        const NextRows next{panel == 0 && nextRow != 0 ? group.column : nullptr, nextRow};
+        ColumnGroup group;
+        NextRows next{nullptr, nextRow};
+        if (panel == 0 && nextRow != 0) {
+          group = ColumnGroup(_job.left, left.First() + m);
+          next.columns = group.column;
+        }
         // A vector on the diagonal has as many lanes as the tile has rows.
         constexpr bool kSquare = kTileRows == kLanes;
         const bool diagonal =

@@ -95,6 +95,8 @@ inline Vector EverySecond(Vector x, Lanes<kLane...> /*lanes*/) {
 struct ColumnGroup {
   double* column[kLanes];
 
+  ColumnGroup() = default;
+
   ColumnGroup(const Columns& run, std::size_t first) {
     const std::size_t last = run.columns - 1;
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
