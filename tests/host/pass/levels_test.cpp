@@ -21,26 +21,6 @@ using table_test::Feed;
 using table_test::MessageOf;
 using table_test::TempFile;
 
-/// Stands a file on standard input, read up to an offset.
-class AsStandardInput {
- public:
-  AsStandardInput(const std::string& path, off_t offset) : _before(dup(STDIN_FILENO)) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    lseek(descriptor, offset, SEEK_SET);
-    dup2(descriptor, STDIN_FILENO);
-    close(descriptor);
-  }
-  ~AsStandardInput() {
-    dup2(_before, STDIN_FILENO);
-    close(_before);
-  }
-  AsStandardInput(const AsStandardInput&) = delete;
-  AsStandardInput& operator=(const AsStandardInput&) = delete;
-
- private:
-  int _before;
-};
-
 std::vector<std::string> Labels(const pass::Levels& levels) {
   std::vector<std::string> labels;
   for (unsigned int code = 0; code < levels.Size(); ++code) labels.push_back(levels.Label(code));
@@ -85,20 +65,16 @@ TEST(Levels, GivenAsAListAreHeldAgainstTheColumn) {
     EXPECT_THROW(pass::GivenLevels(input, 1, list), table::InputError) << list[0];
 }
 
-TEST(Levels, AreFoundInAnyKindOfFile) {
+// What stands on standard input is tried by the program's tests.
+TEST(Levels, AreFoundInFilesAndPipes) {
   std::mt19937 random(21);
   const Sheet sheet = MakeSheet(random, 400, 2);
   const TempFile file(sheet.Text());
-  const TempFile behind("front\n" + sheet.Text());
   for (const unsigned int threads : {1U, 3U, 16U}) {
     Feed feed(sheet.Text(), 1'000);
     const pass::Files piped({feed.Path()});
     const pass::Files named({file.Path()});
-    const AsStandardInput whole(file.Path(), 0);
-    const pass::Files given({"-"});
-    const AsStandardInput rest(behind.Path(), 6);
-    const pass::Files givenRest({});
-    for (const pass::Files* files : {&named, &piped, &given, &givenRest}) {
+    for (const pass::Files* files : {&named, &piped}) {
       EXPECT_THAT(Labels(Find(*files, sheet.ByGroup(true, true), threads).levels),
                   testing::ElementsAre("g 0", "g 1", "g 2"));
       const pass::LevelSearch search = Find(*files, sheet.ByGroup(true, false), threads);
@@ -126,6 +102,7 @@ TEST(Levels, FailOnTheFirstFault) {
   } cases[] = {
       {rows(40), 20, ""},
       {rows(41), 19, "column g: has more than 19 distinct values, too many for groups"},
+      {rows(40) + "1\n", 19, "column g: has more than 19 distinct values, too many for groups"},
       {rows(9'000), 20, tooMany},
       {rows(9'000) + "1\n", 20, tooMany},
       // Bad rows in front, the first of them in the column that the search does not read.

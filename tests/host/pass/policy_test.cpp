@@ -13,7 +13,6 @@
 #include "pass/reduce.h"
 #include "pass/setup.h"
 #include "pass/workers.h"
-#include "support/bits.h"
 #include "support/rows.h"
 #include "vexa/smatrixlistwise.h"
 
@@ -57,16 +56,6 @@ TEST(Origin, IsZeroWhereItWouldNotHelpOrBreakAValue) {
   const double next = std::nextafter(table::kMissing, 0.0);
   EXPECT_EQ(next - kMost, next);
   EXPECT_EQ(kHuge + kMost, kHuge);
-}
-
-TEST(Extremes, TellTheZerosApartInAnyOrder) {
-  for (const bool negativeFirst : {false, true}) {
-    pass::Extremes extremes;
-    extremes.Take(negativeFirst ? -0.0 : 0.0);
-    extremes.Take(negativeFirst ? 0.0 : -0.0);
-    extremes.Take(pass::Extremes());
-    EXPECT_TRUE(SameBits({extremes.min, extremes.max}, {-0.0, 0.0}));
-  }
 }
 
 TEST(ChunkRows, FollowTheShapeAlone) {

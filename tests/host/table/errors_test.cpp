@@ -1,9 +1,6 @@
 // What is wrong with an input, and how little it takes to say so.
 
-#include <new>
-
 #include "host/table/reading.h"
-#include "support/scarcity.h"
 
 namespace table_test {
 namespace {
@@ -150,26 +147,6 @@ TEST(Hostile, RowsOfAMillionQuotes) {
   EXPECT_EQ(ErrorOf(names + "\n" + cells + "\n" + cells + "\n"), "2 rows");
   EXPECT_EQ(ErrorOf(names + "\n" + cells + "\nx" + cells + "\n"),
             fmt::format(":{}: column c0: not a number: \"x1\"", 2 + 99999 + 1));
-}
-
-// Wherever memory ends, also in the middle of a chunk, it is that which is told.
-TEST(Errors, EveryAllocationThatFails) {
-  std::string text = "a,b\n";
-  for (int row = 0; row < 300'000; ++row) text += "1,22222\n";
-  const TempFile file(text);
-  int failures = 0;
-  for (bool failed = true; failed; ++failures) {
-    FailAllocation(failures);
-    std::uint64_t rows = 0;
-    try {
-      Input input({file.Path()});
-      for (table::Chunk chunk; input.Next(chunk, 200'000);) rows += chunk.rows;
-    } catch (const std::bad_alloc&) {
-    }
-    failed = AllocationFailed();
-    EXPECT_EQ(rows == 300'000, !failed) << failures;
-  }
-  EXPECT_GT(failures, 30);
 }
 
 }  // namespace
