@@ -1,6 +1,6 @@
-"""errors_test.py PROGRAM: everything that can be wrong with input, command line or output, one line each.
+"""errors_test.py PROGRAM: what can be wrong with input, command line or output, one line each.
 
-Every case runs with every number of threads and names its output file: message and exit code are the same, and
+Of what is wrong within a file there are samples: the tests of the reader and of the pass have all of it. Every case runs with every number of threads and names its output file: message and exit code are the same, and
 nothing is left behind.
 """
 
@@ -33,33 +33,16 @@ class Errors(running.ProgramTest):
         "header only": ({"a.csv": "x,y\n"}, ["a.csv"], 2, "a.csv: has a header and no rows"),
         "binary": ({"a.csv": b"\x7fELF\0\1"}, ["a.csv"], 2,
                    'a.csv:1: NUL byte in the header: this is no text file, or its encoding is UTF-16: "\\x7fELF\\x00\\x01"'),
-        "duplicate name": ({"a.csv": "x,y,x\n1,2,3\n"}, ["a.csv"], 2,
-                           'a.csv:1: columns 1 and 3 have the same name: "x"'),
         "other header": ({"a.csv": "x,y\n1,2\n", "b.csv": "x,z\n1,2\n"}, ["a.csv", "b.csv"], 2,
                          'b.csv:1: column 2 of the header is "z", but "y" in a.csv'),
         "unknown column": ({"a.csv": "x,y\n1,2\n"}, ["a.csv", "-c", "x,q"], 2,
                            "column q: is not among the 2 columns of the input"),
-        "unknown weight": ({"a.csv": "x,y\n1,2\n"}, ["a.csv", "-w", "q"], 2,
-                           "column q: is not among the 2 columns of the input"),
-        "ragged row": ({"a.csv": "x,y\n1,2\n3\n"}, ["a.csv"], 2, "a.csv:3: row of 1 cells where there are 2 columns"),
-        "open quote": ({"a.csv": 'x,y\n1,"2\n'}, ["a.csv", "-c", "x"], 2, "a.csv:2: quote is never closed"),
         "text column chosen": ({"a.csv": 'x,y\n1,2\n3,"so, so"\n'}, ["a.csv", "-c", "y"], 2,
                                'a.csv:3: column y: not a number: "so, so"'),
-        "text far down": ({"a.csv": long_file((50_000, "1,oops,2"))}, ["a.csv"], 2,
-                          'a.csv:50000: column y: not a number: "oops"'),
-        "first of several": ({"a.csv": long_file((59_999, "1,2"), (30_001, "1,1e999,inf"), (40_000, 'a,b"c,d'))},
-                             ["a.csv"], 2, 'a.csv:30001: column y: number out of range: "1e999"'),
         "first over files": ({"a.csv": long_file((59_000, "nope,1,2")), "b.csv": long_file((3, "worse,1,2"))},
                              ["a.csv", "b.csv"], 2, 'a.csv:59000: column x: not a number: "nope"'),
-        "cut off": ({"a.csv": gzip.compress(long_file().encode())[:-9]}, ["a.csv"], 2,
-                    "a.csv: is cut off: its gzip data end too early"),
         "text before the cut": ({"a.csv": gzip.compress(long_file((30_000, "1,2,oops")).encode())[:-9]}, ["a.csv"], 2,
                                 'a.csv:30000: column z: not a number: "oops"'),
-        "infinite": ({"a.csv": "x,y\n1,2\n3,-Inf\n"}, ["a.csv"], 2, 'a.csv:3: column y: not a finite number: "-Inf"'),
-        "code for missing": ({"a.csv": "x\n1\n-1.7976931348623157e308\n"}, ["a.csv"], 2,
-                             'a.csv:3: column x: number out of range: "-1.7976931348623157e308"'),
-        "negative weight": ({"a.csv": long_file((40_000, "1,-3,2"), (50_000, "1,-4,2"))}, ["a.csv", "-w", "y"], 2,
-                            'a.csv:40000: column y: negative weight: "-3"'),
         "nothing numeric": ({"a.csv": "x,y\na,b\n"}, ["a.csv"], 2, "a.csv: has no numeric column"),
         "all left out": ({"a.csv": "x,y,w\n1,,1\n,2,1\n3,4,0\n5,6,\n"}, ["a.csv", "-w", "w"], 2,
                          "no row can be used: 4 rows read, 0 used, 4 left out: 1 with a missing weight; "
@@ -76,8 +59,6 @@ class Errors(running.ProgramTest):
                               "--output would overwrite the input a.csv"),
         "two weights": ({"a.csv": "x,y\n1,2\n"}, ["a.csv", "-w", "x,y"], 1, '--weight takes one column, not "x,y"'),
         "long delimiter": ({}, ["a.csv", "-d", "::"], 1, '--delimiter takes a single character, or tab, not "::"'),
-        "digit for a delimiter": ({}, ["a.csv", "-d", "5"], 1, 'cannot be the delimiter: "5"'),
-        "one sign for two": ({}, ["a.csv", "-d", "."], 1, 'delimiter and decimal sign are the same: "."'),
         "empty delimiter": ({}, ["a.csv", "-d", ""], 1, "--delimiter: needs a character"),
         "empty output": ({}, ["a.csv", "-o", ""], 1, "--output: names no file"),
         "no rows": ({}, ["a.csv", "--max-rows", "0"], 1, None),

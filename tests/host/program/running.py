@@ -2,7 +2,6 @@
 
 import os
 import pathlib
-import random
 import signal
 import subprocess
 import sys
@@ -68,25 +67,6 @@ class ProgramTest(unittest.TestCase):
 
     def left_behind(self, *known):
         return sorted(set(os.listdir(self.folder)) - set(known))
-
-
-def write_big_file(path, rows):
-    """18 numeric columns of which two are weights, two of quoted text; 3 % missing, weights that are 0 among them.
-
-    Written in pieces, since the memory that a process has before it becomes another one counts as that one's.
-    """
-    draw = random.Random(20)
-    pool = [[f"{draw.gauss(10.0 ** (col % 5), 1 + col):.{2 + col % 7}f}" for _ in range(500)] for col in range(16)]
-    texts = ['"a, b"', '"say ""x"""', '"two\nlines"', "plain"]
-    with open(path, "w", encoding="utf-8", newline="") as file:
-        file.write(",".join(['"text, one"', *(f"x{col}" for col in range(16)), "w", "r", "more"]) + "\n")
-        for start in range(0, rows, 10000):
-            count = min(10000, rows - start)
-            columns = [draw.choices([*values, "NA", ""], [1] * 500 + [8, 8], k=count) for values in pool]
-            weights = draw.choices(["1", "2", "0.5", "0", "3.25"], [50, 20, 20, 1, 9], k=count)
-            reg_weights = draw.choices(["1", "0.25", "1e-3", "."], [50, 30, 20, 1], k=count)
-            named = draw.choices(texts, k=count)
-            file.write("\n".join(map(",".join, zip(named, *columns, weights, reg_weights, named))) + "\n")
 
 
 def main():
