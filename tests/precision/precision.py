@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""precision.py [--short] [--seed N] [--only TEXT] FORMULAS PROGRAM: how many digits are right, and of whom.
+"""precision.py [--short] [--seed N] [--only TEXT] ACCUMULATORS PROGRAM: how many digits are right, and of whom.
 
 Draws families of data that are hard on one formula or another, hands the same doubles to the library's accumulators
-(FORMULAS), the program, the textbook formula of raw sums, Welford's update, and to numpy, pandas and R where they are
+(ACCUMULATORS), the program, the textbook formula of raw sums, Welford's update, and to numpy, pandas and R where they are
 installed, and measures each against exact arithmetic over these doubles. Prints two tables: the worst cell of each
 family, in correct decimal digits of the centred sums and of the means. A centred cross-product is measured against
 √(css of the row · css of the column), a mean against the root of the mean square. No error at all counts as 17 digits.
@@ -48,7 +48,7 @@ for (i in seq_len(columns)) for (j in seq_len(i)) {
   pair <- x[used, c(i, j)]
   m <- if (all(w == 1)) cov(pair) * (sum(used) - 1) else cov.wt(pair, w[used] / sum(w[used]), method = "ML")$cov * sum(w[used])
   mean_of <- function(k) if (all(w == 1)) mean(pair[, k]) else weighted.mean(pair[, k], w[used])
-  cat("R", i - 1, j - 1, sprintf("%.17g", c(mean_of(1), mean_of(2), m[1, 1], m[2, 2], m[1, 2])), sep = ",")
+  cat(i - 1, j - 1, sprintf("%.17g", c(mean_of(1), mean_of(2), m[1, 1], m[2, 2], m[1, 2])), sep = ",")
   cat("\n")
 }
 """
@@ -144,12 +144,49 @@ def output(*command, **options):
     return subprocess.run([*map(str, command)], check=True, capture_output=True, text=True, **options).stdout
 
 
-def by_formulas(text):
-    """Of every formula its cells, from lines `formula,row,column,mean,mean,css,css,cscp`."""
-    found = {}
-    for formula, row, column, *values in csv.reader(io.StringIO(text)):
-        if formula != "formula":
-            found.setdefault(formula, {})[int(row), int(column)] = [float(value) for value in values]
+def cells_of(text):
+    """The cells in lines `row,column,mean,mean,css,css,cscp`."""
+    return {(int(row), int(column)): [float(value) for value in values]
+            for row, column, *values in csv.reader(io.StringIO(text)) if row != "row"}
+
+
+def raw_sums(rows):
+    """Σw, Σwx, Σwxy, and the difference of large numbers at the end."""
+    weight = sum_x = sum_y = xx = yy = xy = 0.0
+    for x, y, w in rows:
+        weight += w
+        sum_x += w * x
+        sum_y += w * y
+        xx += w * x * x
+        yy += w * y * y
+        xy += w * x * y
+    return [sum_x / weight, sum_y / weight, xx - sum_x * sum_x / weight, yy - sum_y * sum_y / weight, xy - sum_x * sum_y / weight]
+
+
+def welford(rows):
+    """One row at a time about the mean so far (Welford 1962, with weights by West 1979)."""
+    weight = mean_x = mean_y = xx = yy = xy = 0.0
+    for x, y, w in rows:
+        weight += w
+        dx, dy = x - mean_x, y - mean_y
+        mean_x += w / weight * dx
+        mean_y += w / weight * dy
+        xx += w * dx * (x - mean_x)
+        yy += w * dy * (y - mean_y)
+        xy += w * dx * (y - mean_y)
+    return [mean_x, mean_y, xx, yy, xy]
+
+
+def by_formulas(columns, groups):
+    """What programs without a library write. Within groups, whose centred sums come together, the means are the first's."""
+    found = {"raw sums": {}, "Welford": {}}
+    for i, j in CELLS:
+        for name, formula in (("raw sums", raw_sums), ("Welford", welford)):
+            first, *others = (formula((row[i], row[j], w * r) for row, w, r, own in zip(*columns)
+                                      if own == group and row[i] != MISSING and row[j] != MISSING) for group in range(groups))
+            for other in others:
+                first[2:] = map(float.__add__, first[2:], other[2:])
+            found[name][i, j] = first
     return found
 
 
@@ -219,22 +256,21 @@ def by_numpy(family):
 def by_r(family, raw):
     if family.groups or not shutil.which("Rscript"):
         return {}
-    return by_formulas(output("Rscript", "--vanilla", "-e", R_PROGRAM, raw, len(NAMES)))
+    return {"R": cells_of(output("Rscript", "--vanilla", "-e", R_PROGRAM, raw, len(NAMES)))}
 
 
 def measure(family, tools, folder):
     """Of every formula the digits of its worst mean and of its worst centred sum."""
     raw = folder / "data.raw"
     ones = [1.0] * len(family.rows)
-    columns = zip(family.rows, family.case or ones, family.regression or ones, family.groups or [0] * len(ones))
+    columns = (family.rows, family.case or ones, family.regression or ones, family.groups or [0] * len(ones))
     with open(raw, "wb") as file:
-        array.array("d", (x for row, w, r, g in columns for x in (*row, w, r, g))).tofile(file)
+        array.array("d", (x for row, w, r, g in zip(*columns) for x in (*row, w, r, g))).tofile(file)
     exact = Exact(family)
-    found = {}
+    groups = max(columns[3]) + 1
+    found = by_formulas(columns, groups)
     for name, rows in BATCHES.items():
-        cells = by_formulas(output(tools.formulas, raw, len(NAMES), rows, family.kind))
-        cells[name] = cells.pop("library")
-        found |= cells
+        found[name] = cells_of(output(tools.accumulators, raw, len(NAMES), groups, rows, family.kind))
     found["program"] = by_program(tools.program, family, folder)
     if not tools.short:
         found |= by_numpy(family) | by_r(family, raw)
@@ -284,7 +320,7 @@ def main():
     parser.add_argument("--short", action="store_true", help="a tenth of the rows, and no peers")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--only", default="", metavar="TEXT", help="only families with this in their name")
-    parser.add_argument("formulas")
+    parser.add_argument("accumulators")
     parser.add_argument("program")
     tools = parser.parse_args()
     results, broken = [], []
