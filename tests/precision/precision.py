@@ -18,7 +18,6 @@ import io
 import json
 import pathlib
 import random
-import shutil
 import subprocess
 import sys
 import tempfile
@@ -35,23 +34,6 @@ BATCHES = {"library, 65,536": 65_536, "library, 256": 256}
 FORMULAS = (*BATCHES, "program", "raw sums", "Welford", *PEERS)
 # A double holds every decimal number of so many digits, and the last bits of those below are anyone's luck.
 DECIMAL_DIGITS = 15.0
-
-R_PROGRAM = r"""
-arguments <- commandArgs(trailingOnly = TRUE)
-columns <- as.integer(arguments[2])
-values <- matrix(readBin(arguments[1], "double", file.size(arguments[1]) / 8), nrow = columns + 3)
-x <- t(values[seq_len(columns), , drop = FALSE])
-w <- values[columns + 1, ] * values[columns + 2, ]
-x[x == -.Machine$double.xmax] <- NA
-for (i in seq_len(columns)) for (j in seq_len(i)) {
-  used <- !is.na(x[, i]) & !is.na(x[, j])
-  pair <- x[used, c(i, j)]
-  m <- if (all(w == 1)) cov(pair) * (sum(used) - 1) else cov.wt(pair, w[used] / sum(w[used]), method = "ML")$cov * sum(w[used])
-  mean_of <- function(k) if (all(w == 1)) mean(pair[, k]) else weighted.mean(pair[, k], w[used])
-  cat(i - 1, j - 1, sprintf("%.17g", c(mean_of(1), mean_of(2), m[1, 1], m[2, 2], m[1, 2])), sep = ",")
-  cat("\n")
-}
-"""
 
 
 @dataclasses.dataclass
@@ -214,49 +196,14 @@ def by_program(program, family, folder):
             for row in csv.DictReader(io.StringIO(text))}
 
 
-def by_numpy(family):
-    """numpy knows weights and no missing values, pandas missing values and no weights; neither knows groups."""
-    found = {}
+def by_peers(family, raw):
     if family.groups:
-        return found
-    try:
-        import numpy
-    except ImportError:
-        return found
-    values = numpy.array(family.rows)
-
-    def cells(means, products):
-        return {(i, j): [float(means[i]), float(means[j]), float(products[i][i]), float(products[j][j]), float(products[i][j])]
-                for i, j in CELLS}
-
-    if family.case:
-        w = numpy.array(family.case) * numpy.array(family.regression)
-        found["numpy"] = cells(numpy.average(values, axis=0, weights=w), numpy.cov(values, rowvar=False, aweights=w, ddof=0) * w.sum())
-    elif not family.pairwise:
-        found["numpy"] = cells(values.mean(axis=0), numpy.cov(values, rowvar=False) * (len(values) - 1))
-    try:
-        import pandas
-    except ImportError:
-        return found
-    if not family.case:
-        values[values == MISSING] = numpy.nan
-        frame = pandas.DataFrame(values)
-        there = (~numpy.isnan(values)).astype(float)
-        counts = there.T @ there
-        found["pandas"] = {}
-        products = frame.cov().to_numpy() * (counts - 1)
-        own = cells(frame.mean().to_numpy(), products)
-        for cell, numbers in own.items():
-            # pandas has means and sums of squares of variables alone, not over the rows of a pair.
-            known = cell[0] == cell[1] or not family.pairwise
-            found["pandas"][cell] = numbers if known else [None, None, None, None, numbers[4]]
-    return found
-
-
-def by_r(family, raw):
-    if family.groups or not shutil.which("Rscript"):
         return {}
-    return {"R": cells_of(output("Rscript", "--vanilla", "-e", R_PROGRAM, raw, len(NAMES)))}
+    sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "bench"))
+    import peerdigits
+    found = peerdigits.by_numpy(family, MISSING, CELLS)
+    cells = cells_of(peerdigits.by_r(raw, len(NAMES)))
+    return found | ({"R": cells} if cells else {})
 
 
 def measure(family, tools, folder):
@@ -273,7 +220,7 @@ def measure(family, tools, folder):
         found[name] = cells_of(output(tools.accumulators, raw, len(NAMES), groups, rows, family.kind))
     found["program"] = by_program(tools.program, family, folder)
     if not tools.short:
-        found |= by_numpy(family) | by_r(family, raw)
+        found |= by_peers(family, raw)
     worst = {}
     for formula, cells in found.items():
         all_digits = []

@@ -179,40 +179,38 @@ class Endings(running.ProgramTest):
         self.assertEqual((self.folder / "out.csv").read_text(), "precious")
         self.assertEqual(self.left_behind("a.csv", "out.csv"), [])
 
-    def test_output_replaces_a_file_and_keeps_its_mode(self):
+    def test_output_replaces_only_what_is_an_ordinary_file(self):
         self.write("a.csv", "x,y\n1,2\n3,5\n")
+        result = "variable,x,y\nx,2,3\ny,3,4.5\n"
+        read = lambda name: (self.folder / name).read_text()
+        cov_to = lambda path, **options: self.succeed("cov", "a.csv", "-f", "csv", "-o", path, **options)
         self.write("old.csv", "old")
         os.chmod(self.folder / "old.csv", 0o640)
         os.symlink("old.csv", self.folder / "link.csv")
-        run = self.succeed("cov", "a.csv", "-f", "csv", "-o", "link.csv")
+        run = cov_to("link.csv")
         self.assertEqual((run.out, run.err), ("", "vexa-stats: 2 rows read, all used\n"))
-        self.assertEqual((self.folder / "old.csv").read_text(), "variable,x,y\nx,2,3\ny,3,4.5\n")
-        self.assertEqual(os.stat(self.folder / "old.csv").st_mode & 0o7777, 0o640)
+        self.assertEqual((read("old.csv"), os.stat(self.folder / "old.csv").st_mode & 0o7777), (result, 0o640))
         self.assertTrue(os.path.islink(self.folder / "link.csv"))
-        # Others write to standard output too.
-        with open(self.folder / "all.csv", "wb", buffering=0) as shared:
-            shared.write(b"before\n")
-            self.succeed("cov", "a.csv", "-f", "csv", "-o", "/dev/stdout", stdout=shared)
-            shared.write(b"after\n")
-        self.assertEqual((self.folder / "all.csv").read_text(), "before\nvariable,x,y\nx,2,3\ny,3,4.5\nafter\n")
-        # Nor is a file replaced that the caller holds open, nor a link to a file that is yet to come.
-        with open(self.folder / "all.csv", "wb", buffering=0) as shared:
-            shared.write(b"before\n")
-            self.succeed("cov", "a.csv", "-f", "csv", "-o", f"/dev/fd/{shared.fileno()}", pass_fds=(shared.fileno(),))
-        self.assertEqual((self.folder / "all.csv").read_text(), "before\nvariable,x,y\nx,2,3\ny,3,4.5\n")
+        # A file that others write to as well, as standard output or as one that the caller holds open.
+        for name in ("/dev/stdout", "/dev/fd/{}"):
+            with open(self.folder / "all.csv", "wb", buffering=0) as shared:
+                shared.write(b"before\n")
+                cov_to(name.format(shared.fileno()), **({"stdout": shared} if "out" in name else {"pass_fds": (shared.fileno(),)}))
+                shared.write(b"after\n")
+            self.assertEqual(read("all.csv"), f"before\n{result}after\n")
+        # A link to a file that is yet to come.
         os.symlink("new.csv", self.folder / "ahead.csv")
-        self.succeed("cov", "a.csv", "-f", "csv", "-o", "ahead.csv")
-        self.assertTrue(os.path.islink(self.folder / "ahead.csv"))
-        self.assertEqual((self.folder / "new.csv").read_text(), "variable,x,y\nx,2,3\ny,3,4.5\n")
+        cov_to("ahead.csv")
+        self.assertEqual((os.path.islink(self.folder / "ahead.csv"), read("new.csv")), (True, result))
         with open(self.folder / "a.csv", "rb") as given:
             run = self.run_program("cov", "-o", "./a.csv", input=given)
         self.assertEqual((run.code, run.err), (1, "vexa-stats: error: --output would overwrite the input <stdin>\n"))
         # What is no ordinary file is written, not replaced.
         read_end, write_end = os.pipe()
-        self.succeed("cov", "a.csv", "-f", "csv", "-o", f"/dev/fd/{write_end}", pass_fds=(write_end,))
+        cov_to(f"/dev/fd/{write_end}", pass_fds=(write_end,))
         os.close(write_end)
         with open(read_end, encoding="utf-8") as pipe:
-            self.assertEqual(pipe.read(), "variable,x,y\nx,2,3\ny,3,4.5\n")
+            self.assertEqual(pipe.read(), result)
         self.assertEqual(self.left_behind("a.csv", "old.csv", "link.csv", "all.csv", "ahead.csv", "new.csv"), [])
 
 

@@ -46,10 +46,10 @@ class Options(running.ProgramTest):
             "x         3        0   2.50   1.32      1.75   0.764       1.5    4\n"
             "y         2        1  50.0   70.7    5000     50.0    -1e-07    100\n", ""),
         "variables with few values": (
-            "x,y,z,u,w\n,1e9,-0,5,2\n,,0,5,1\n,,,5,0.5\n", "describe -w w -f csv",
+            "x,y,z,v,u,w\n,1e9,-0,0,5,2\n,,0,-0,5,1\n,,,,5,0.5\n", "describe -w w -f csv",
             "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,0,3,0,,,,,,\n"
-            "y,1,2,2,1000000000,0,0,0,1000000000,1000000000\nz,2,1,3,0,0,0,0,-0,0\nu,3,0,3.5,5,0,0,0,5,5\n",
-            "3 rows read, all used (missing values: x 3, y 2, z 1)"),
+            "y,1,2,2,1000000000,0,0,0,1000000000,1000000000\nz,2,1,3,0,0,0,0,-0,0\nv,2,1,3,0,0,0,0,-0,0\nu,3,0,3.5,5,0,0,0,5,5\n",
+            "3 rows read, all used (missing values: x 3, y 2, z 1 and 1 more)"),
         "weights whose product is too small": (
             "x,w\n1,1e-200\n3,1e-200\n", "describe -w w -r w -c x -f csv",
             "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,2,0,2e-200,,,,,1,3\n", "2 rows read, all used"),
