@@ -52,27 +52,28 @@ Values AllStatistics(const Rows& rows) {
   return all;
 }
 
-void ExpectPlainBits(Random& random, std::size_t rows, std::size_t columns, bool weights, bool wild) {
-  SCOPED_TRACE(std::to_string(rows) + " rows, " + std::to_string(columns) + " columns");
-  RowsSpec spec;
-  spec.rows = rows;
-  spec.columns = columns;
-  spec.weights = weights;
-  spec.regWeights = columns % 2 == 0;
-  spec.oddWeights = wild;
-  spec.wild = wild;
-  spec.groups = 5;
-  const Rows data = MakeRows(random, spec);
-  const Values actual = AllStatistics(data);
+void ExpectPlainBits(const Rows& rows) {
+  SCOPED_TRACE(std::to_string(rows.count) + " rows, " + std::to_string(rows.columns.size()) + " columns");
+  const Values actual = AllStatistics(rows);
   const PlainKernels plain;
-  ASSERT_TRUE(SameBits(actual, AllStatistics(data)));
+  ASSERT_TRUE(SameBits(actual, AllStatistics(rows)));
+}
+
+RowsSpec Shape(std::size_t rows, std::size_t columns, bool weights, bool wild = false) {
+  return {.rows = rows,
+          .columns = columns,
+          .weights = weights,
+          .regWeights = columns % 2 == 0,
+          .groups = 5,
+          .oddWeights = wild,
+          .wild = wild};
 }
 
 TEST(Engine, EveryWidthGivesThePlainBits) {
   Random random(1);
   for (std::size_t columns = 1; columns <= 70; ++columns) {
     for (const std::size_t rows : {std::size_t{24}, 25 + columns, std::size_t{150}}) {
-      ExpectPlainBits(random, rows, columns, rows % 2 == 0, columns % 3 == 0);
+      ExpectPlainBits(MakeRows(random, Shape(rows, columns, rows % 2 == 0, columns % 3 == 0)));
     }
   }
 }
@@ -80,14 +81,14 @@ TEST(Engine, EveryWidthGivesThePlainBits) {
 TEST(Engine, EveryHeightGivesThePlainBits) {
   Random random(2);
   for (std::size_t rows = 0; rows <= 600; rows += rows < 40 || rows % 128 < 3 || rows % 128 > 125 ? 1 : 7) {
-    ExpectPlainBits(random, rows, 4 + rows % 29, rows % 3 != 0, rows % 4 == 0);
+    ExpectPlainBits(MakeRows(random, Shape(rows, 4 + rows % 29, rows % 3 != 0, rows % 4 == 0)));
   }
 }
 
 TEST(Engine, BlocksOfColumnsGiveThePlainBits) {
   Random random(3);
   for (const std::size_t columns : Sizes{95, 97, 192, 263, 264, 265, 272, 527, 528, 529, 793}) {
-    ExpectPlainBits(random, columns < 200 ? 260 : 27, columns, columns % 2 == 0, false);
+    ExpectPlainBits(MakeRows(random, Shape(columns < 200 ? 260 : 27, columns, columns % 2 == 0)));
   }
 }
 
@@ -95,18 +96,11 @@ TEST(Engine, BlocksOfColumnsGiveThePlainBits) {
 TEST(Engine, RunsOfEqualValuesGiveThePlainBits) {
   Random random(4);
   for (const std::size_t run : Sizes{1, 2, 7, 8, 9, 63, 127, 128, 129, 255, 256, 257, 300}) {
-    RowsSpec spec;
-    spec.rows = 300;
-    spec.columns = 21;
-    spec.weights = run % 2 == 0;
-    spec.groups = 5;
-    Rows rows = MakeRows(random, spec);
+    Rows rows = MakeRows(random, Shape(300, 21, run % 2 == 0));
     for (std::size_t col = 0; col < rows.columns.size(); col += 2) {
       std::fill_n(rows.columns[col].begin(), run, col == 4 ? std::numeric_limits<double>::infinity() : 0.1);
     }
-    const Values actual = AllStatistics(rows);
-    const PlainKernels plain;
-    ASSERT_TRUE(SameBits(actual, AllStatistics(rows))) << run;
+    ExpectPlainBits(rows);
   }
 }
 
@@ -130,11 +124,7 @@ TEST(Engine, ColumnsThatAreMissingTogetherGiveThePlainBits) {
   for (const std::size_t columns : Sizes{15, 16, 17, 33, 48, 70, 270, 530}) {
     for (const std::size_t count : columns > 100 ? Sizes{30, 65} : Sizes{24, 520}) {
       for (const auto missing : {Missing::kShared, Missing::kWholeColumns, Missing::kScattered}) {
-        RowsSpec spec;
-        spec.rows = count;
-        spec.columns = columns;
-        spec.weights = count % 2 == 0;
-        spec.regWeights = columns % 2 == 0;
+        RowsSpec spec = Shape(count, columns, count % 2 == 0);
         spec.wild = columns % 2 == 1;
         spec.missingRate = columns % 3 == 0 ? 0.0 : columns % 5 == 0 ? 0.7 : 0.1;
         spec.missingCode = -1.797e308;

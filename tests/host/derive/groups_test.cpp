@@ -269,21 +269,6 @@ TEST(Groups, NameWhatIsSingularAndKeepTheRest) {
   EXPECT_GT(huge.univariate[0].f, 0.0);
 }
 
-TEST(Groups, SmallGroupsOnlyStayOutOfBoxesTest) {
-  std::vector<Case> cases = SomeCases(7, 3, 2, 90);
-  const double before = Analyse(cases, 3).box.m;
-  for (const double value : {1.0, 4.0}) cases.push_back({3, 1.0, VectorXd{{value, 2.0 * value}}});
-  cases.push_back({4, 1.0, VectorXd{{1.0, 1.0}}});
-  const GroupAnalysis analysis = Analyse(cases, 5);
-  EXPECT_TRUE(analysis.wilks && analysis.canonical && analysis.classification);
-  ASSERT_EQ(analysis.box.leftOut.size(), 2U);
-  EXPECT_EQ(analysis.box.leftOut[0].group, 3U);
-  EXPECT_EQ(analysis.box.leftOut[0].variable, 1U);
-  EXPECT_FALSE(analysis.box.leftOut[1].variable.has_value());
-  EXPECT_NEAR(analysis.box.m, before, 1e-9) << "formed anew from the other groups";
-  EXPECT_TRUE(std::isnan(analysis.groups[4].deviations[0]));
-}
-
 TEST(Groups, OneGroupOfTooLittleWeight) {
   std::vector<Case> cases = SomeCases(8, 1, 2, 20);
   for (Case& light : cases) light.weight = 1.0 / 64;

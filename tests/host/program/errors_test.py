@@ -63,7 +63,6 @@ class Errors(running.ProgramTest):
         "empty output": ({}, ["a.csv", "-o", ""], 1, "--output: names no file"),
         "no rows": ({}, ["a.csv", "--max-rows", "0"], 1, None),
         "unknown format": ({}, ["a.csv", "-f", "xml"], 1, "--format: xml not in {text,csv,json,html}"),
-        "unknown handling": ({}, ["a.csv", "-m", "some"], 1, "--missing: some not in {listwise,pairwise}"),
         "no digits": ({}, ["a.csv", "--digits", "0"], 1, "--digits: Value 0 not in range 1 to 17"),
         "unknown option": ({}, ["a.csv", "--colums", "x"], 1, None),
     }
