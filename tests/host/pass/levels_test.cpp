@@ -1,23 +1,19 @@
 #include "pass/levels.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "host/pass/sheet.h"
 #include "host/table/reading.h"
 #include "pass/reduce.h"
 #include "vexa/matrixlistwise.h"
 
 namespace {
 
-using pass_test::MakeSheet;
-using pass_test::Sheet;
-using table_test::Feed;
 using table_test::MessageOf;
 using table_test::TempFile;
 
@@ -63,27 +59,6 @@ TEST(Levels, GivenAsAListAreHeldAgainstTheColumn) {
     EXPECT_THROW(pass::GivenLevels(input, 0, list), table::InputError) << list[0];
   for (const List& list : {List{"a", "a"}, {""}})
     EXPECT_THROW(pass::GivenLevels(input, 1, list), table::InputError) << list[0];
-}
-
-// What stands on standard input is tried by the program's tests.
-TEST(Levels, AreFoundInFilesAndPipes) {
-  std::mt19937 random(21);
-  const Sheet sheet = MakeSheet(random, 400, 2);
-  const TempFile file(sheet.Text());
-  for (const unsigned int threads : {1U, 3U, 16U}) {
-    Feed feed(sheet.Text(), 1'000);
-    const pass::Files piped({feed.Path()});
-    const pass::Files named({file.Path()});
-    for (const pass::Files* files : {&named, &piped}) {
-      EXPECT_THAT(Labels(Find(*files, sheet.ByGroup(true, true), threads).levels),
-                  testing::ElementsAre("g 0", "g 1", "g 2"));
-      const pass::LevelSearch search = Find(*files, sheet.ByGroup(true, false), threads);
-      EXPECT_THAT(Labels(search.levels), testing::ElementsAre("0", "10", "20"));
-      EXPECT_TRUE(search.complete);
-      EXPECT_NO_THROW(files->CheckUnchanged());
-    }
-    EXPECT_EQ(piped.Open({})->FileName(0), feed.Path()) << "messages name what the user named";
-  }
 }
 
 // Which fault is told depends on the file alone: the first bad row, if it comes before the rows that make the levels too

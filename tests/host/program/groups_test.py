@@ -63,10 +63,11 @@ class Groups(running.ProgramTest):
         self.assertEqual([cells for cells in left if cells and not isinstance(cells, int)], [])
 
     def test_file_is_read_twice_wherever_it_comes_from(self):
-        names = ["north", "the \"south\"", "east, far"]
+        names = ["north", "the \"south\"", "east, far", "only in the last rows"]
         quoted = ['"' + name.replace('"', '""') + '"' for name in names]
         draw = random.Random(5)
-        text = "a,b,group\n" + "".join(f"{draw.gauss(k % 3, 3):.4f},{draw.random():.3f},{quoted[k % 3]}\n" for k in range(9_000)) + "1,2,\n"
+        line = lambda k: f"{draw.gauss(k % 3, 3):.4f},{draw.random():.3f},{quoted[k % 3 if k < 59_000 else 3]}\n"
+        text = "a,b,group\n" + "".join(map(line, range(60_000))) + "1,2,\n"
         self.write("big.csv", text)
         args = ("groups", "--by", "group", "-f", "csv")
         first = self.succeed(*args, "big.csv", "-t", 1)
@@ -78,10 +79,15 @@ class Groups(running.ProgramTest):
         with open(self.folder / "behind.csv", "rb", buffering=0) as given:
             given.read(len("front\n"))
             self.assertEqual(self.succeed(*args, "-", input=given).out, first.out)
-        feeder = running.subprocess.Popen(["gzip", "-1", "-c", self.folder / "big.csv"], stdout=running.subprocess.PIPE)
-        self.assertEqual(self.succeed(*args, "-t", 3, "-", input=feeder.stdout).out, first.out)
-        feeder.stdout.close()
-        feeder.wait()
+        for threads in (1, 3, 16):
+            self.assertEqual(self.pipe("gzip -1 -c big.csv", *args, "-t", threads).out, first.out)
+        # What is kept of a pipe is still called what the user calls it.
+        self.write("bad.csv", text + "1,2,north\n3,x,north\n")
+        self.assertIn('error: <stdin>:60004: column b: not a number: "x"', self.pipe("cat bad.csv", *args, "-c", "a,b").err)
+
+    def pipe(self, command, *args):
+        with running.subprocess.Popen(command.split(), stdout=running.subprocess.PIPE, cwd=self.folder) as feeder:
+            return self.run_program(*args, "-", input=feeder.stdout)
 
     def test_what_cannot_be_done_is_named_and_the_rest_is_there(self):
         same = "x,y,g\n" + "".join(f"{k % 7},{0.1 if k % 2 else 0.3},{k % 2}.0\n" for k in range(40))
