@@ -269,8 +269,13 @@ TEST(Groups, NameWhatIsSingularAndKeepTheRest) {
   EXPECT_GT(huge.univariate[0].f, 0.0);
 }
 
-TEST(Groups, OneGroupOfTooLittleWeight) {
+TEST(Groups, OneGroupOrTooLittleWeight) {
   std::vector<Case> cases = SomeCases(8, 1, 2, 20);
+  const GroupAnalysis one = Analyse(cases, 2);
+  EXPECT_FALSE(one.wilks || one.canonical);
+  EXPECT_TRUE(one.classification.has_value());
+  EXPECT_TRUE(std::isnan(one.univariate[0].f));
+
   for (Case& light : cases) light.weight = 1.0 / 64;
   const GroupAnalysis light = Analyse(cases, 2);
   EXPECT_THAT(light.emptyLevels, ElementsAre(1));
