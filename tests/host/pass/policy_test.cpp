@@ -13,6 +13,7 @@
 #include "pass/reduce.h"
 #include "pass/setup.h"
 #include "pass/workers.h"
+#include "quorwlib/quorwlib.h"
 #include "support/rows.h"
 #include "vexa/smatrixlistwise.h"
 
@@ -126,6 +127,9 @@ TEST(Workers, AreFewerWhenMemoryIsShort) {
   EXPECT_EQ(pass::Workers(options, {100 * kMebibyte, 600 * kMebibyte}), 4U);
   EXPECT_THAT(said, testing::HasSubstr("4 of 16 threads"));
   EXPECT_EQ(pass::Workers(options, {std::uint64_t{1} << 50, std::uint64_t{1} << 50}), 1U);
+  options.threads = 0;
+  EXPECT_EQ(pass::Workers(options, {}), static_cast<unsigned int>(getthreads_()));
+  options.threads = 16;
   // Each holds three states at times.
   const table_test::TempFile file("a,b\n1,2\n");
   const table::Input input({file.Path()}, {});

@@ -24,6 +24,10 @@ class Options(running.ProgramTest):
         "other missing tokens": ("x,y\n1,2\n-9,3\n2,none\n,1\n3,4\n", "cov -f csv --na -9.0,NONE",
                                  "variable,x,y\nx,2,2\ny,2,2\n",
                                  "5 rows read, 2 used, 3 left out: 3 with a missing value (x 2, y 1)"),
+        "missing tokens among groups": ("k,x\n-9,1\na,2\na,4\n-9.0,5\n", "describe -f csv --by k --na -9",
+                                        "variable,group,n,missing,weight_sum,mean,sd,variance,se,min,max\n"
+                                        "x,a,2,0,2,3,1.4142135623730951,2,1,2,4\n",
+                                        "4 rows read, 2 used, 2 left out: 2 without a group"),
         "tabs and decimal commas": ("x\ty\n1,5\t2\n2,5\t4\n", "cov -f csv -d tab --decimal ,",
                                     "variable,x,y\nx,0.5,1\ny,1,2\n", "2 rows read, all used"),
         "no header": ("1 2\n2 4\n", "cov -f csv --no-header -d _", None,
