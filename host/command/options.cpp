@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
 #include <string_view>
 #include <utility>
 
@@ -170,7 +172,11 @@ std::string ForShell(const std::string& word) {
   return quoted + '\'';
 }
 
-/// The command line that gives what was parsed: long names, in the order of the help.
+/// Options that change nothing of a result.
+constexpr std::array<std::string_view, 6> kOfTheRun = {"output",   "plot",        "threads",
+                                                       "progress", "no-progress", "verbose"};
+
+/// The command line that gives the same result: long names, in the order of the help.
 std::string CommandLineOf(const CLI::App& app) {
   std::string line = "vexa-stats " + app.get_name();
   std::string files;
@@ -178,8 +184,11 @@ std::string CommandLineOf(const CLI::App& app) {
     for (const std::string& value : option->results()) {
       if (option->get_positional()) {
         files += ' ' + ForShell(value);
-      } else {
-        line += " --" + option->get_lnames().front();
+        continue;
+      }
+      const std::string& name = option->get_lnames().front();
+      if (std::find(kOfTheRun.begin(), kOfTheRun.end(), name) == kOfTheRun.end()) {
+        line += " --" + name;
         if (option->get_expected_min() > 0) line += ' ' + ForShell(value);
       }
     }

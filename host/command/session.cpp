@@ -297,7 +297,7 @@ int Session::Deliver(const render::Page& page) {
   if (!account.isComplete) {
     const Output* unwritten = _output.IsFile() ? &_output : _plot ? &*_plot : nullptr;
     _messages.Note(fmt::format(
-        "interrupted after {} rows{}", account.read,
+        "interrupted after {} row{}{}", account.read, account.read == 1 ? "" : "s",
         unwritten != nullptr ? "; nothing is written to " + text::Escaped(unwritten->Path()) : ""));
     if (_output.IsFile()) return kInterrupted;
     _plot.reset();

@@ -59,8 +59,8 @@ class ColumnCells {
     if (shown.isName) return fmt::format("<{} class=\"name\">{}</{}>", tag, EscapedForHtml(shown.whole), end);
     const std::string exact = Exactly(value);
     const char* undefined = exact == kUndefinedShown ? " class=\"none\"" : "";
-    return fmt::format("<{}{} data-v=\"{}\">{}{}{}</{}>", tag, undefined, exact, shown.whole, shown.fraction,
-                       Blanks(shown.fraction.size()), end);
+    return fmt::format("<{}{} data-v=\"{}\">{}{}{}</{}>", tag, undefined, exact, EscapedForHtml(shown.whole),
+                       shown.fraction, Blanks(shown.fraction.size()), end);
   }
 
  private:

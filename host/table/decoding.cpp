@@ -29,13 +29,15 @@ constexpr char kZstdSkipped = '\x50';
 constexpr std::string_view kXzMagic("\xfd\x37\x7a\x58\x5a\x00", 6);
 constexpr std::size_t kLongestMagic = 10;
 
-/// Formats that are known in order to be named.
+/// Formats that are known in order to be named. A level of compression, which any byte may stand for, is a ?.
 struct Unread {
   std::string_view magic;
   const char* what;
 };
-constexpr Unread kUnread[] = {{"BZh91AY&SY", "is compressed with bzip2"},
+constexpr Unread kUnread[] = {{"BZh?1AY&SY", "is compressed with bzip2"},
+                              {"BZh?\x17rE8P\x90", "is compressed with bzip2"},
                               {"PK\x03\x04", "is a zip archive"},
+                              {"PK\x05\x06", "is a zip archive"},
                               {"7z\xbc\xaf\x27\x1c", "is a 7-Zip archive"},
                               {"\x04\x22\x4d\x18", "is compressed with lz4"}};
 
@@ -236,7 +238,8 @@ class DecodedSource : public ByteSource {
     _rest = {_magic.data(), size};
     const std::string_view begin(_magic.data(), size);
     for (const auto& [magic, what] : kUnread) {
-      if (begin.starts_with(magic))
+      const auto fits = [](char expected, char found) { return expected == '?' || expected == found; };
+      if (begin.size() >= magic.size() && std::equal(magic.begin(), magic.end(), begin.begin(), fits))
         throw InputError(fmt::format("{}, which is not read; gzip, zstd and xz are", what), {.file = _name});
     }
     _codec = CodecOf(begin);

@@ -41,13 +41,15 @@ bool IsIn(std::uint32_t point, const auto& ranges) {
 constexpr std::array<Range, 6> kControls = {
     {{0x0, 0x1f}, {0x7f, 0x9f}, {0x61c, 0x61c}, {0x200e, 0x200f}, {0x2028, 0x202e}, {0x2066, 0x2069}}};
 // The blocks that matter in practice; a character of a rarer one misaligns a line and nothing else.
-constexpr std::array<Range, 7> kNoWidth = {{{0x300, 0x36f},
+constexpr std::array<Range, 9> kNoWidth = {{{0x300, 0x36f},
                                             {0x483, 0x489},
                                             {0x591, 0x5bd},
                                             {0x64b, 0x65f},
                                             {0x200b, 0x200d},
+                                            {0x2060, 0x2064},
                                             {0x20d0, 0x20ff},
-                                            {0xfe00, 0xfe0f}}};
+                                            {0xfe00, 0xfe0f},
+                                            {0xfeff, 0xfeff}}};
 constexpr std::array<Range, 8> kDoubleWidth = {{{0x1100, 0x115f},
                                                 {0x2e80, 0xa4cf},
                                                 {0xac00, 0xd7a3},

@@ -107,7 +107,7 @@ class Plane {
     PlaceBody(vertical);
     if (_unnamed == 0) return;
     smallPrint.push_back(
-        fmt::format("{} of {} groups have no room for their name.", _unnamed, groups.size()));
+        fmt::format("Groups without room for their name: {} of {}.", _unnamed, groups.size()));
     _heading.emplace(heading, smallPrint, _width - 2.0 * kMargin);
     PlaceBody(vertical);
   }

@@ -104,7 +104,7 @@ TEST(Decoding, NeverTakesDamagedDataForWholeOnes) {
     for (const char* behind : {"a", "something that is not compressed"})
       EXPECT_TRUE(ReadBytes(whole + behind).error.ends_with(": something else stands behind them"));
   }
-  EXPECT_TRUE(ReadBytes("BZh91AY&SY\x8c").error.ends_with("bzip2, which is not read; gzip, zstd and xz are"));
+  EXPECT_TRUE(ReadBytes("BZh21AY&SY\x8c").error.ends_with("bzip2, which is not read; gzip, zstd and xz are"));
 }
 
 }  // namespace
