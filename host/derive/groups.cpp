@@ -250,8 +250,8 @@ void FindOutOfRange(const GroupSums& sums, const LongMatrix& within, LongMatrix&
     bool isBelow = std::any_of(analysis.groups.begin(), analysis.groups.end(),
                                [&](const Group& group) { return sums.IsBelow(group.level, variable); });
     const long double total = within(variable, variable) + between(variable, variable);
-    if (total > 0.0L && total < kLeastSquares) {
-      isBelow = true;
+    isBelow = isBelow || (total > 0.0L && total < kLeastSquares);
+    if (isBelow && between(variable, variable) < kLeastSquares) {
       between.row(variable).setConstant(kUndefined);
       between.col(variable).setConstant(kUndefined);
     }

@@ -11,8 +11,8 @@ namespace {
 constexpr double kUndefined = std::numeric_limits<double>::quiet_NaN();
 constexpr double kLeastSpread = 0x1p-485;  // its square is kLeastSquares
 
-bool IsBelow(double squares, Spread spread, Rows rows) {
-  if (!(squares < kLeastSquares && spread > 0.0)) return false;
+bool IsBelow(double squares, double least, Spread spread, Rows rows) {
+  if (!(squares < least && spread > 0.0)) return false;
   return squares > 0.0 || rows == Rows::kAll || spread < kLeastSpread;
 }
 
@@ -25,12 +25,13 @@ Cell InRange(Cell cell, Spread row, Spread col, Rows rows) {
   }
   // What is not there or weighs nothing has no spread to lose, nor has a single row.
   if (cell.n < 2 || !(cell.regWeightSum > 0.0)) return cell;
-  cell.isBelowRow = IsBelow(cell.cssRow, row, rows);
-  cell.isBelowCol = IsBelow(cell.cssCol, col, rows);
+  const double least = LeastSquares(cell.n);
+  cell.isBelowRow = IsBelow(cell.cssRow, least, row, rows);
+  cell.isBelowCol = IsBelow(cell.cssCol, least, col, rows);
   if (cell.isBelowRow) cell.cssRow = kUndefined;
   if (cell.isBelowCol) cell.cssCol = kUndefined;
   // Beside a variable of another size the products may still be held.
-  if ((cell.isBelowRow || cell.isBelowCol) && std::abs(cell.cscp) < kLeastSquares) cell.cscp = kUndefined;
+  if ((cell.isBelowRow || cell.isBelowCol) && std::abs(cell.cscp) < least) cell.cscp = kUndefined;
   return cell;
 }
 

@@ -2,17 +2,20 @@
 #define HOST_DERIVE_INRANGE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "derive/sums.h"
 
 namespace derive {
 
-/// The least sum of squares of something that varies of which a double holds all digits.
+/// The least sum of squares over `n` rows of something that varies of which a double holds all digits.
 ///
 /// A square below 2^-1022 is rounded to a multiple of 2^-1074, or to 0: n of them make an error of up to n 2^-1075,
-/// which is within the rounding of a sum of at least n 2^-1022. This one is enough for 2^52 rows.
-inline constexpr double kLeastSquares = 0x1p-970;
+/// which is within the rounding of a sum of at least n 2^-1022.
+constexpr double LeastSquares(std::uint64_t n) { return static_cast<double>(n) * 0x1p-1022; }
+/// The same where the rows are not counted: enough for 2^52 of them.
+inline constexpr double kLeastSquares = LeastSquares(std::uint64_t{1} << 52);
 
 /// How a variable varies over all of its rows: some distance between two of its values, 0 if all are the same. Only one
 /// below √kLeastSquares needs to be the largest.

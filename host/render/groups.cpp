@@ -233,7 +233,7 @@ void GroupReport::NoteBox(std::vector<std::string>& notes) const {
   std::vector<std::string> singular;
   for (const derive::WithoutBox& without : _analysis.box.leftOut) {
     const std::string group = text::Quoted(_groups[without.group]);
-    if (without.variable && std::isnan(_analysis.within.At(*without.variable, *without.variable))) {
+    if (without.variable && std::isnan(_analysis.groups[without.group].deviations[*without.variable])) {
       spoilt.push_back(fmt::format("{} ({})", group, text::Escaped(_variables[*without.variable])));
     } else if (without.variable) {
       singular.push_back(fmt::format("{} ({})", group, text::Escaped(_variables[*without.variable])));

@@ -122,14 +122,14 @@ std::string RowsSentence(const Account& account) {
     sentence += fmt::format(" ({} skipped)", counted(account.blankLines, "blank line"));
   const std::string lacking =
       account.lacking.empty() ? "" : fmt::format(" (missing values: {})", account.lacking);
-  if (account.lacksAll) sentence += ", none with a value";
-  if (account.used == account.read) return sentence + (account.lacksAll ? "" : ", all used") + lacking;
+  const std::string used = account.lacksAll ? ", none with a value" : "";
+  if (account.used == account.read) return sentence + (account.lacksAll ? used : ", all used") + lacking;
   std::string reasons;
   for (const LeftOut& reason : account.leftOut) {
     if (reason.rows > 0)
       reasons += fmt::format("{}{} {}", reasons.empty() ? "" : "; ", Grouped(reason.rows), reason.phrase);
   }
-  return fmt::format("{}, {} used{}, {} left out: {}", sentence, Grouped(account.used), lacking,
+  return fmt::format("{}, {} used{}{}, {} left out: {}", sentence, Grouped(account.used), used, lacking,
                      Grouped(account.read - account.used), reasons);
 }
 

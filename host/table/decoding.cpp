@@ -34,12 +34,10 @@ struct Unread {
   std::string_view magic;
   const char* what;
 };
-constexpr Unread kUnread[] = {{"BZh?1AY&SY", "is compressed with bzip2"},
-                              {"BZh?\x17rE8P\x90", "is compressed with bzip2"},
-                              {"PK\x03\x04", "is a zip archive"},
-                              {"PK\x05\x06", "is a zip archive"},
-                              {"7z\xbc\xaf\x27\x1c", "is a 7-Zip archive"},
-                              {"\x04\x22\x4d\x18", "is compressed with lz4"}};
+constexpr Unread kUnread[] = {
+    {"BZh?1AY&SY", "is compressed with bzip2"},   {"BZh?\x17rE8P\x90", "is compressed with bzip2"},
+    {"PK\x03\x04", "is a zip archive"},           {"PK\x05\x06", "is a zip archive"},
+    {"7z\xbc\xaf\x27\x1c", "is a 7-Zip archive"}, {"\x04\x22\x4d\x18", "is compressed with lz4"}};
 
 /// One compressed format: pieces of data, each whole by itself, behind each other.
 class Codec {
