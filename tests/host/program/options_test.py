@@ -26,7 +26,8 @@ class Options(running.ProgramTest):
                                  "5 rows read, 2 used, 3 left out: 3 with a missing value (x 2, y 1)"),
         "small sums of few rows": ("x,y,w\n1,5,1e-295\n3,1,1e-295\n7,1,1e-295\n", "corr -f csv -w w",
                                    "variable,x,y\nx,1,-0.7559289460184543\ny,-0.7559289460184543,1\n", "3 rows read, all used"),
-        "values in rows left out alone": ("x,w\n,1\n5,\n", "describe -f csv -w w", None,
+        "values in rows left out alone": ("x,w\n,1\n5,\n", "describe -f csv -w w",
+                                          "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,0,1,0,,,,,,\n",
                                           "2 rows read, 1 used, none with a value (missing values: x 1), "
                                           "1 left out: 1 with a missing weight"),
         "missing tokens among groups": ("k,x\n-9,1\na,2\na,4\n-9.0,5\n", "describe -f csv --by k --na -9",
