@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -16,10 +15,11 @@ namespace vexa {
 template <class Handle>
 using RecordOfHandle = std::remove_pointer_t<decltype(std::declval<Handle&>().Data())>;
 
-/// Whether a record was made by itself: memory from new is aligned for anything, which the place behind a handle is not.
-template <class Record>
-bool StandsAlone(const Record* record) {
-  return reinterpret_cast<std::uintptr_t>(record) % __STDCPP_DEFAULT_NEW_ALIGNMENT__ == 0;
+/// Whether a handle's record was made by itself. One that was does not begin where the handle ends: memory from new is aligned
+/// for anything, which that place is not.
+template <class Handle, class Record>
+bool StandsAlone(const Handle* handle, const Record* record) {
+  return static_cast<const void*>(record) != static_cast<const void*>(handle + 1);
 }
 
 template <class Handle>

@@ -25,7 +25,7 @@ VarStat::VarStat() : _data(new VarStatData) {}
 VarStat::VarStat(VarStatData* data) : _data(data) {}
 
 VarStat::~VarStat() {
-  if (StandsAlone(_data)) delete _data;
+  if (StandsAlone(this, _data)) delete _data;
 }
 
 int VarStat::NRows() const { return _data->_nRows; }
@@ -55,7 +55,7 @@ PairStat::PairStat() : _data(new PairStatData) {}
 PairStat::PairStat(PairStatData* data) : _data(data) {}
 
 PairStat::~PairStat() {
-  if (StandsAlone(_data)) delete _data;
+  if (StandsAlone(this, _data)) delete _data;
 }
 
 int PairStat::NRows() const { return _data->_nRows; }

@@ -251,7 +251,7 @@ void FindOutOfRange(const GroupSums& sums, const LongMatrix& within, LongMatrix&
                                [&](const Group& group) { return sums.IsBelow(group.level, variable); });
     const long double total = within(variable, variable) + between(variable, variable);
     isBelow = isBelow || (total > 0.0L && total < kLeastSquares);
-    if (isBelow && between(variable, variable) < kLeastSquares) {
+    if (isBelow && between(variable, variable) > 0.0L && between(variable, variable) < kLeastSquares) {
       between.row(variable).setConstant(kUndefined);
       between.col(variable).setConstant(kUndefined);
     }

@@ -25,7 +25,8 @@ Cell InRange(Cell cell, Spread row, Spread col, Rows rows) {
   }
   // What is not there or weighs nothing has no spread to lose, nor has a single row.
   if (cell.n < 2 || !(cell.regWeightSum > 0.0)) return cell;
-  const double least = LeastSquares(cell.n);
+  // A product w x of a weight that is not normal has lost digits before it is multiplied by a large x.
+  const double least = cell.regWeightSum < LeastSquares(cell.n) ? kLeastSquares : LeastSquares(cell.n);
   cell.isBelowRow = IsBelow(cell.cssRow, least, row, rows);
   cell.isBelowCol = IsBelow(cell.cssCol, least, col, rows);
   if (cell.isBelowRow) cell.cssRow = kUndefined;

@@ -51,6 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (options.columns) Select(*options.columns);
     if (options.weight) Select(*options.weight);
     const table::Format format = options.InputFormat();
+    ++reached;
     Expect(!format.missing.empty() && format.missing[0].empty(), "an empty cell is missing");
   } catch (const CLI::Error&) {
   } catch (const command::UsageError&) {

@@ -63,6 +63,7 @@ std::string Shown(const std::string& path, const table::Format& format, const Wa
       parser.ForEachRow(chunk, [&](std::span<const double> values, std::optional<std::string_view> cell) {
         shown.append(reinterpret_cast<const char*>(values.data()), values.size_bytes());
         shown += cell ? '[' + std::string(*cell) + ']' : "-";
+        ++reached;
       });
     }
     shown += std::to_string(input.BlankLines());

@@ -16,6 +16,6 @@ int main(int argc, char** argv) {
       ++files;
     }
   }
-  std::printf("%d files\n", files);
-  return files > 0 ? 0 : 1;
+  std::printf("%d files, reached %zu times\n", files, reached);
+  return reached > 0 ? 0 : 1;
 }

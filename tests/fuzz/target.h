@@ -2,12 +2,16 @@
 #define TESTS_FUZZ_TARGET_H
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
+
+/// How often the inputs came to what the target is for: a target that nothing reaches finds nothing.
+inline std::size_t reached = 0;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 

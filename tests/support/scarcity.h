@@ -31,17 +31,20 @@ Planted& PlantedFaults();
 /// thread of its own, so that nothing is left to it that an earlier one has allocated for its thread.
 ///
 /// The attempt hands what is to fail to its argument, which runs it and says whether std::bad_alloc came out. Returns
-/// whether every call has freed what it allocated.
+/// whether every call has freed what it allocated, and the last one, which nothing failed in, asked for no more than had
+/// failed one after the other.
 template <class Attempt>
 bool EachAllocationFails(const Attempt& attempt) {
   bool freed = true;
   bool failed = true;
+  bool each = true;
   for (int permitted = 0; failed; ++permitted) {
     const std::ptrdiff_t live = LiveAllocations();
     failed = false;
     std::thread([&] {
       attempt([&](const auto& step) {
         bool thrown = false;
+        const std::size_t before = Allocations();
         FailAllocation(permitted);
         try {
           step();
@@ -49,11 +52,12 @@ bool EachAllocationFails(const Attempt& attempt) {
           thrown = true;
         }
         failed = AllocationFailed();
+        if (!failed) each = Allocations() - before <= static_cast<std::size_t>(permitted);
         if (failed && !thrown) ++PlantedFaults().survived;
         return thrown;
       });
     }).join();
     freed = freed && LiveAllocations() == live;
   }
-  return freed;
+  return freed && each;
 }

@@ -55,6 +55,7 @@ class Shortage(running.ProgramTest):
                         self.assertEqual(run.code, 2, run.err)
                         self.assertEqual(run.err.count("vexa-stats: error: "), 1, run.err)
                         self.assertEqual((run.out, self.left_behind("in.csv")), ("", []))
+        self.assertGreater(failed, survived, "allocations do not fail")
         print(f"shortages: {failed} told, {survived} survived")
 
 
