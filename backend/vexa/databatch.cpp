@@ -12,6 +12,9 @@ namespace {
 /// Values of a column in one cache line.
 constexpr unsigned int kLineRows = 64 / sizeof(double);
 
+/// Up to so many columns the first-level cache holds three lines of each.
+constexpr unsigned int kFewColumns = 96;
+
 }  // namespace
 
 DataBatch::DataBatch(unsigned int nColumns, unsigned int nRows, const double* pWeight,
@@ -63,10 +66,11 @@ std::uint64_t DataBatch::RowSize(unsigned int nColumns, bool withWeights, bool w
   }
   double* cell = _columns + _nRows;
   const std::size_t stride = _maxRows;
-  // Each column is a stream of its own, more of them than a processor looks ahead for.
+  // Each column is a stream of its own, more of them than a processor looks ahead for. What is fetched two lines ahead of
+  // many columns is gone again when its turn comes.
   if (_nRows % kLineRows == 0) {
-    for (unsigned int col = 0; col < _nColumns; ++col)
-      __builtin_prefetch(cell + col * stride + 2 * kLineRows, 1);
+    const unsigned int ahead = _nColumns <= kFewColumns ? 2 * kLineRows : 0;
+    for (unsigned int col = 0; col < _nColumns; ++col) __builtin_prefetch(cell + col * stride + ahead, 1);
   }
   const double* const end = row + _nColumns;
   for (; end - row >= 4; row += 4, cell += 4 * stride) {
