@@ -66,8 +66,8 @@ std::uint64_t DataBatch::RowSize(unsigned int nColumns, bool withWeights, bool w
   }
   double* cell = _columns + _nRows;
   const std::size_t stride = _maxRows;
-  // Each column is a stream of its own, more of them than a processor looks ahead for. What is fetched two lines ahead of
-  // many columns is gone again when its turn comes.
+  // Each column is a stream of its own, more of them than a processor looks ahead for. What is fetched two lines
+  // ahead of many columns is gone again when its turn comes.
   if (_nRows % kLineRows == 0) {
     const unsigned int ahead = _nColumns <= kFewColumns ? 2 * kLineRows : 0;
     for (unsigned int col = 0; col < _nColumns; ++col) __builtin_prefetch(cell + col * stride + ahead, 1);
