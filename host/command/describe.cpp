@@ -23,8 +23,8 @@ namespace command {
 namespace {
 
 constexpr const char* kUndefined =
-    "NA: undefined, as a variable has no values, or its cases weigh 1 or less, or a sum is beyond or below "
-    "the range of a double.";
+    "NA: undefined, as a variable has no values, or its cases weigh 1 or less, or a sum or a variance is "
+    "beyond or below the range of a double.";
 
 using Variables = vexa::NSMatrixPairwise;
 

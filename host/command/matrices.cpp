@@ -46,8 +46,8 @@ constexpr Statistic kStatistics[] = {
                  "  vexa-stats cov -c height,weight:age -w cases part1.csv part2.csv\n"
                  "  vexa-stats cov -f csv -o cov.csv data.csv\n",
      .plural = "Covariances",
-     .undefined =
-         "NA: undefined, as its cases weigh 1 or less, or a sum is beyond or below the range of a double.",
+     .undefined = "NA: undefined, as its cases weigh 1 or less, or it or a sum is beyond or below the range "
+                  "of a double.",
      .picture =
          "A colour shows a covariance as a share of what it could be at most, the product of both standard "
          "deviations: their correlation, from −1, red, to 1, blue.",

@@ -122,7 +122,7 @@ void Session::Choose() {
   if (_options.grouping) _chosen.group = ChooseOne(_options.grouping->by, "--by");
   ChooseVariables();
   for (const std::size_t col : _chosen.variables) _variables.push_back(columns[col].name);
-  CheckPictured(_variables.size(), "variables");
+  CheckPictured(Pictured(), "variables");
   if (_options.verbose) {
     std::vector<std::string> names;
     for (const std::string& name : _variables) names.push_back(text::Escaped(name));
@@ -139,7 +139,7 @@ void Session::CheckPictured(std::size_t count, std::string_view what) const {
                                what, count));
 }
 
-/// What is subtracted from the variables before they are summed.
+/// What is subtracted from the variables before they are summed. Raw sums of groups have origins of their own.
 void Session::TellOrigins() {
   std::vector<std::string> origins;
   for (const std::size_t col : _chosen.variables) {
@@ -147,9 +147,10 @@ void Session::TellOrigins() {
     if (const double origin = pass::Origin(column.sample); origin != 0.0)
       origins.push_back(fmt::format("{} {}", text::Escaped(column.name), origin));
   }
+  const char* whose = _options.command == "groups" ? " in groups that the first rows lack" : "";
   _messages.Note(origins.empty()
-                     ? std::string("origin of all variables: 0")
-                     : fmt::format("origins: {}{}", text::ListOf(origins),
+                     ? fmt::format("origin of all variables{}: 0", whose)
+                     : fmt::format("origins{}: {}{}", whose, text::ListOf(origins),
                                    origins.size() < _chosen.variables.size() ? "; of the others 0" : ""));
 }
 

@@ -52,13 +52,15 @@ class Session {
   /// Throws UsageError when --plot asks for a picture of more than can be shown: `count` of what.
   void CheckPictured(std::size_t count, std::string_view what) const;
   /// Whether the page is to have pictures. They show at most render::kMostPictured variables.
-  bool WantsPictures() const { return _options.WantsPicture() && _variables.size() <= render::kMostPictured; }
+  bool WantsPictures() const { return _options.WantsPicture() && Pictured() <= render::kMostPictured; }
 
   /// Writes the page in the form and to the place that the options name, and returns the exit code. Throws OutputError
   /// and PipeClosed.
   int Deliver(const render::Page& page);
 
  private:
+  /// How many variables a picture shows: all but a response.
+  std::size_t Pictured() const { return _variables.size() - (_options.response ? 1 : 0); }
   render::Page BlankPage() const;
   std::string TitleOf(const std::string& what) const;
   void Choose();

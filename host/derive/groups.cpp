@@ -44,20 +44,32 @@ WilksTest TestWilks(double minusLog, double p, double groups, double weight) {
   return {std::exp(-minusLog), TestF(std::expm1(minusLog / s) * (df2 / df1), df1, df2)};
 }
 
+template <class Squares>
+MatrixXd CovarianceOf(const Squares& scatter, double df) {
+  if (!(df > 0.0) || std::isinf(df)) return MatrixXd::Constant(scatter.rows(), scatter.cols(), kUndefined);
+  MatrixXd covariance = (scatter / df).template cast<double>();
+  for (Index row = 0; row < covariance.rows(); ++row) {
+    for (Index col = 0; col < covariance.cols(); ++col) {
+      covariance(row, col) = HeldCovariance(covariance(row, col), scatter(row, col) == 0,
+                                            covariance(row, row), covariance(col, col));
+    }
+  }
+  return covariance;
+}
+
 /// Gathers the groups of Box's test.
 class Box {
  public:
   explicit Box(Index variables)
       : _variables(static_cast<double>(variables)), _pooled(MatrixXd::Zero(variables, variables)) {}
 
-  /// Takes the sums of squares and products of a group, unless its covariance matrix is singular.
-  void Add(std::size_t group, double weight, const MatrixXd& scatter) {
-    const double df = weight - 1.0;
+  /// Takes the sums of squares and products of a group, and their quotient by df, unless that is singular.
+  void Add(std::size_t group, double df, const MatrixXd& scatter, const MatrixXd& covariance) {
     if (!(df > 0.0)) {
       _leftOut.push_back({group, {}});
       return;
     }
-    const Cholesky factor(scatter / df);
+    const Cholesky factor(covariance);
     if (!factor.IsRegular()) {
       _leftOut.push_back({group, factor.FirstSingular()});
       return;
@@ -97,12 +109,11 @@ class Box {
   std::vector<WithoutBox> _leftOut;
 };
 
-void FindGroups(const GroupSums& sums, const std::vector<std::uint64_t>& rows, GroupAnalysis& analysis) {
-  assert(rows.size() == sums.Groups());
+void FindGroups(const GroupSums& sums, GroupAnalysis& analysis) {
   for (std::size_t level = 0; level < sums.Groups(); ++level) {
     const double weight = sums.Weight(level);
     if (weight > 0.0) {
-      analysis.groups.push_back({.level = level, .n = rows[level], .weight = weight});
+      analysis.groups.push_back({.level = level, .n = sums.Rows(level), .weight = weight});
       analysis.weight += weight;
     } else {
       analysis.emptyLevels.push_back(level);
@@ -119,29 +130,38 @@ LongMatrix SumWithin(const GroupSums& sums, GroupAnalysis& analysis) {
     Group& group = analysis.groups[at];
     const MatrixXd scatter = sums.Scatter(group.level);
     within += scatter.cast<long double>();
-    box.Add(at, group.weight, scatter);
-    for (const double squares : scatter.diagonal())
-      group.deviations.push_back(group.weight > 1.0 ? std::sqrt(squares / (group.weight - 1.0)) : kUndefined);
+    const MatrixXd covariance = CovarianceOf(scatter, group.weight - 1.0);
+    box.Add(at, group.weight - 1.0, scatter, covariance);
+    for (const double variance : covariance.diagonal()) group.deviations.push_back(std::sqrt(variance));
   }
   analysis.box = box.Test();
   return within;
 }
 
-/// The groups' means about the grand mean, groups × variables.
+/// The groups' means about the grand mean, groups × variables. They come together about the first group's origin: about
+/// zero, large ones would lose the digits in which they differ.
 LongMatrix CentredMeans(const GroupSums& sums, const std::vector<double>& origin, GroupAnalysis& analysis) {
   LongMatrix means(static_cast<Index>(analysis.groups.size()), sums.Variables());
   for (Index variable = 0; variable < means.cols(); ++variable) {
     long double sum = 0.0L;
+    const auto offset = [&](std::size_t level) -> long double {
+      return origin[level * static_cast<std::size_t>(means.cols()) + static_cast<std::size_t>(variable)];
+    };
+    const long double first = offset(analysis.groups.front().level);
     for (Index at = 0; at < means.rows(); ++at) {
       Group& group = analysis.groups[static_cast<std::size_t>(at)];
-      means(at, variable) = sums.Mean(group.level, variable);
+      const long double mean = sums.Mean(group.level, variable);
+      means(at, variable) = mean + (offset(group.level) - first);
       sum += group.weight * means(at, variable);
-      const double offset = origin[static_cast<std::size_t>(variable)];
-      group.means.push_back(static_cast<double>(means(at, variable) + offset));
+      group.means.push_back(static_cast<double>(mean + offset(group.level)));
     }
     means.col(variable).array() -= sum / analysis.weight;
   }
   return means;
+}
+
+double DegreesWithin(const GroupAnalysis& analysis) {
+  return analysis.weight - static_cast<double>(analysis.groups.size());
 }
 
 VectorXd Weights(const GroupAnalysis& analysis) {
@@ -161,9 +181,10 @@ LongMatrix SumBetween(const LongMatrix& means, const VectorXd& weights) {
 void TestEachVariable(double df, GroupAnalysis& analysis) {
   const double h = static_cast<double>(analysis.groups.size()) - 1.0;
   for (std::size_t variable = 0; variable < analysis.within.rows; ++variable) {
-    const double between = analysis.between.At(variable, variable) / h;
-    const double within = analysis.within.At(variable, variable) / df;
-    analysis.univariate.push_back(TestF(between / within, h, df));
+    // A quotient by itself may be below the range of a double.
+    const long double between = analysis.between.At(variable, variable) / static_cast<long double>(h);
+    const long double within = analysis.within.At(variable, variable) / static_cast<long double>(df);
+    analysis.univariate.push_back(TestF(static_cast<double>(between / within), h, df));
   }
 }
 
@@ -242,20 +263,25 @@ ClassificationFunctions Classify(const Cholesky& pooled, const GroupAnalysis& an
   return functions;
 }
 
-/// Sorts out the variables whose sums of squares are no doubles. Those of which only means differ, by too little, become
-/// undefined with it.
-void FindOutOfRange(const GroupSums& sums, const LongMatrix& within, LongMatrix& between,
-                    const GroupAnalysis& analysis, Singularity& singularity) {
+/// Sorts out the variables whose sums of squares are no doubles, or whose variance is none. Those of which only means
+/// differ, by too little, become undefined with it.
+void FindOutOfRange(const GroupSums& sums, const LongMatrix& within, const MatrixXd& covariance,
+                    LongMatrix& between, const GroupAnalysis& analysis, Singularity& singularity) {
+  // The means are long doubles, which lose nothing.
+  constexpr double kLeast = LeastSquares(1);
+  const double df = DegreesWithin(analysis);
   for (Index variable = 0; variable < within.rows(); ++variable) {
     bool isBelow = std::any_of(analysis.groups.begin(), analysis.groups.end(),
                                [&](const Group& group) { return sums.IsBelow(group.level, variable); });
     const long double total = within(variable, variable) + between(variable, variable);
-    isBelow = isBelow || (total > 0.0L && total < kLeastSquares);
-    if (isBelow && between(variable, variable) > 0.0L && between(variable, variable) < kLeastSquares) {
+    isBelow = isBelow || (total > 0.0L && total < kLeast);
+    if (isBelow && between(variable, variable) > 0.0L && between(variable, variable) < kLeast) {
       between.row(variable).setConstant(kUndefined);
       between.col(variable).setConstant(kUndefined);
     }
-    const bool isBeyond = !isBelow && !std::isfinite(static_cast<double>(total));
+    const double variance = covariance(variable, variable);
+    const bool isBeyond = !isBelow && (std::isinf(variance) || !std::isfinite(static_cast<double>(total)));
+    isBelow = isBelow || (!isBeyond && df > 0.0 && within(variable, variable) > 0.0L && !(variance > 0.0));
     if (isBelow) singularity.below.push_back(static_cast<std::size_t>(variable));
     if (isBeyond) singularity.overflown.push_back(static_cast<std::size_t>(variable));
   }
@@ -266,28 +292,25 @@ void FindOutOfRange(const GroupSums& sums, const LongMatrix& within, LongMatrix&
 GroupAnalysis AnalyseGroups(const vexa::DiscIndividualMatrix& matrix, const std::vector<double>& origin,
                             const std::vector<std::uint64_t>& rows, Priors priors,
                             std::vector<Spread> spreads) {
-  const GroupSums sums(matrix, std::move(spreads));
+  const GroupSums sums(matrix, rows, std::move(spreads));
   GroupAnalysis analysis;
-  FindGroups(sums, rows, analysis);
+  FindGroups(sums, analysis);
   const LongMatrix within = SumWithin(sums, analysis);
   const LongMatrix means = CentredMeans(sums, origin, analysis);
   const VectorXd weights = Weights(analysis);
   LongMatrix between = SumBetween(means, weights);
+  const double df = DegreesWithin(analysis);
+  const MatrixXd covariance = CovarianceOf(within, df);
   Singularity& singularity = analysis.singularity;
   singularity.isTooHeavy = std::isinf(analysis.weight);
   if (singularity.isTooHeavy) {
     between.setConstant(kUndefined);
   } else {
-    FindOutOfRange(sums, within, between, analysis, singularity);
+    FindOutOfRange(sums, within, covariance, between, analysis, singularity);
   }
   analysis.within = FromEigen(MatrixXd(within.cast<double>()));
   analysis.between = FromEigen(MatrixXd(between.cast<double>()));
   analysis.total = FromEigen(MatrixXd((within + between).cast<double>()));
-
-  const double df = analysis.weight - static_cast<double>(analysis.groups.size());
-  const MatrixXd covariance = df > 0.0 && std::isfinite(df)
-                                  ? MatrixXd((within / df).cast<double>())
-                                  : MatrixXd::Constant(within.rows(), within.cols(), kUndefined);
   analysis.covariance = FromEigen(covariance);
   TestEachVariable(df, analysis);
 

@@ -24,10 +24,12 @@ struct Group {
 
 /// Why what needs the inverse of the pooled covariance matrix is undefined.
 struct Singularity {
-  bool isTooLight = false;                  ///< the groups together weigh no more than their number
-  bool isTooHeavy = false;                  ///< a sum of weights is beyond a double
-  std::vector<std::size_t> overflown = {};  ///< variables whose sums of squares are beyond a double
-  std::vector<std::size_t> below = {};  ///< that vary by less than a double holds the squares of: see InRange
+  bool isTooLight = false;  ///< the groups together weigh no more than their number
+  bool isTooHeavy = false;  ///< a sum of weights is beyond a double
+  /// Variables whose sum of squares, or variance, is beyond a double.
+  std::vector<std::size_t> overflown = {};
+  /// That vary by less than a double holds the squares of, or the variance: see InRange, HeldCovariance.
+  std::vector<std::size_t> below = {};
   std::vector<std::size_t> constant = {};   ///< variables without spread in any group
   std::vector<std::size_t> dependent = {};  ///< variables that those before them determine
 
@@ -103,9 +105,10 @@ struct GroupAnalysis {
   BoxTest box;
 };
 
-/// The analysis of the groups' sums. `origin[i]` was subtracted from every value of variable i, `rows[level]` counts
-/// the rows of a level. A level without weight is no group. The matrix must hold data. `spreads` are those of the
-/// variables in each level, level by level; without any, no spread is taken to be below the range of a double.
+/// The analysis of the groups' sums. `origin` is what was subtracted from the values, level by level that of each
+/// variable; `rows[level]` counts the rows of a level. A level without weight is no group. The matrix must hold data.
+/// `spreads` are those of the variables in each level, level by level; without any, no spread is taken to be below the
+/// range of a double.
 /// O(groups × variables³).
 GroupAnalysis AnalyseGroups(const vexa::DiscIndividualMatrix& sums, const std::vector<double>& origin,
                             const std::vector<std::uint64_t>& rows, Priors priors,

@@ -16,9 +16,11 @@ constexpr double kUndefined = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
 
-GroupSums::GroupSums(const vexa::DiscIndividualMatrix& matrix, std::vector<Spread> spreads)
-    : _matrix(matrix), _spreads(std::move(spreads)) {
+GroupSums::GroupSums(const vexa::DiscIndividualMatrix& matrix, std::vector<std::uint64_t> rows,
+                     std::vector<Spread> spreads)
+    : _matrix(matrix), _rows(std::move(rows)), _spreads(std::move(spreads)) {
   assert(matrix.WeightSum() > 0.0);
+  assert(_rows.size() == Groups());
   assert(_spreads.empty() || _spreads.size() == Groups() * static_cast<std::size_t>(Variables()));
 }
 
@@ -38,7 +40,7 @@ bool GroupSums::IsBelow(std::size_t group, Eigen::Index variable) const {
   if (_spreads.empty()) return false;
   // About the moved origin a spread has no smaller squares than about the mean.
   const std::size_t at = group * static_cast<std::size_t>(Variables()) + static_cast<std::size_t>(variable);
-  return _spreads[at] > 0.0 && Cell(variable, variable, group) < kLeastSquares;
+  return _spreads[at] > 0.0 && Cell(variable, variable, group) < LeastSquares(_rows[group], Weight(group));
 }
 
 Eigen::MatrixXd GroupSums::Scatter(std::size_t group) const {

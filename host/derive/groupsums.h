@@ -17,12 +17,14 @@ namespace derive {
 /// origin of its variables near their values first. What is left is formed with the digits of a long double.
 class GroupSums {
  public:
-  /// The matrix must hold data and stay where it is. `spreads`: level by level, or none.
-  GroupSums(const vexa::DiscIndividualMatrix& matrix, std::vector<Spread> spreads);
+  /// The matrix must hold data and stay where it is. `rows` are those of each level; `spreads`: level by level, or none.
+  GroupSums(const vexa::DiscIndividualMatrix& matrix, std::vector<std::uint64_t> rows,
+            std::vector<Spread> spreads);
 
   Eigen::Index Variables() const { return _matrix.NVar(); }
   std::size_t Groups() const { return static_cast<std::size_t>(_matrix.NGroup()); }
 
+  std::uint64_t Rows(std::size_t group) const { return _rows[group]; }
   double Weight(std::size_t group) const;
   /// Of a group with weight, about the moved origin; NaN if the weight is infinite.
   long double Mean(std::size_t group, Eigen::Index variable) const;
@@ -37,6 +39,7 @@ class GroupSums {
   double Cell(Eigen::Index row, Eigen::Index col, std::size_t group) const;
 
   const vexa::DiscIndividualMatrix& _matrix;
+  std::vector<std::uint64_t> _rows;
   std::vector<Spread> _spreads;
 };
 

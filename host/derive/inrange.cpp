@@ -25,14 +25,15 @@ Cell InRange(Cell cell, Spread row, Spread col, Rows rows) {
   }
   // What is not there or weighs nothing has no spread to lose, nor has a single row.
   if (cell.n < 2 || !(cell.regWeightSum > 0.0)) return cell;
-  // A product w x of a weight that is not normal has lost digits before it is multiplied by a large x.
-  const double least = cell.regWeightSum < LeastSquares(cell.n) ? kLeastSquares : LeastSquares(cell.n);
+  const double least = LeastSquares(cell.n, cell.regWeightSum);
   cell.isBelowRow = IsBelow(cell.cssRow, least, row, rows);
   cell.isBelowCol = IsBelow(cell.cssCol, least, col, rows);
   if (cell.isBelowRow) cell.cssRow = kUndefined;
   if (cell.isBelowCol) cell.cssCol = kUndefined;
-  // Beside a variable of another size the products may still be held.
-  if ((cell.isBelowRow || cell.isBelowCol) && std::abs(cell.cscp) < least) cell.cscp = kUndefined;
+  // Beside a variable of another size the products may still be held, and beside a constant they are 0.
+  const bool hasConstant = cell.cssRow == 0.0 || cell.cssCol == 0.0;
+  if ((cell.isBelowRow || cell.isBelowCol) && !hasConstant && std::abs(cell.cscp) < least)
+    cell.cscp = kUndefined;
   return cell;
 }
 

@@ -14,8 +14,13 @@ namespace derive {
 /// A square below 2^-1022 is rounded to a multiple of 2^-1074, or to 0: n of them make an error of up to n 2^-1075,
 /// which is within the rounding of a sum of at least n 2^-1022.
 constexpr double LeastSquares(std::uint64_t n) { return static_cast<double>(n) * 0x1p-1022; }
-/// The same where the rows are not counted: enough for 2^52 of them.
+/// Of more rows than there are.
 inline constexpr double kLeastSquares = LeastSquares(std::uint64_t{1} << 52);
+/// Of rows that weigh so much together. A product w x of a weight that is not normal has lost digits before it is
+/// multiplied by a large x.
+constexpr double LeastSquares(std::uint64_t n, double weight) {
+  return weight < LeastSquares(n) ? kLeastSquares : LeastSquares(n);
+}
 
 /// How a variable varies over all of its rows: some distance between two of its values, 0 if all are the same. Only one
 /// below √kLeastSquares needs to be the largest.

@@ -28,10 +28,18 @@ Matrix ForEachCell(const Sums& sums, Statistic statistic) {
 
 }  // namespace
 
+double HeldCovariance(double quotient, bool isZero, double varianceRow, double varianceCol) {
+  constexpr double kLeast = std::numeric_limits<double>::min();
+  const bool isHeld =
+      isZero || std::abs(quotient) >= kLeast || (varianceRow >= kLeast && varianceCol >= kLeast);
+  return isHeld ? quotient : kUndefined;
+}
+
 double Covariance(const Cell& cell) {
   // An infinite W would make any finite cross-product a zero that looks like a result.
   if (!(cell.weightSum > 1.0) || std::isinf(cell.weightSum)) return kUndefined;
-  return cell.cscp / (cell.weightSum - 1.0);
+  const double divisor = cell.weightSum - 1.0;
+  return HeldCovariance(cell.cscp / divisor, cell.cscp == 0.0, cell.cssRow / divisor, cell.cssCol / divisor);
 }
 
 double Correlation(const Cell& cell) {

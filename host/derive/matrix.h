@@ -18,8 +18,12 @@ struct Matrix {
   double At(std::size_t row, std::size_t col) const { return cells[row * cols + col]; }
 };
 
+/// The quotient of a cross-product, or undefined: when the cross-product `isZero` not, and the quotient is so small that it
+/// has lost digits which the variances, quotients themselves, do not make up for.
+double HeldCovariance(double quotient, bool isZero, double varianceRow, double varianceCol);
+
 /// cscp ÷ (W − 1), W being the cell's own sum of case weights: the divisor counts cases and knows nothing of
-/// regression weights. Undefined when W ≤ 1.
+/// regression weights. Undefined when W ≤ 1, and when the quotient is below the range of a double.
 double Covariance(const Cell& cell);
 
 /// (cscp ÷ √css of the row) ÷ √css of the column, no further from 0 than 1. Undefined when either css is 0. The

@@ -37,7 +37,11 @@ struct PairMoments {
   Real squaresCol;
   Real products;
 
-  Real Cosine() const { return products / std::sqrt(squaresRow) / std::sqrt(squaresCol); }
+  /// Undefined when a square is beyond its range, which would make of any product a 0 that looks like a result.
+  Real Cosine() const {
+    if (std::isinf(squaresRow) || std::isinf(squaresCol)) return kUndefined;
+    return products / std::sqrt(squaresRow) / std::sqrt(squaresCol);
+  }
 };
 
 /// What the equations are made of: variables by their number in the sums, the response last.

@@ -32,6 +32,7 @@ Cases::Cases(const table::Input& input, const Columns& columns, const Options& o
       _levels(levels),
       _listwise(options.missing == Missing::kListwise),
       _wantsExtremes(options.extremes),
+      _originStep(origin.size() > columns.variables.size() ? columns.variables.size() : 0),
       _hasWeight(columns.weight.has_value()),
       _hasRegWeight(columns.regWeight.has_value()),
       _row(columns.variables.size()) {
@@ -130,7 +131,7 @@ bool Cases::TakeValues(std::span<const double> cells) {
   // A count and plain pointers, so that the compiler takes several cells at a time.
   const std::size_t size = _row.size();
   const double* const values = cells.data();
-  const double* const origin = _origin.data();
+  const double* const origin = _origin.data() + _group * _originStep;
   double* const row = _row.data();
   std::uint64_t lacking = 0;
   for (std::size_t at = 0; at < size; ++at) {

@@ -18,7 +18,8 @@ namespace pass {
 /// the origin. One per thread.
 class Cases {
  public:
-  /// `origin` and `levels` (null without groups) must outlive this object, as must the input.
+  /// `origin` is that of each variable, or level by level those of its own; it and `levels` (null without groups)
+  /// must outlive this object, as must the input.
   Cases(const table::Input& input, const Columns& columns, const Options& options,
         const std::vector<double>& origin, const Levels* levels);
 
@@ -52,6 +53,7 @@ class Cases {
   const Levels* _levels;
   const bool _listwise;
   const bool _wantsExtremes;
+  const std::size_t _originStep;  // from the origins of a level to those of the next
   const bool _hasWeight;
   const bool _hasRegWeight;
   std::vector<double> _row;

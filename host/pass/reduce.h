@@ -64,7 +64,8 @@ template <class Accumulator>
 struct Reduction {
   /// Over values less their origin; never null, empty when no row is used.
   std::unique_ptr<Accumulator> sums = {};
-  std::vector<double> origin = {};  ///< of each variable: to be added to its mean
+  /// Of each variable, to be added to its mean; with sums for each level, level by level.
+  std::vector<double> origin = {};
   Tally tally = {};
   /// Of each variable, with groups level by level, in the input's own values: a distance between two of them, 0 if all
   /// are the same. Only below Spread::kEnough it is about the largest.

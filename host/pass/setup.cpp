@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <map>
 #include <utility>
 
 #include "pass/origin.h"
@@ -29,6 +30,30 @@ std::vector<double> Origins(const table::Input& input, const std::vector<std::si
   return origins;
 }
 
+/// Those of each level's rows in the head; `common` for a level without any.
+std::vector<double> OriginsOfLevels(table::Input& input, const Columns& columns, const Options& options,
+                                    const Levels& levels, const std::vector<double>& common) {
+  const std::size_t variables = common.size();
+  const std::vector<double> unmoved(variables);
+  Cases cases(input, columns, options, unmoved, &levels);
+  std::map<unsigned int, std::vector<std::vector<double>>> samples;
+  input.ReadHead([&](const table::Chunk& chunk) {
+    cases.ForEach(chunk, [&](const double* values) {
+      std::vector<std::vector<double>>& own = samples[*cases.Group()];
+      own.resize(variables);
+      for (std::size_t at = 0; at < variables; ++at) own[at].push_back(values[at]);
+    });
+  });
+  std::vector<double> origins;
+  origins.reserve(levels.Size() * variables);
+  for (unsigned int level = 0; level < levels.Size(); ++level) {
+    const auto own = samples.find(level);
+    for (std::size_t at = 0; at < variables; ++at)
+      origins.push_back(own == samples.end() ? common[at] : Origin(std::move(own->second[at])));
+  }
+  return origins;
+}
+
 Memory MemoryOf(const Setup& setup, bool sortsByGroup) {
   const std::uint64_t rowBytes =
       vexa::DataBatch::RowSize(setup.variables, setup.columns.weight.has_value(),
@@ -42,7 +67,7 @@ Memory MemoryOf(const Setup& setup, bool sortsByGroup) {
 
 }  // namespace
 
-Setup::Setup(const table::Input& theInput, const Columns& theColumns, const Options& theOptions,
+Setup::Setup(table::Input& theInput, const Columns& theColumns, const Options& theOptions,
              const Levels* theLevels, Kind kind, bool sortsByGroup)
     : input(theInput),
       columns(theColumns),
@@ -53,6 +78,9 @@ Setup::Setup(const table::Input& theInput, const Columns& theColumns, const Opti
       groups(static_cast<unsigned int>(shape.groups)) {
   CheckLimits(shape);
   origin = Origins(input, columns.variables);
+  // The sums of groups are not centred: what lies between groups would cost all but one of them digits.
+  if (kind == Kind::kPerGroup && levels != nullptr)
+    origin = OriginsOfLevels(theInput, columns, options, *levels, origin);
   chunkRows = options.chunkRows > 0
                   ? options.chunkRows
                   : ChunkRows(std::max(input.Columns().size(), columns.variables.size()), groups);

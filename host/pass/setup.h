@@ -19,8 +19,8 @@ namespace pass {
 /// What the workers of a reduction share, all of it constant.
 struct Setup {
   /// Throws InputError for a shape beyond the library's limits.
-  Setup(const table::Input& input, const Columns& columns, const Options& options, const Levels* levels,
-        Kind kind, bool sortsByGroup);
+  Setup(table::Input& input, const Columns& columns, const Options& options, const Levels* levels, Kind kind,
+        bool sortsByGroup);
 
   Cases MakeCases() const { return {input, columns, options, origin, levels}; }
 
@@ -31,7 +31,7 @@ struct Setup {
   Shape shape;
   unsigned int variables;
   unsigned int groups;
-  std::vector<double> origin;
+  std::vector<double> origin;  ///< of each variable, or level by level: see Cases
   unsigned int chunkRows;
   unsigned int batchRows;
   unsigned int workers;

@@ -65,6 +65,7 @@ class Input::Reader {
          std::vector<std::string> names);
 
   bool Next(Chunk& chunk, std::uint32_t rows);
+  void ReadHead(const std::function<void(const Chunk&)>& take);
 
   const std::vector<Column>& Columns() const { return _columns; }
   bool HasRows() const { return _hasRows; }
@@ -89,7 +90,6 @@ class Input::Reader {
 
   void AddFiles(std::vector<std::string> paths, std::vector<std::string> names);
   void ReadLayout();
-  void ReadHead();
   void Rewind();
 
   std::uint64_t RowsLeft() const {
@@ -138,9 +138,8 @@ Input::Reader::Reader(std::vector<std::string> paths, Format format, std::functi
   CheckFormat(_format);
   AddFiles(std::move(paths), std::move(names));
   ReadLayout();
-  ReadHead();
-  Rewind();
-  _recording = false;
+  HeadReader head(_columns, _format);
+  ReadHead([&](const Chunk& rows) { head.Read(rows); });
 }
 
 void Input::Reader::AddFiles(std::vector<std::string> paths, std::vector<std::string> names) {
@@ -202,15 +201,15 @@ void Input::Reader::ReadLayout() {
   }
 }
 
-/// Looks at the first rows for the kinds of the columns.
-void Input::Reader::ReadHead() {
-  HeadReader head(_columns, _format);
+void Input::Reader::ReadHead(const std::function<void(const Chunk&)>& take) {
+  assert(_rows == 0);
+  _recording = true;
   Chunk chunk;
   std::uint32_t rows = 0;
   std::size_t bytes = 0;
   try {
     while (rows < kHeadRows && bytes < kHeadBytes && Next(chunk, kHeadRows - rows)) {
-      head.Read(chunk);
+      take(chunk);
       rows += chunk.rows;
       bytes += chunk.bytes.size();
     }
@@ -219,6 +218,8 @@ void Input::Reader::ReadHead() {
     // It will come up again when the rows are read for good, behind bad cells that stand before it.
     _hasRows = true;
   }
+  Rewind();
+  _recording = false;
 }
 
 /// Goes back to the start of the first file; what was read of the files so far is recorded.
@@ -433,6 +434,7 @@ bool Input::HasRows() const { return _reader->HasRows(); }
 const Format& Input::UsedFormat() const { return _reader->UsedFormat(); }
 std::size_t Input::Files() const { return _reader->Files(); }
 const std::string& Input::FileName(std::size_t file) const { return _reader->FileName(file); }
+void Input::ReadHead(const std::function<void(const Chunk&)>& take) { _reader->ReadHead(take); }
 bool Input::Next(Chunk& chunk, std::uint32_t rows) { return _reader->Next(chunk, rows); }
 std::uint64_t Input::BytesRead() const { return _reader->BytesRead(); }
 std::uint64_t Input::BlankLines() const { return _reader->BlankLines(); }

@@ -44,6 +44,10 @@ class Input {
   /// The name for messages: the path as given, "<stdin>" for standard input.
   const std::string& FileName(std::size_t file) const;
 
+  /// Calls take(chunk) for the rows that the kinds of the columns were learned from; Next hands them out all the same.
+  /// Requires that it has not been called. Ends before a fault, and with an InputError that `take` throws.
+  void ReadHead(const std::function<void(const Chunk&)>& take);
+
   /// Puts the next at most `rows` (not 0) rows of one file into `chunk`; false when all files are exhausted.
   ///
   /// Where a chunk ends depends on the rows alone, never on how the bytes arrive: it is full with `rows`

@@ -32,9 +32,9 @@ struct Case {
   VectorXd values;
 };
 
-/// Sums the cases in the order given and analyses them.
+/// Sums the cases in the order given and analyses them. The origin of a level is `step` from that of the last.
 GroupAnalysis Analyse(const std::vector<Case>& cases, unsigned int levels,
-                      derive::Priors priors = derive::Priors::kEqual, double origin = 0.0,
+                      derive::Priors priors = derive::Priors::kEqual, double step = 0.0,
                       std::vector<derive::Spread> spreads = {}) {
   const auto variables = static_cast<unsigned int>(cases.front().values.size());
   double weight = 0.0;
@@ -42,9 +42,11 @@ GroupAnalysis Analyse(const std::vector<Case>& cases, unsigned int levels,
   vexa::DataBatchByGroup batch(variables, static_cast<unsigned int>(cases.size()), &weight, nullptr, &level,
                                levels);
   std::vector<std::uint64_t> rows(levels);
+  std::vector<double> origins;
+  for (level = 0; level < levels; ++level) origins.insert(origins.end(), variables, (level + 1) * step);
   for (const Case& one : cases) {
     std::transform(one.values.begin(), one.values.end(), batch.NextRow(),
-                   [&](double value) { return value - origin; });
+                   [&](double value) { return value - (one.level + 1) * step; });
     weight = one.weight;
     level = one.level;
     batch.AddRow();
@@ -53,7 +55,7 @@ GroupAnalysis Analyse(const std::vector<Case>& cases, unsigned int levels,
   batch.SortByGroup();
   vexa::DiscIndividualMatrix matrix(static_cast<int>(levels), static_cast<int>(variables));
   matrix += batch;
-  return derive::AnalyseGroups(matrix, std::vector<double>(variables, origin), rows, priors, spreads);
+  return derive::AnalyseGroups(matrix, origins, rows, priors, spreads);
 }
 
 /// Groups that differ in their means and in their spreads; level 1 of four stays empty.
@@ -132,8 +134,9 @@ void ExpectClose(const MatrixXd& actual, const MatrixXd& expected, double tolera
 
 /// Units of the variables change nothing that has none.
 void ExpectNothingOfUnits(const GroupAnalysis& before, std::vector<Case> cases, unsigned int levels) {
-  for (Case& one : cases) one.values(one.values.size() - 1) *= -1e-7;
-  const GroupAnalysis after = Analyse(cases, levels);
+  for (Case& one : cases) one.values(one.values.size() - 1) *= -1e-147;
+  const std::vector<derive::Spread> spreads(levels * before.within.rows, 1e-147);
+  const GroupAnalysis after = Analyse(cases, levels, derive::Priors::kEqual, 0.0, spreads);
   EXPECT_NEAR(after.wilks->lambda, before.wilks->lambda, 1e-12);
   EXPECT_NEAR(after.box.m, before.box.m, 1e-8);
   EXPECT_THAT(after.canonical->eigenvalues, Pointwise(DoubleNear(1e-9), before.canonical->eigenvalues));

@@ -32,8 +32,8 @@ bool Same(double found, double expected) {
 TEST(Derive, CovarianceDividesByItsOwnCasesLessOne) {
   const struct {
     double weightSum, cscp, covariance;
-  } cases[] = {{5, 12, 3},  {1.5, 1, 2},         {1, 1, NAN},   {0.5, 1, NAN},
-               {0, 0, NAN}, {kInfinity, 1, NAN}, {NAN, 1, NAN}, {1 + 1e-15, 0, 0}};
+  } cases[] = {{5, 12, 3},          {1.5, 1, 2},   {1, 1, NAN},       {0.5, 1, NAN},      {0, 0, NAN},
+               {kInfinity, 1, NAN}, {NAN, 1, NAN}, {1 + 1e-15, 0, 0}, {1e40, 1e-280, NAN}};
   for (const auto& [weightSum, cscp, covariance] : cases) {
     const double found =
         derive::Covariance({.n = 9, .weightSum = weightSum, .regWeightSum = 77, .cscp = cscp});

@@ -132,7 +132,7 @@ TEST(Workers, AreFewerWhenMemoryIsShort) {
   options.threads = 16;
   // Each holds three states at times.
   const table_test::TempFile file("a,b\n1,2\n");
-  const table::Input input({file.Path()}, {});
+  table::Input input({file.Path()}, {});
   const pass::Columns columns{.variables = std::vector<std::size_t>(500)};
   options.memoryLimit = 20 * pass::StateBytes({pass::Kind::kPairwiseMatrix, 500});
   const pass::Setup setup(input, columns, options, nullptr, pass::Kind::kPairwiseMatrix, false);

@@ -104,9 +104,11 @@ struct Policy {
     for (std::size_t at = first * kChunkRows; at < std::min(end * kChunkRows, sheet.rows.size()); ++at) {
       const pass_test::Row& row = sheet.rows[at];
       if (Verdict(row) != "used") continue;
+      const std::size_t own =
+          origin.size() > sheet.variables ? static_cast<std::size_t>(row.group) * sheet.variables : 0;
       for (std::size_t col = 0; col < sheet.variables; ++col) {
         const double value = row.values[col];
-        kept.columns[col].push_back(std::isnan(value) ? table::kMissing : value - origin[col]);
+        kept.columns[col].push_back(std::isnan(value) ? table::kMissing : value - origin[own + col]);
       }
       kept.weights.push_back(row.weight);
       kept.regWeights.push_back(row.regWeight);
@@ -127,6 +129,22 @@ std::vector<double> Origins(const Sheet& sheet, const table::Input& input) {
   return origins;
 }
 
+/// Of the rows used among the first 1,000, level by level.
+std::vector<double> OriginsOfLevels(const Sheet& sheet, const Policy& policy,
+                                    const std::vector<double>& common) {
+  std::map<std::size_t, std::vector<double>> samples;
+  for (std::size_t at = 0; at < std::min<std::size_t>(sheet.rows.size(), 1'000); ++at) {
+    const pass_test::Row& row = sheet.rows[at];
+    if (policy.Verdict(row) != "used") continue;
+    for (std::size_t col = 0; col < sheet.variables; ++col)
+      samples[static_cast<std::size_t>(row.group) * sheet.variables + col].push_back(row.values[col]);
+  }
+  std::vector<double> origins;
+  for (std::size_t at = 0; at < 3 * sheet.variables; ++at)
+    origins.push_back(samples.contains(at) ? pass::Origin(samples[at]) : common[at % sheet.variables]);
+  return origins;
+}
+
 TEST(Reduce, GivesTheBitsOfThePlainTreeForAnyNumberOfThreads) {
   std::mt19937 random(11);
   for (const std::size_t rows : {1U, 7U, 8U, 200U, 1'800U}) {
@@ -138,7 +156,9 @@ TEST(Reduce, GivesTheBitsOfThePlainTreeForAnyNumberOfThreads) {
     };
     const auto matrix =
         Policy{true, false, true}.Reduce(sheet, origin, kFresh<MatrixListwise>, 0, Chunks(rows));
-    const auto perGroup = Policy{true, true, true}.Reduce(sheet, origin, freshGroups, 0, Chunks(rows));
+    const Policy grouped{true, true, true};
+    const std::vector<double> origins = OriginsOfLevels(sheet, grouped, origin);
+    const auto perGroup = grouped.Reduce(sheet, origins, freshGroups, 0, Chunks(rows));
     const pass::Levels levels(std::vector<double>{0, 10, 20});
     for (const unsigned int threads : kThreads) {
       SCOPED_TRACE(fmt::format("{} rows, {} threads", rows, threads));
@@ -149,6 +169,7 @@ TEST(Reduce, GivesTheBitsOfThePlainTreeForAnyNumberOfThreads) {
       table::Input again({file.Path()});
       const auto byGroup = pass::Reduce<DiscIndividualMatrix, vexa::DataBatchByGroup>(
           again, sheet.ByGroup(true, false), WithThreads(threads), freshGroups, &levels);
+      EXPECT_TRUE(SameBits(byGroup.origin, origins));
       EXPECT_TRUE(SameBits(Statistics(*byGroup.sums), Statistics(*perGroup)));
     }
   }

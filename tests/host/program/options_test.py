@@ -67,8 +67,12 @@ class Options(running.ProgramTest):
             "x,y,z\n1e-200,1,5\n2e-200,3,5\n3e-200,2,5\n", "describe -f csv",
             "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,3,0,3,2e-200,,,,1e-200,3e-200\n"
             "y,3,0,3,2,1,1,0.5773502691896258,1,3\nz,3,0,3,5,0,0,0,5,5\n", "3 rows read, all used"),
-        "small squares beside others": ("x,y\n1e-200,1\n2e-200,3\n3e-200,2\n", "cov -f csv", "variable,x,y\nx,,5e-201\ny,5e-201,1\n",
-                                        "3 rows read, all used"),
+        "small squares beside others": ("x,y,k\n1e-200,1,7\n2e-200,3,7\n3e-200,2,7\n", "cov -f csv",
+                                        "variable,x,y,k\nx,,5e-201,0\ny,5e-201,1,0\nk,0,0,0\n", "3 rows read, all used"),
+        "variances that are too small": (
+            "x,y,w\n1e-165,1,1e40\n3e-165,3,1e40\n", "describe -w w -f csv -c x,y",
+            "variable,n,missing,weight_sum,mean,sd,variance,se,min,max\nx,2,0,2e+40,2e-165,,,,1e-165,3e-165\n"
+            "y,2,0,2e+40,2,1,1,7.071067811865475e-21,1,3\n", "2 rows read, all used"),
         "small squares of pairs": ("x,y,z\n1e-200,1,\n2e-200,1,\n2e-200,2,3\n2e-200,2,1\n", "cov -m pairwise -f csv",
                                    "variable,x,y,z\nx,,,\ny,,0.3333333333333333,0\nz,,0,2\n", "4 rows read, all used (missing values: z 2)"),
         "squares of two halves": ("x\n" + "1e-200\n" * 30_000 + "2e-200\n" * 30_000, "corr -f csv", "variable,x\nx,\n",

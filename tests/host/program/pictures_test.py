@@ -48,7 +48,7 @@ class Pictures(running.ProgramTest):
 
     def test_no_picture(self):
         self.write("given.csv", "x,y\n1,2\n3,5\n2,2\n")
-        self.write("wide.csv", ",".join(f"v{i}" for i in range(1001)) + "\n" + ("0" + ",1" * 1000 + "\n") * 2)
+        self.write("wide.csv", ",".join(f"v{i}" for i in range(1001)) + "\n" + ("0" + ",1" * 1000 + "\n") * 2 + "0,1\n")
         self.write("broken.csv", "x,y\n1,2\n3,?\n")
         (self.folder / "ahead.svg").symlink_to("b.svg")
         (self.folder / "first.svg").symlink_to("given.csv")
@@ -62,6 +62,7 @@ class Pictures(running.ProgramTest):
                 ("cov --plot b.svg -o ahead.svg given.csv", 1, same),
                 ("cov --plot first.svg given.csv", 1, "--plot would overwrite the input given.csv"),
                 ("cov --plot a.svg wide.csv", 1, "--plot shows up to 1000 variables, not 1001"),
+                ("regress -y v0 --plot a.svg wide.csv", 2, "row of 2 cells where there are 1001 columns"),
                 ("describe --by v0 -c 2:502 --levels 0,1 --plot a.svg wide.csv", 1,
                  "--plot shows up to 1000 rows, one for each variable and group, not 1002"),
                 ("groups --by x -c y --plot a.svg given.csv", 2, "a.svg: there is nothing to draw, as the covariance matrix"),
