@@ -1,17 +1,17 @@
 #!/usr/bin/env python3
-"""bytes.py [--short] [--renew SENTENCE] BUILD…: the same input gives the bytes of the table, whoever computes them.
+"""bytes.py [--short] [--renew ENTRY [--without LEVEL]…] BUILD…: the same input gives the bytes of the table, whoever computes them.
 
 Runs the program of every build folder over generated inputs: every number of threads, every instruction set, from a
 file and from a pipe, and compares the SHA-256 of the result with table.sha256. Each run must say that it used the threads
 and the instruction set that it was to use. --short takes the quick inputs, each alternately from a file and a pipe.
 
---renew writes the table, of what all configurations agree on. SENTENCE stands in the changelog and says why results
-change; the table names it, and no table is good without it.
+--renew writes the table, of what all configurations agree on. ENTRY is a whole entry of the changelog's unreleased part and
+says why results change; the table names it, and no table is good without it. A machine that lacks an instruction set renews
+nothing, unless --without names the level that then nobody has verified.
 """
 
 import argparse
 import concurrent.futures
-import dataclasses
 import gzip
 import hashlib
 import itertools
@@ -22,11 +22,15 @@ import shlex
 import subprocess
 import sys
 import tempfile
+import typing
 
 TREE = pathlib.Path(__file__).resolve().parents[2]
 TABLE = pathlib.Path(__file__).with_name("table.sha256")
 THREADS = (1, 2, 3, 7, 16)
 LEVELS = ("own", "plain", "baseline", "v3", "v4")  # own: the program as it is, with what the library chooses
+# Of a result with several tables, those whose numbers need no more than the four operations and a root.
+PLAIN_TABLES = {"means", "sds", "covariance", "within", "between", "total"}
+FEW = (1, 2, 23, 24, 25, 257)  # rows around those at which the plain loops hand over
 LACKING = 77  # exit code of atlevel.cpp
 FEWEST_CHUNKS = 17  # so that each of 16 threads has one
 PLAN = re.compile(r"(\d+) threads?, chunks of (\d+) rows, batches of \d+, instruction set (\w+)")
@@ -92,8 +96,7 @@ def inputs():
     files["wide"] = table(18_000, names(wide), wide)
     wider = [draw.with_gaps(draw.numbers(4, 2), 20 + col) for col in range(100)]
     files["wider"] = table(18_000, names(wider), wider)
-    # Around the rows and columns at which the plain loops hand over.
-    for rows in (1, 2, 23, 24, 25, 257):
+    for rows in FEW:
         files[f"{rows} rows"] = table(rows, names(wide[:9]), wide[:9])
     comma = [['"' + text.replace(".", ",") + '"' if row % 3 else text.replace(".", ",") for row, text in enumerate(pool)] for pool in mixed[:4]]
     files["quoted"] = table(140_000, ["label", "x1", '"x;2"', '"x""3"', "x4"], [["plain", '"two\r\nlines; one"'] + ["a"] * 9, *comma], ";", "\r\n")
@@ -102,53 +105,38 @@ def inputs():
     return files
 
 
-@dataclasses.dataclass(frozen=True)
-class Case:
+class Case(typing.NamedTuple):
     input: str
     arguments: str
-    quick: bool = False
-    few: bool = False  # rows, no work for many threads
-    tables: tuple = ()  # of a result with several, those whose numbers need no more than the four operations and a root
+    quick: bool
 
     @property
     def name(self):
         return f"{self.input}: {self.arguments}"
 
 
-CASES = (
-    Case("plain", "sums", quick=True),
-    Case("plain", "sums --extremes"),
-    Case("plain", "sums -m pairwise"),
-    Case("huge", "sums --extremes"),
-    Case("weights", "sums -c x1:x3 -w w -r r --extremes", quick=True),
-    Case("weights", "sums -c x1:x3 -w w"),
-    Case("weights", "sums -c x1:x3 -r r"),
-    Case("gaps", "sums -c x1:x4 -w w -r r"),
-    Case("gaps", "sums -c x1:x4 -m pairwise -w w -r r --extremes", quick=True),
-    Case("gaps", "sums -c x1:x4 -m pairwise -w w"),
-    Case("gaps", "sums -c x1:x4 -m pairwise"),
-    Case("gaps", "describe -c x1:x4 -w w -r r"),
-    Case("together", "sums -m pairwise --extremes"),
-    Case("groups", "describe --by g -w w -c x1:x3"),
-    Case("groups", "groups --by g -w w -c x1:x3", quick=True, tables=("groups", "means", "sds", "covariance", "within", "between", "total")),
-    Case("many groups", "groups --by g", tables=("means", "sds", "covariance", "within", "between", "total")),
-    Case("offsets", "sums", quick=True),
-    Case("offsets with gaps", "sums -m pairwise", quick=True),
-    Case("wide", "sums", quick=True),
-    Case("wide", "cov --rows 1:21 --cols 22:66"),
-    Case("wide", "sums -m pairwise -c 1:24", quick=True),
-    Case("wide", "cov --rows 60,61,62 --cols 1:59 -m pairwise"),
-    Case("wider", "sums -m pairwise"),
-    Case("wider", "sums -c 1:3,90:100"),
-    *(Case(f"{rows} rows", f"sums{how}", few=True) for rows in (1, 2, 23, 24, 25, 257) for how in ("", " -m pairwise")),
-    Case("quoted", "sums --decimal ,", quick=True),
-    Case("tabs without a header", "sums --no-header"),
-    Case("compressed", "sums", quick=True),
-)
+# By input, what is asked of it; a star marks the quick ones.
+CASES = [Case(name, arguments.removeprefix("* "), arguments.startswith("*")) for name, asked in {
+    "plain": ("* sums", "sums --extremes", "sums -m pairwise"),
+    "huge": ("sums --extremes",),
+    "weights": ("* sums -c x1:x3 -w w -r r --extremes", "sums -c x1:x3 -w w", "sums -c x1:x3 -r r"),
+    "gaps": ("sums -c x1:x4 -w w -r r", "* sums -c x1:x4 -m pairwise -w w -r r --extremes", "sums -c x1:x4 -m pairwise -w w",
+             "sums -c x1:x4 -m pairwise", "describe -c x1:x4 -w w -r r"),
+    "together": ("sums -m pairwise --extremes",),
+    "groups": ("describe --by g -w w -c x1:x3", "* groups --by g -w w -c x1:x3"),
+    "many groups": ("groups --by g",),
+    "offsets": ("* sums",),
+    "offsets with gaps": ("* sums -m pairwise",),
+    "wide": ("* sums", "cov --rows 1:21 --cols 22:66", "* sums -m pairwise -c 1:24", "cov --rows 60,61,62 --cols 1:59 -m pairwise"),
+    "wider": ("sums -m pairwise", "sums -c 1:3,90:100"),
+    **{f"{rows} rows": ("sums", "sums -m pairwise") for rows in FEW},
+    "quoted": ("* sums --decimal ,",),
+    "tabs without a header": ("sums --no-header",),
+    "compressed": ("* sums",),
+}.items() for arguments in asked]
 
 
-@dataclasses.dataclass(frozen=True)
-class Configuration:
+class Configuration(typing.NamedTuple):
     build: pathlib.Path
     level: str
     threads: int
@@ -182,19 +170,18 @@ def result(case, configuration, folder):
     plan, rows = PLAN.search(said), ROWS.search(said)
     if not plan or not rows:
         raise Fault(f"it tells no plan\n{said}")
-    if int(plan[1]) != configuration.threads:
-        raise Fault(f"ran on {plan[1]} threads")
-    if plan[3] != configuration.level and configuration.level != "own":
-        raise Fault(f"ran on instruction set {plan[3]}")
-    if not case.few and int(rows[1].replace(",", "")) < FEWEST_CHUNKS * int(plan[2]):
-        raise Fault(f"{rows[1]} rows in chunks of {plan[2]} are too few for {THREADS[-1]} threads")
-    output = run.stdout
-    if case.tables:
-        lines = [line for line in output.splitlines(True) if line.split(b",")[0].decode() in case.tables]
-        if {line.split(b",")[0].decode() for line in lines} != set(case.tables):
+    threads, chunk, level = plan.groups()
+    if int(threads) != configuration.threads or configuration.level not in ("own", level):
+        raise Fault(f"ran on {threads} threads and instruction set {level}")
+    if not case.input.endswith(" rows") and int(rows[1].replace(",", "")) < FEWEST_CHUNKS * int(chunk):
+        raise Fault(f"{rows[1]} rows in chunks of {chunk} are too few for {THREADS[-1]} threads")
+    lines = run.stdout.splitlines(True)
+    if case.arguments.startswith("groups"):
+        tables = PLAIN_TABLES | ({"groups"} if case.input == "groups" else set())
+        lines = [line for line in lines if line.split(b",")[0].decode() in tables]
+        if {line.split(b",")[0].decode() for line in lines} != tables:
             raise Fault("lacks a table")
-        output = b"".join(lines)
-    return hashlib.sha256(output).hexdigest(), plan[3]
+    return hashlib.sha256(b"".join(lines)).hexdigest(), level
 
 
 def configurations(builds, short):
@@ -206,82 +193,98 @@ def configurations(builds, short):
 
 
 def read_table():
-    """The sentence of the changelog, and the digests by case."""
-    if not TABLE.exists():
-        return "", {}
+    """The entry of the changelog, and the digests by case."""
     first, *lines = TABLE.read_text(encoding="utf-8").splitlines()
     return first.removeprefix("# "), {name: digest for digest, name in (line.split("  ", 1) for line in lines)}
 
 
-def is_in_changelog(sentence):
-    text = " ".join((TREE / "CHANGELOG.md").read_text(encoding="utf-8").split())
-    return len(sentence.split()) >= 5 and " ".join(sentence.split()) in text
+def changelog_entries(unreleased):
+    """All, or those of the part that is not released: each on one line."""
+    text = (TREE / "CHANGELOG.md").read_text(encoding="utf-8")
+    if unreleased:
+        text = re.search(r"^## Unreleased\n(.*?)(?=^## |\Z)", text, re.M | re.S)[1]
+    return {" ".join(entry.split()) for entry in re.findall(r"^- (.*(?:\n  .*)*)", text, re.M)}
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--short", action="store_true")
-    parser.add_argument("--renew", metavar="SENTENCE")
-    parser.add_argument("builds", nargs="+", type=pathlib.Path)
-    options = parser.parse_args()
-    if options.renew and options.short:
-        parser.error("--renew takes all cases")
-    sentence, expected = read_table()
-    if not is_in_changelog(options.renew or sentence):
-        print(f'bytes: the changelog does not say "{options.renew or sentence}", which is to tell why results change')
-        return 1
-    cases = [case for case in CASES if case.quick or not options.short]
-    wanted = list(configurations([build.resolve() for build in options.builds], options.short))
+def run_all(cases, wanted):
+    """By case the digests, each with the configurations that gave it; the levels lacking and those chosen; the faults."""
     digests, lacking, chosen, faults = {case.name: {} for case in cases}, set(), set(), []
     with tempfile.TemporaryDirectory() as name, concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         folder = pathlib.Path(name)
-        used = {case.input for case in cases}
         for file, content in inputs().items():
-            if file in used:
+            if any(case.input == file for case in cases):
                 (folder / file).write_bytes(content)
         jobs = {pool.submit(result, case, configuration, folder): (case, configuration)
                 for case, configuration in itertools.product(cases, wanted)}
         for job in concurrent.futures.as_completed(jobs):
             case, configuration = jobs[job]
             try:
-                digest, used_level = job.result()
+                digest, level = job.result()
             except Fault as fault:
                 faults.append(f"{case.name} [{configuration}]: {fault}")
                 continue
             if digest is None:
                 lacking.add(configuration.level)
-            else:
-                digests[case.name].setdefault(digest, []).append(configuration)
-                if configuration.level == "own":
-                    chosen.add(used_level)
+                continue
+            digests[case.name].setdefault(digest, []).append(configuration)
+            if configuration.level == "own":
+                chosen.add(level)
+    return digests, lacking, chosen, faults
 
+
+def differences(digests, right):
+    """The cases that gave other bytes than those that are right."""
+    for case, found in digests.items():
+        if case not in right:
+            yield f"{case}: not in the table"
+            continue
+        for digest, who in found.items():
+            if digest != right[case]:
+                yield (f"{case}: other bytes in {len(who)} of {sum(map(len, found.values()))} runs: "
+                       + "; ".join(map(str, who[:4])) + ("; …" if len(who) > 4 else ""))
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--short", action="store_true")
+    parser.add_argument("--renew", metavar="ENTRY", type=lambda text: " ".join(text.split()))
+    parser.add_argument("--without", metavar="LEVEL", action="append", default=[], choices=("v3", "v4"))
+    parser.add_argument("builds", nargs="+", type=pathlib.Path)
+    options = parser.parse_args()
+    if options.renew is not None and options.short:
+        parser.error("--renew takes all cases")
+    before, expected = read_table()
+    entry = before if options.renew is None else options.renew
+    if entry not in changelog_entries(unreleased=options.renew is not None):
+        print(f'bytes: the changelog has no such entry, which is to tell why results change: "{entry}"')
+        return 1
+    cases = [case for case in CASES if case.quick or not options.short]
+    wanted = list(configurations([build.resolve() for build in options.builds], options.short))
+    digests, lacking, chosen, faults = run_all(cases, wanted)
     best = [level for level in LEVELS if level not in lacking][-1]
     if chosen != {best}:
         faults.append(f"the library chooses {', '.join(sorted(chosen))}, the best is {best}")
-    runs = sum(len(who) for found in digests.values() for who in found.values())
-    for case, found in digests.items():
-        right = None if options.renew else expected.get(case)
-        if right is None and not options.renew:
-            faults.append(f"{case}: not in the table")
-        usual = max(found, key=lambda digest: len(found[digest]), default=None)
-        for digest, who in found.items():
-            if digest != (usual if options.renew else right) and (options.renew or right):
-                faults.append(f"{case}: other bytes in {len(who)} of {sum(map(len, found.values()))} runs: "
-                              + "; ".join(map(str, who[:4])) + ("; …" if len(who) > 4 else ""))
-        if options.renew and " ".join(options.renew.split()) == sentence and expected.get(case, usual) != usual:
-            faults.append(f"{case}: changed since the sentence was written: it takes another one")
-    if not options.short and not options.renew:
+    right = expected
+    if options.renew is not None:
+        right = {case: max(found, key=lambda digest: len(found[digest])) for case, found in digests.items() if found}
+        faults += [f"{level}: its instructions are not verified here; --without {level} renews all the same"
+                   for level in sorted(lacking.difference(options.without))]
+        if entry == before:
+            faults += [f"{case}: changed since the entry was written: it takes another one"
+                       for case in right if expected.get(case, right[case]) != right[case]]
+    elif not options.short:
         faults += [f"{case}: in the table, and no case" for case in expected.keys() - digests.keys()]
+    faults += differences(digests, right)
     for level in sorted(lacking):
         print(f"bytes: not checked, as this machine lacks its instructions: {level}")
     print(*faults, sep="\n", end="\n" if faults else "")
+    runs = sum(len(who) for found in digests.values() for who in found.values())
     print(f"bytes: {len(cases)} results, {len(wanted)} configurations, {runs} runs, {len(faults)} faults")
     if faults:
         print("bytes: a change of bits is a defect, or the changelog says why and the table is renewed: scripts/verify-bytes --renew")
         return 1
-    if options.renew:
-        lines = [f"# {' '.join(options.renew.split())}", *(f"{next(iter(found))}  {case}" for case, found in digests.items())]
-        TABLE.write_text("\n".join([*lines, ""]), encoding="utf-8")
+    if options.renew is not None:
+        TABLE.write_text("\n".join([f"# {entry}", *(f"{digest}  {case}" for case, digest in right.items()), ""]), encoding="utf-8")
         print(f"bytes: wrote {TABLE.relative_to(TREE)}")
     return 0
 
