@@ -8,7 +8,8 @@
 #include <vector>
 
 /// The handles that a pairwise block owns, each in one piece of memory with its record: half the allocations, and who
-/// follows a handle finds the record next to it.
+/// follows a handle finds the record next to it. To delete one is to delete any: a block may own handles made with
+/// new, and who takes a handle from a block may delete it.
 
 namespace vexa {
 
@@ -31,18 +32,9 @@ Handle* MakeHandle() {
   return new (handle) Handle(new (handle + 1) Record);
 }
 
-/// Also for handles that were made with new.
-struct DestroyHandle {
-  template <class Handle>
-  void operator()(Handle* handle) const {
-    handle->~Handle();
-    ::operator delete(handle);
-  }
-};
-
 /// Handles that no block owns yet: they are destroyed when an allocation after theirs throws.
 template <class Handle>
-using NewHandles = std::vector<std::unique_ptr<Handle, DestroyHandle>>;
+using NewHandles = std::vector<std::unique_ptr<Handle>>;
 
 /// Handles of no rows; none when the count is not positive.
 template <class Handle>
@@ -68,7 +60,7 @@ void Append(NewHandles<Handle>& made, std::vector<Handle*>& handles) {
 
 template <class Handle>
 void DestroyHandles(std::vector<Handle*>& handles) {
-  for (Handle* handle : handles) DestroyHandle()(handle);
+  for (Handle* handle : handles) delete handle;
   handles.clear();
 }
 

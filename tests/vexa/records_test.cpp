@@ -2,12 +2,14 @@
 
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 #include "support/bits.h"
 #include "support/plainpairwise.h"
 #include "support/rows.h"
 #include "support/statistics.h"
 #include "vexa/matrixpairwise.h"
+#include "vexa/smatrixpairwise.h"
 #include "vexa/statobjects.h"
 
 namespace {
@@ -100,6 +102,14 @@ TEST(StatObjects, HandlesOwnTheirRecordsAndCopiesAreIndependent) {
   vexa::PairStat pair(new vexa::PairStatData);
   pair.Init(x, y, nullptr, nullptr, work, 4);
   check(pair);
+
+  // One of a block's own is deleted as any other, and the block deletes any other as its own.
+  vexa::SMatrixPairwise::Data block(-1, 0, 0);
+  block.Init(*FilledBatch({.columns = {{1, 2}, {3, 5}}, .count = 2}));
+  const auto exchange = [](auto*& handle) { delete std::exchange(handle, handle->Copy()); };
+  exchange(block._varStats[1]);
+  exchange(block._xp[0]);
+  EXPECT_EQ(block._varStats[1]->CSS(), 2 * block._xp[0]->CSCP());
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <new>
+
 #include "export.h"
 #include "kernels.h"
 #include "workarea.h"
@@ -60,6 +62,9 @@ class VEXA_EXPORT VarStat {
   /// Takes over a record made with new.
   explicit VarStat(VarStatData* data);
   ~VarStat();
+  /// Takes no size: a block's handles lie in pieces of memory that hold their records too. Inlined, since g++ may
+  /// warn of a call that it does not match the global operator new.
+  [[gnu::always_inline]] static void operator delete(void* handle) noexcept { ::operator delete(handle); }
   VarStat(const VarStat&) = delete;
   VarStat& operator=(const VarStat&) = delete;
 
@@ -89,6 +94,8 @@ class VEXA_EXPORT PairStat {
   /// Takes over a record made with new.
   explicit PairStat(PairStatData* data);
   ~PairStat();
+  /// The same as for one variable.
+  [[gnu::always_inline]] static void operator delete(void* handle) noexcept { ::operator delete(handle); }
   PairStat(const PairStat&) = delete;
   PairStat& operator=(const PairStat&) = delete;
 
