@@ -139,18 +139,18 @@ void Session::CheckPictured(std::size_t count, std::string_view what) const {
                                what, count));
 }
 
-/// What is subtracted from the variables before they are summed. Raw sums of groups have origins of their own.
+/// What is subtracted from the variables before they are summed.
 void Session::TellOrigins() {
+  if (_options.command == "groups") return _messages.Note("origins: each group's own");
   std::vector<std::string> origins;
   for (const std::size_t col : _chosen.variables) {
     const table::Column& column = _input->Columns()[col];
     if (const double origin = pass::Origin(column.sample); origin != 0.0)
       origins.push_back(fmt::format("{} {}", text::Escaped(column.name), origin));
   }
-  const char* whose = _options.command == "groups" ? " in groups that the first rows lack" : "";
   _messages.Note(origins.empty()
-                     ? fmt::format("origin of all variables{}: 0", whose)
-                     : fmt::format("origins{}: {}{}", whose, text::ListOf(origins),
+                     ? std::string("origin of all variables: 0")
+                     : fmt::format("origins: {}{}", text::ListOf(origins),
                                    origins.size() < _chosen.variables.size() ? "; of the others 0" : ""));
 }
 

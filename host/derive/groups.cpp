@@ -271,8 +271,11 @@ void FindOutOfRange(const GroupSums& sums, const LongMatrix& within, const Matri
   constexpr double kLeast = LeastSquares(1);
   const double df = DegreesWithin(analysis);
   for (Index variable = 0; variable < within.rows(); ++variable) {
-    bool isBelow = std::any_of(analysis.groups.begin(), analysis.groups.end(),
-                               [&](const Group& group) { return sums.IsBelow(group.level, variable); });
+    const auto inAny = [&](bool (GroupSums::*is)(std::size_t, Index) const) {
+      return std::any_of(analysis.groups.begin(), analysis.groups.end(),
+                         [&](const Group& group) { return (sums.*is)(group.level, variable); });
+    };
+    bool isBelow = inAny(&GroupSums::IsBelow);
     const long double total = within(variable, variable) + between(variable, variable);
     isBelow = isBelow || (total > 0.0L && total < kLeast);
     if (isBelow && between(variable, variable) > 0.0L && between(variable, variable) < kLeast) {
@@ -280,10 +283,15 @@ void FindOutOfRange(const GroupSums& sums, const LongMatrix& within, const Matri
       between.col(variable).setConstant(kUndefined);
     }
     const double variance = covariance(variable, variable);
-    const bool isBeyond = !isBelow && (std::isinf(variance) || !std::isfinite(static_cast<double>(total)));
-    isBelow = isBelow || (!isBeyond && df > 0.0 && within(variable, variable) > 0.0L && !(variance > 0.0));
-    if (isBelow) singularity.below.push_back(static_cast<std::size_t>(variable));
-    if (isBeyond) singularity.overflown.push_back(static_cast<std::size_t>(variable));
+    const bool isLost = !isBelow && inAny(&GroupSums::IsLost);
+    const bool isBeyond =
+        !isBelow && !isLost && (std::isinf(variance) || !std::isfinite(static_cast<double>(total)));
+    isBelow = isBelow ||
+              (!isLost && !isBeyond && df > 0.0 && within(variable, variable) > 0.0L && !(variance > 0.0));
+    const auto at = static_cast<std::size_t>(variable);
+    if (isBelow) singularity.below.push_back(at);
+    if (isLost) singularity.lost.push_back(at);
+    if (isBeyond) singularity.overflown.push_back(at);
   }
 }
 

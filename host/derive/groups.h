@@ -30,12 +30,13 @@ struct Singularity {
   std::vector<std::size_t> overflown = {};
   /// That vary by less than a double holds the squares of, or the variance: see InRange, HeldCovariance.
   std::vector<std::size_t> below = {};
-  std::vector<std::size_t> constant = {};   ///< variables without spread in any group
+  std::vector<std::size_t> lost = {};      ///< that vary in a group by less than the rounding of its raw sums
+  std::vector<std::size_t> constant = {};  ///< variables without spread in any group
   std::vector<std::size_t> dependent = {};  ///< variables that those before them determine
 
   bool IsThere() const {
-    return isTooLight || isTooHeavy || !overflown.empty() || !below.empty() || !constant.empty() ||
-           !dependent.empty();
+    return isTooLight || isTooHeavy || !overflown.empty() || !below.empty() || !lost.empty() ||
+           !constant.empty() || !dependent.empty();
   }
 };
 

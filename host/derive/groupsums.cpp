@@ -36,11 +36,29 @@ long double GroupSums::Mean(std::size_t group, Eigen::Index variable) const {
   return static_cast<long double>(Cell(Variables(), variable, group)) / weight;
 }
 
-bool GroupSums::IsBelow(std::size_t group, Eigen::Index variable) const {
-  if (_spreads.empty()) return false;
-  // About the moved origin a spread has no smaller squares than about the mean.
+bool GroupSums::Varies(std::size_t group, Eigen::Index variable) const {
   const std::size_t at = group * static_cast<std::size_t>(Variables()) + static_cast<std::size_t>(variable);
-  return _spreads[at] > 0.0 && Cell(variable, variable, group) < LeastSquares(_rows[group], Weight(group));
+  return !_spreads.empty() && _spreads[at] > 0.0;
+}
+
+bool GroupSums::IsBelow(std::size_t group, Eigen::Index variable) const {
+  // About the moved origin a spread has no smaller squares than about the mean.
+  return Varies(group, variable) &&
+         Cell(variable, variable, group) < LeastSquares(_rows[group], Weight(group));
+}
+
+bool GroupSums::IsLost(std::size_t group, Eigen::Index variable) const {
+  return Varies(group, variable) && !IsBelow(group, variable) &&
+         IsRounding(ScatterCell(Mean(group, variable), variable, variable, group), group, variable);
+}
+
+bool GroupSums::IsRounding(double squares, std::size_t group, Eigen::Index variable) const {
+  return !(squares > kRounding * Cell(variable, variable, group));
+}
+
+double GroupSums::ScatterCell(long double meanRow, Eigen::Index row, Eigen::Index col,
+                              std::size_t group) const {
+  return static_cast<double>(Cell(row, col, group) - meanRow * Cell(Variables(), col, group));
 }
 
 Eigen::MatrixXd GroupSums::Scatter(std::size_t group) const {
@@ -48,18 +66,16 @@ Eigen::MatrixXd GroupSums::Scatter(std::size_t group) const {
   Eigen::MatrixXd scatter(variables, variables);
   for (Eigen::Index row = 0; row < variables; ++row) {
     const long double mean = Mean(group, row);
-    for (Eigen::Index col = 0; col <= row; ++col) {
-      const long double raw = Cell(row, col, group);
-      scatter(row, col) = static_cast<double>(raw - mean * Cell(variables, col, group));
-      scatter(col, row) = scatter(row, col);
-    }
+    for (Eigen::Index col = 0; col <= row; ++col)
+      scatter(row, col) = scatter(col, row) = ScatterCell(mean, row, col, group);
   }
   for (Eigen::Index variable = 0; variable < variables; ++variable) {
     const double raw = Cell(variable, variable, group);
     const bool isHeld = std::isfinite(raw) && std::isfinite(Weight(group)) && !IsBelow(group, variable);
-    if (isHeld && scatter(variable, variable) > kRounding * raw) continue;
-    scatter.row(variable).setConstant(isHeld ? 0.0 : kUndefined);
-    scatter.col(variable).setConstant(isHeld ? 0.0 : kUndefined);
+    if (isHeld && !IsRounding(scatter(variable, variable), group, variable)) continue;
+    const double instead = isHeld && !Varies(group, variable) ? 0.0 : kUndefined;
+    scatter.row(variable).setConstant(instead);
+    scatter.col(variable).setConstant(instead);
   }
   return scatter;
 }

@@ -28,14 +28,21 @@ class GroupSums {
   double Weight(std::size_t group) const;
   /// Of a group with weight, about the moved origin; NaN if the weight is infinite.
   long double Mean(std::size_t group, Eigen::Index variable) const;
-  /// Σ w (x − mean x)(y − mean y) within a group with weight, every pair of variables. A variable whose sum of squares
-  /// is within the rounding of its raw sums is constant in the group, and all its cells are exactly 0; they are NaN for one
-  /// whose sums have left the range of a double at either end.
+  /// Σ w (x − mean x)(y − mean y) within a group with weight, every pair of variables. All cells are exactly 0 of a
+  /// variable that is constant in the group, and NaN of one whose sums have left the range of a double at either end, or
+  /// whose spread is lost.
   Eigen::MatrixXd Scatter(std::size_t group) const;
   /// Whether the variable varies in the group, but by so little that its squares are no doubles.
   bool IsBelow(std::size_t group, Eigen::Index variable) const;
+  /// Whether the variable varies in the group, but by so little that its sum of squares is within the rounding of the raw
+  /// sums.
+  bool IsLost(std::size_t group, Eigen::Index variable) const;
 
  private:
+  bool Varies(std::size_t group, Eigen::Index variable) const;
+  /// Whether a sum of squares is no more than what rounding may have made of 0.
+  bool IsRounding(double squares, std::size_t group, Eigen::Index variable) const;
+  double ScatterCell(long double meanRow, Eigen::Index row, Eigen::Index col, std::size_t group) const;
   double Cell(Eigen::Index row, Eigen::Index col, std::size_t group) const;
 
   const vexa::DiscIndividualMatrix& _matrix;

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "table/table.h"
@@ -31,6 +32,9 @@ class Levels {
   bool AreNumbers() const { return _areNumbers; }
   bool AreAll() const { return _areAll; }
   unsigned int Size() const { return static_cast<unsigned int>(_labels.size()); }
+  /// What to subtract from the values before they are summed, level by level that of each variable; empty unless known.
+  const std::vector<double>& Origins() const { return _origins; }
+  void SetOrigins(std::vector<double> origins) { _origins = std::move(origins); }
   /// The level as text: for a number the shortest that reads back to it.
   const std::string& Label(unsigned int code) const { return _labels[code]; }
 
@@ -44,6 +48,7 @@ class Levels {
   std::vector<std::string> _labels;
   std::unordered_map<double, unsigned int> _numbers;
   std::unordered_map<std::string, unsigned int, TextHash, std::equal_to<>> _texts;
+  std::vector<double> _origins;
 };
 
 /// The levels that a user lists for a group column. Throws InputError for one that comes twice, is a missing

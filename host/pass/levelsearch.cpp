@@ -2,18 +2,22 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "pass/cases.h"
+#include "pass/levelsamples.h"
 #include "pass/run.h"
 #include "pass/shape.h"
 #include "pass/workers.h"
@@ -21,22 +25,36 @@
 namespace pass {
 namespace {
 
-/// The distinct values of some chunks: no more of them than are one too many.
+/// The distinct values of some chunks, no more of them than are one too many; of each the origins by the first chunk that
+/// has some.
 class FoundLevels : public Partial {
  public:
   FoundLevels(const std::string& column, unsigned int most) : _column(column), _most(most) {}
 
   void Take(double value) {
-    if (!IsFull()) numbers.insert(value);
+    if (!IsFull()) _numbers.try_emplace(value);
   }
   void Take(std::string_view text) {
-    if (!IsFull() && texts.find(text) == texts.end()) texts.emplace(text);
+    if (!IsFull() && _texts.find(text) == _texts.end()) _texts.try_emplace(std::string(text));
   }
 
   void Append(Partial& next) override {
-    const auto& later = static_cast<FoundLevels&>(next);
-    for (const double value : later.numbers) Take(value);
-    for (const std::string& text : later.texts) Take(text);
+    auto& later = static_cast<FoundLevels&>(next);
+    Append(_numbers, later._numbers);
+    Append(_texts, later._texts);
+  }
+
+  bool IsFull() const { return _numbers.size() + _texts.size() > _most; }
+
+  /// Calls use(level, origins) for each.
+  template <class F>
+  void ForEach(F&& use) {
+    for (auto& [value, origins] : _numbers) use(value, origins);
+    for (auto& [text, origins] : _texts) use(text, origins);
+  }
+
+  Levels AsLevels(bool areTexts, bool areAll) const {
+    return areTexts ? Levels(Keys(_texts), areAll) : Levels(Keys(_numbers), areAll);
   }
 
   std::optional<table::InputError> Fault() const override {
@@ -45,23 +63,63 @@ class FoundLevels : public Partial {
                              {.column = _column});
   }
 
-  std::unordered_set<double> numbers;
-  std::unordered_set<std::string, TextHash, std::equal_to<>> texts;
-
  private:
-  bool IsFull() const { return numbers.size() + texts.size() > _most; }
+  template <class Map>
+  void Append(Map& own, Map& later) {
+    for (auto& [level, origins] : later) {
+      if (IsFull()) return;
+      if (own[level].empty()) own[level] = std::move(origins);
+    }
+  }
+  template <class Map>
+  static std::vector<typename Map::key_type> Keys(const Map& map) {
+    std::vector<typename Map::key_type> keys;
+    for (const auto& [level, origins] : map) keys.push_back(level);
+    return keys;
+  }
 
   const std::string& _column;
   unsigned int _most;
+  std::unordered_map<double, std::vector<double>> _numbers;
+  std::unordered_map<std::string, std::vector<double>, TextHash, std::equal_to<>> _texts;
+};
+
+/// Which levels have origins already, so that few chunks are read for them. What chunks find does not depend on their
+/// timing: only a chunk behind another one leaves a level to that.
+class SampledLevels {
+ public:
+  /// Whether there is a level that no chunk before this one has origins of.
+  bool Lacks(const Levels& levels, std::uint64_t chunk) const {
+    const std::lock_guard lock(_mutex);
+    for (unsigned int level = 0; level < levels.Size(); ++level) {
+      const auto found = _chunks.find(levels.Label(level));
+      if (found == _chunks.end() || found->second >= chunk) return true;
+    }
+    return false;
+  }
+  void Add(const std::string& label, std::uint64_t chunk) {
+    const std::lock_guard lock(_mutex);
+    std::uint64_t& first = _chunks.try_emplace(label, chunk).first->second;
+    first = std::min(first, chunk);
+  }
+
+ private:
+  mutable std::mutex _mutex;
+  std::unordered_map<std::string, std::uint64_t> _chunks;
 };
 
 class LevelReducer : public ChunkReducer {
  public:
-  LevelReducer(const table::Input& input, std::size_t column, unsigned int most)
-      : _column(input.Columns()[column]),
+  LevelReducer(const table::Input& input, const Columns& columns, const Options& options, unsigned int most,
+               SampledLevels& sampled)
+      : _input(input),
+        _columns(columns),
+        _options(options),
+        _column(input.Columns()[*columns.group]),
         _most(most),
-        _parser(_column.kind == table::Kind::kText ? table::RowParser(input, {}, column)
-                                                   : table::RowParser(input, {column})) {}
+        _sampled(sampled),
+        _parser(AreTexts() ? table::RowParser(input, {}, columns.group)
+                           : table::RowParser(input, {*columns.group})) {}
 
   std::unique_ptr<Partial> Reduce(const table::Chunk& chunk) override {
     auto found = std::make_unique<FoundLevels>(_column.name, _most);
@@ -69,12 +127,35 @@ class LevelReducer : public ChunkReducer {
       if (text) found->Take(*text);
       if (!cells.empty() && cells[0] != table::kMissing) found->Take(cells[0]);
     });
+    if (!found->IsFull()) AddOrigins(chunk, *found);
     return found;
   }
 
  private:
+  bool AreTexts() const { return _column.kind == table::Kind::kText; }
+
+  void AddOrigins(const table::Chunk& chunk, FoundLevels& found) {
+    const Levels levels = found.AsLevels(AreTexts(), false);
+    if (!_sampled.Lacks(levels, chunk.number)) return;
+    LevelSamples samples(_input, _columns, _options, levels);
+    try {
+      samples.Take(chunk);
+    } catch (const table::InputError&) {
+      // The search looks at one column. Whoever reads the rows for good tells of it.
+    }
+    found.ForEach([&](const auto& level, std::vector<double>& origins) {
+      const unsigned int code = levels.CodeOf(level).value();
+      origins = samples.TakeOrigins(code);
+      if (!origins.empty()) _sampled.Add(levels.Label(code), chunk.number);
+    });
+  }
+
+  const table::Input& _input;
+  const Columns& _columns;
+  const Options& _options;
   const table::Column& _column;
   const unsigned int _most;
+  SampledLevels& _sampled;
   table::RowParser _parser;
 };
 
@@ -122,8 +203,11 @@ LevelSearch FindLevels(const Files& files, const table::Format& format, const Co
                        const Options& options, unsigned int mostLevels) {
   const std::unique_ptr<table::Input> input = files.Open(format);
   const std::size_t column = columns.group.value();
+  SampledLevels sampled;
   Plan plan = PlanFor(*input, options);
-  plan.makeReducer = [&] { return std::make_unique<LevelReducer>(*input, column, mostLevels); };
+  plan.makeReducer = [&] {
+    return std::make_unique<LevelReducer>(*input, columns, options, mostLevels, sampled);
+  };
   Outcome outcome;
   try {
     outcome = Run(*input, options, plan);
@@ -132,17 +216,15 @@ LevelSearch FindLevels(const Files& files, const table::Format& format, const Co
     if (error.Line() > 0) Check(*files.Open(format), columns, options);
     throw;
   }
-  std::vector<double> numbers;
-  std::vector<std::string> texts;
-  if (outcome.partial != nullptr) {
-    auto& found = static_cast<FoundLevels&>(*outcome.partial);
-    numbers.assign(found.numbers.begin(), found.numbers.end());
-    texts.assign(found.texts.begin(), found.texts.end());
-  }
-  const bool areTexts = input->Columns()[column].kind == table::Kind::kText;
-  return {
-      areTexts ? Levels(std::move(texts), outcome.complete) : Levels(std::move(numbers), outcome.complete),
-      outcome.complete};
+  FoundLevels none(input->Columns()[column].name, mostLevels);
+  FoundLevels& found = outcome.partial != nullptr ? static_cast<FoundLevels&>(*outcome.partial) : none;
+  Levels levels = found.AsLevels(input->Columns()[column].kind == table::Kind::kText, outcome.complete);
+  std::vector<double> origins(levels.Size() * columns.variables.size());
+  found.ForEach([&](const auto& level, const std::vector<double>& own) {
+    std::copy(own.begin(), own.end(), origins.data() + *levels.CodeOf(level) * columns.variables.size());
+  });
+  levels.SetOrigins(std::move(origins));
+  return {std::move(levels), outcome.complete};
 }
 
 }  // namespace pass

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <map>
 #include <utility>
 
+#include "pass/levelsamples.h"
 #include "pass/origin.h"
 #include "pass/workers.h"
 #include "vexa/databatch.h"
@@ -31,25 +31,15 @@ std::vector<double> Origins(const table::Input& input, const std::vector<std::si
 }
 
 /// Those of each level's rows in the head; `common` for a level without any.
-std::vector<double> OriginsOfLevels(table::Input& input, const Columns& columns, const Options& options,
-                                    const Levels& levels, const std::vector<double>& common) {
-  const std::size_t variables = common.size();
-  const std::vector<double> unmoved(variables);
-  Cases cases(input, columns, options, unmoved, &levels);
-  std::map<unsigned int, std::vector<std::vector<double>>> samples;
-  input.ReadHead([&](const table::Chunk& chunk) {
-    cases.ForEach(chunk, [&](const double* values) {
-      std::vector<std::vector<double>>& own = samples[*cases.Group()];
-      own.resize(variables);
-      for (std::size_t at = 0; at < variables; ++at) own[at].push_back(values[at]);
-    });
-  });
+std::vector<double> OriginsInHead(table::Input& input, const Columns& columns, const Options& options,
+                                  const Levels& levels, const std::vector<double>& common) {
+  LevelSamples samples(input, columns, options, levels);
+  input.ReadHead([&](const table::Chunk& chunk) { samples.Take(chunk); });
   std::vector<double> origins;
-  origins.reserve(levels.Size() * variables);
   for (unsigned int level = 0; level < levels.Size(); ++level) {
-    const auto own = samples.find(level);
-    for (std::size_t at = 0; at < variables; ++at)
-      origins.push_back(own == samples.end() ? common[at] : Origin(std::move(own->second[at])));
+    const std::vector<double> own = samples.TakeOrigins(level);
+    const std::vector<double>& chosen = own.empty() ? common : own;
+    origins.insert(origins.end(), chosen.begin(), chosen.end());
   }
   return origins;
 }
@@ -80,7 +70,8 @@ Setup::Setup(table::Input& theInput, const Columns& theColumns, const Options& t
   origin = Origins(input, columns.variables);
   // The sums of groups are not centred: what lies between groups would cost all but one of them digits.
   if (kind == Kind::kPerGroup && levels != nullptr)
-    origin = OriginsOfLevels(theInput, columns, options, *levels, origin);
+    origin = levels->Origins().empty() ? OriginsInHead(theInput, columns, options, *levels, origin)
+                                       : levels->Origins();
   chunkRows = options.chunkRows > 0
                   ? options.chunkRows
                   : ChunkRows(std::max(input.Columns().size(), columns.variables.size()), groups);

@@ -221,6 +221,8 @@ void GroupReport::NoteSingularity(std::vector<std::string>& notes) const {
   name("Variables whose sums of squares or variances are beyond the range of a double",
        singularity.overflown);
   name("Variables whose sums of squares or variances are below the range of a double", singularity.below);
+  name("Variables whose spread within a group far from the others is lost in the rounding of its sums",
+       singularity.lost);
   name("Variables that do not vary within any group", singularity.constant);
   name("Variables that those before them determine", singularity.dependent);
   notes.emplace_back(
@@ -247,7 +249,8 @@ void GroupReport::NoteBox(std::vector<std::string>& notes) const {
     notes.push_back(fmt::format("Groups {} are left out of Box's test: {}.", why, text::ListOf(groups)));
   };
   leaveOut("without variances, as they weigh no more than 1,", light);
-  leaveOut("where a sum or a variance is beyond or below the range of a double", spoilt);
+  leaveOut("where a sum or a variance is beyond or below the range of a double, or lost in rounding,",
+           spoilt);
   leaveOut("where a variable does not vary or those before it determine it", singular);
   if (std::isnan(_analysis.box.m))
     notes.emplace_back("Box's test is undefined, as fewer than two groups take part.");

@@ -84,8 +84,11 @@ def families(draw, short):
         yield Family(f"pairwise, 10 % missing, offset {offset:g}", rows, pairwise=True)
     for offset in (1.0, 1e3, 1e6):
         groups = [draw.randrange(10) for _ in range(usual)]
-        rows = [[x + 2 * group for x in row] for row, group in zip(cloud(offset, 1.0), groups)]
-        yield Family(f"10 groups, offset {offset:g}", rows, groups=groups)
+        in_order = offset > 1e3
+        if in_order:
+            groups.sort()
+        rows = [[x + 2 * offset * group for x in row] for row, group in zip(cloud(offset, 1.0), groups)]
+        yield Family(f"10 groups{' in order' if in_order else ''}, offsets {offset:g} to {19 * offset:g}", rows, groups=groups)
     yield Family(f"{10 * usual if short else 4_000_000} rows, offset 1000",
                  list(cloud(1e3, 1.0, 10 * usual if short else 4_000_000)))
 

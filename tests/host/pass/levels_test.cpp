@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/table/reading.h"
+#include "pass/origin.h"
 #include "pass/reduce.h"
 #include "vexa/matrixlistwise.h"
 
@@ -59,6 +60,25 @@ TEST(Levels, GivenAsAListAreHeldAgainstTheColumn) {
     EXPECT_THROW(pass::GivenLevels(input, 0, list), table::InputError) << list[0];
   for (const List& list : {List{"a", "a"}, {""}})
     EXPECT_THROW(pass::GivenLevels(input, 1, list), table::InputError) << list[0];
+}
+
+// A level's first rows may come late and be of no use; what other chunks hold changes nothing.
+TEST(Levels, HaveOriginsByTheFirstChunkThatUsesThem) {
+  std::string text = "x,g,w\n";
+  for (int row = 0; row < 2'000; ++row)
+    text += fmt::format("{},g{},{}\n", 1e6 * (row / 400) + row % 7, row / 400, row % 400 < 12 ? 0 : 1);
+  const TempFile file(text + "oops,g0,1\n");
+  const pass::Files files({file.Path()});
+  for (const unsigned int threads : {1U, 2U, 7U}) {
+    const pass::LevelSearch search = Find(files, {.variables = {0}, .weight = 2, .group = 1}, threads);
+    std::vector<double> expected;
+    for (int level = 0; level < 5; ++level) {
+      std::vector<double> sample;  // rows 12, 13 and 14 of each level's, in the third chunk
+      for (int row = 400 * level + 12; row < 400 * level + 15; ++row) sample.push_back(1e6 * level + row % 7);
+      expected.push_back(pass::Origin(sample));
+    }
+    EXPECT_EQ(search.levels.Origins(), expected);
+  }
 }
 
 // Which fault is told depends on the file alone: the first bad row, if it comes before the rows that make the levels too
