@@ -248,6 +248,7 @@ pass::Options Session::PassOptions() {
   pass::Options options{.missing = _options.missing,
                         .threads = _options.threads,
                         .extremes = _options.extremes,
+                        .levelOrigins = _options.command == "groups",
                         .stopped = StopRequested};
   if (_options.progress.value_or(Messages::IsTerminal())) {
     options.progress = [this](const pass::Progress& progress) {

@@ -74,6 +74,7 @@ class FoundLevels : public Partial {
   template <class Map>
   static std::vector<typename Map::key_type> Keys(const Map& map) {
     std::vector<typename Map::key_type> keys;
+    keys.reserve(map.size());
     for (const auto& [level, origins] : map) keys.push_back(level);
     return keys;
   }
@@ -127,7 +128,7 @@ class LevelReducer : public ChunkReducer {
       if (text) found->Take(*text);
       if (!cells.empty() && cells[0] != table::kMissing) found->Take(cells[0]);
     });
-    if (!found->IsFull()) AddOrigins(chunk, *found);
+    if (_options.levelOrigins && !found->IsFull()) AddOrigins(chunk, *found);
     return found;
   }
 
@@ -183,7 +184,9 @@ Plan PlanFor(const table::Input& input, const Options& options) {
   Plan plan;
   const std::size_t columns = input.Columns().size();
   plan.chunkRows = options.chunkRows > 0 ? options.chunkRows : ChunkRows(columns, 0);
-  plan.threads = Workers(options, {.each = TextBytes(columns, plan.chunkRows), .shared = 0});
+  const std::uint64_t sample =
+      options.levelOrigins ? std::uint64_t{plan.chunkRows} * columns * sizeof(double) : 0;
+  plan.threads = Workers(options, {.each = TextBytes(columns, plan.chunkRows) + sample, .shared = 0});
   return plan;
 }
 
@@ -219,6 +222,7 @@ LevelSearch FindLevels(const Files& files, const table::Format& format, const Co
   FoundLevels none(input->Columns()[column].name, mostLevels);
   FoundLevels& found = outcome.partial != nullptr ? static_cast<FoundLevels&>(*outcome.partial) : none;
   Levels levels = found.AsLevels(input->Columns()[column].kind == table::Kind::kText, outcome.complete);
+  if (!options.levelOrigins) return {std::move(levels), outcome.complete};
   std::vector<double> origins(levels.Size() * columns.variables.size());
   found.ForEach([&](const auto& level, const std::vector<double>& own) {
     std::copy(own.begin(), own.end(), origins.data() + *levels.CodeOf(level) * columns.variables.size());

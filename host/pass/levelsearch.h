@@ -14,7 +14,8 @@ struct LevelSearch {
 };
 
 /// Reads the files once, in parallel, for the levels of `columns.group`, which must be set. Rows count whatever
-/// their weight and their other columns. The levels have origins: each by its used rows in the first chunk with some.
+/// their weight and their other columns. With Options.levelOrigins each level has an origin, by its used rows in the
+/// first chunk with some.
 ///
 /// Throws InputError for more than `mostLevels` levels, without holding many more than that at a time, and
 /// for the first fault of the input in file order, be it in another of the chosen columns.

@@ -40,6 +40,8 @@ struct Options {
   std::uint64_t memoryLimit = 0;
   /// Whether the smallest and the largest value of each variable are wanted.
   bool extremes = false;
+  /// Whether the search for levels finds an origin for each, which sums that are not centred need.
+  bool levelOrigins = false;
   /// Asked before every chunk; once it says true, no more rows are read and the result is that of the first
   /// rows. Give the Input the same function. Called by any thread, by one at a time.
   std::function<bool()> stopped = {};

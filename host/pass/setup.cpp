@@ -69,9 +69,10 @@ Setup::Setup(table::Input& theInput, const Columns& theColumns, const Options& t
   CheckLimits(shape);
   origin = Origins(input, columns.variables);
   // The sums of groups are not centred: what lies between groups would cost all but one of them digits.
-  if (kind == Kind::kPerGroup && levels != nullptr)
+  if (kind == Kind::kPerGroup && levels != nullptr) {
     origin = levels->Origins().empty() ? OriginsInHead(theInput, columns, options, *levels, origin)
                                        : levels->Origins();
+  }
   chunkRows = options.chunkRows > 0
                   ? options.chunkRows
                   : ChunkRows(std::max(input.Columns().size(), columns.variables.size()), groups);

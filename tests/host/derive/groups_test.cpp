@@ -11,6 +11,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "vexa/databatchbygroup.h"
@@ -55,7 +56,7 @@ GroupAnalysis Analyse(const std::vector<Case>& cases, unsigned int levels,
   batch.SortByGroup();
   vexa::DiscIndividualMatrix matrix(static_cast<int>(levels), static_cast<int>(variables));
   matrix += batch;
-  return derive::AnalyseGroups(matrix, origins, rows, priors, spreads);
+  return derive::AnalyseGroups(matrix, origins, rows, priors, std::move(spreads));
 }
 
 /// Groups that differ in their means and in their spreads; level 1 of four stays empty.

@@ -29,6 +29,7 @@ pass::LevelSearch Find(const pass::Files& files, const pass::Columns& columns, u
   pass::Options options;
   options.threads = threads;
   options.chunkRows = 5;
+  options.levelOrigins = true;
   return pass::FindLevels(files, {}, columns, options, most);
 }
 
@@ -66,7 +67,7 @@ TEST(Levels, GivenAsAListAreHeldAgainstTheColumn) {
 TEST(Levels, HaveOriginsByTheFirstChunkThatUsesThem) {
   std::string text = "x,g,w\n";
   for (int row = 0; row < 2'000; ++row)
-    text += fmt::format("{},g{},{}\n", 1e6 * (row / 400) + row % 7, row / 400, row % 400 < 12 ? 0 : 1);
+    text += fmt::format("{},g{},{}\n", 1'000'000 * (row / 400) + row % 7, row / 400, row % 400 < 12 ? 0 : 1);
   const TempFile file(text + "oops,g0,1\n");
   const pass::Files files({file.Path()});
   for (const unsigned int threads : {1U, 2U, 7U}) {
