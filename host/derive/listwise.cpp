@@ -35,7 +35,8 @@ Cell ListwiseSums::At(std::size_t row, std::size_t col) const {
 BlockSums::BlockSums(const vexa::SMatrixListwise& block, std::vector<double> origin,
                      std::vector<Range> ranges)
     : _block(block), _origin(std::move(origin)), _ranges(std::move(ranges)) {
-  assert(_block.NRows() > 0 && _block.Col0() == 0);
+  assert(_block.NRows() > 0);
+  assert(_block.Col0() == 0);
   assert(_origin.size() == _block.NColumns() && _ranges.size() == _block.NColumns());
 }
 
@@ -48,7 +49,8 @@ Cell BlockSums::At(std::size_t row, std::size_t col) const {
 
 RectangleSums::RectangleSums(const vexa::NSMatrixListwise& block, std::vector<double> origin)
     : _block(block), _origin(std::move(origin)) {
-  assert(_block.NRows() > 0 && _block.Col0() == 0);
+  assert(_block.NRows() > 0);
+  assert(_block.Col0() == 0);
   assert(_origin.size() == _block.NColumns());
 }
 

@@ -213,6 +213,7 @@ TYPED_TEST(Laws, AFailedAllocationChangesNothing) {
     data->Init(*batch);
     return data;
   };
+  EXPECT_EQ(dataOf(rows.Slice(0, 0))->_nRows, 0U);
   const auto source = dataOf(more);
   EXPECT_TRUE(EachAllocationFails([&](const auto& scarcely) {
     const auto target = dataOf(rows);

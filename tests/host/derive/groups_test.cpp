@@ -273,7 +273,7 @@ TEST(Groups, NameWhatIsSingularAndKeepTheRest) {
   EXPECT_GT(huge.univariate[0].f, 0.0);
 }
 
-TEST(Groups, OneGroupOrTooLittleWeight) {
+TEST(Groups, OneGroupOrTooLittleOrTooMuchWeight) {
   std::vector<Case> cases = SomeCases(8, 1, 2, 20);
   const GroupAnalysis one = Analyse(cases, 2);
   EXPECT_FALSE(one.wilks || one.canonical);
@@ -286,6 +286,11 @@ TEST(Groups, OneGroupOrTooLittleWeight) {
   EXPECT_TRUE(light.singularity.isTooLight);
   EXPECT_TRUE(std::isnan(light.covariance.At(0, 0)));
   EXPECT_GT(light.within.At(0, 0), 0.0);
+
+  for (Case& heavy : cases) heavy.weight = 1e307;
+  const GroupAnalysis heavy = Analyse(cases, 1);
+  EXPECT_TRUE(heavy.singularity.isTooHeavy);
+  EXPECT_TRUE(std::isnan(heavy.between.At(0, 0)));
 }
 
 }  // namespace
