@@ -64,6 +64,7 @@ class VEXA_EXPORT VarStat {
   ~VarStat();
   /// Takes no size: a block's handles lie in pieces of memory that hold their records too. Inlined, since g++ may
   /// warn of a call that it does not match the global operator new.
+  // NOLINTNEXTLINE(misc-new-delete-overloads): made by the global operator new, like its record.
   [[gnu::always_inline]] static void operator delete(void* handle) noexcept { ::operator delete(handle); }
   VarStat(const VarStat&) = delete;
   VarStat& operator=(const VarStat&) = delete;
@@ -95,6 +96,7 @@ class VEXA_EXPORT PairStat {
   explicit PairStat(PairStatData* data);
   ~PairStat();
   /// The same as for one variable.
+  // NOLINTNEXTLINE(misc-new-delete-overloads): made by the global operator new, like its record.
   [[gnu::always_inline]] static void operator delete(void* handle) noexcept { ::operator delete(handle); }
   PairStat(const PairStat&) = delete;
   PairStat& operator=(const PairStat&) = delete;
