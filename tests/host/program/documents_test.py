@@ -28,12 +28,12 @@ def sessions(document):
 class Documents(running.ProgramTest):
     def test_commands_give_what_is_shown(self):
         os.symlink(running.DATA, self.folder / "data")
-        path = f"{os.path.dirname(running.PROGRAM)}:{os.environ['PATH']}"
+        environment = {**running.ENVIRONMENT, "PATH": f"{os.path.dirname(running.PROGRAM)}:{os.environ['PATH']}"}
         commands = 0
         for document in DOCUMENTS:
             for command, shown in sessions(document):
                 with self.subTest(f"{document.name}: {command}"):
-                    run = subprocess.run(["sh", "-c", command], cwd=self.folder, env={"PATH": path}, text=True,
+                    run = subprocess.run(["sh", "-c", command], cwd=self.folder, env=environment, text=True,
                                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
                     self.assertEqual(run.stdout, shown)
                     commands += 1

@@ -14,6 +14,8 @@ TREE = pathlib.Path(__file__).resolve().parents[3]
 DATA = TREE / "data"
 THREADS = (1, 2, 3, 7, 16)
 PROGRAM = ""
+# Of the environment, where programs are and what a sanitizer is told.
+ENVIRONMENT = {name: value for name, value in os.environ.items() if name == "PATH" or name.endswith("SAN_OPTIONS")}
 
 
 class Run:
@@ -41,7 +43,7 @@ class ProgramTest(unittest.TestCase):
         return name
 
     def start(self, *args, env=None, **options):
-        return subprocess.Popen([PROGRAM, *map(str, args)], cwd=self.folder, env={"PATH": os.environ["PATH"], **(env or {})},
+        return subprocess.Popen([PROGRAM, *map(str, args)], cwd=self.folder, env={**ENVIRONMENT, **(env or {})},
                                 **{"preexec_fn": in_foreground, "stdin": subprocess.DEVNULL,
                                    "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
 
