@@ -47,8 +47,13 @@ bool GroupSums::IsBelow(std::size_t group, Eigen::Index variable) const {
          Cell(variable, variable, group) < LeastSquares(_rows[group], Weight(group));
 }
 
+bool GroupSums::IsHeld(std::size_t group, Eigen::Index variable) const {
+  return std::isfinite(Cell(variable, variable, group)) && std::isfinite(Weight(group)) &&
+         !IsBelow(group, variable);
+}
+
 bool GroupSums::IsLost(std::size_t group, Eigen::Index variable) const {
-  return Varies(group, variable) && !IsBelow(group, variable) &&
+  return Varies(group, variable) && IsHeld(group, variable) &&
          IsRounding(ScatterCell(Mean(group, variable), variable, variable, group), group, variable);
 }
 
@@ -69,14 +74,22 @@ Eigen::MatrixXd GroupSums::Scatter(std::size_t group) const {
     for (Eigen::Index col = 0; col <= row; ++col)
       scatter(row, col) = scatter(col, row) = ScatterCell(mean, row, col, group);
   }
+  std::vector<Eigen::Index> constant;
+  const auto set = [&](Eigen::Index variable, double value) {
+    scatter.row(variable).setConstant(value);
+    scatter.col(variable).setConstant(value);
+  };
   for (Eigen::Index variable = 0; variable < variables; ++variable) {
-    const double raw = Cell(variable, variable, group);
-    const bool isHeld = std::isfinite(raw) && std::isfinite(Weight(group)) && !IsBelow(group, variable);
+    const bool isHeld = IsHeld(group, variable);
     if (isHeld && !IsRounding(scatter(variable, variable), group, variable)) continue;
-    const double instead = isHeld && !Varies(group, variable) ? 0.0 : kUndefined;
-    scatter.row(variable).setConstant(instead);
-    scatter.col(variable).setConstant(instead);
+    if (isHeld && !Varies(group, variable)) {
+      constant.push_back(variable);
+    } else {
+      set(variable, kUndefined);
+    }
   }
+  // Last, since the products with a constant are 0 whatever is beside it.
+  for (const Eigen::Index variable : constant) set(variable, 0.0);
   return scatter;
 }
 

@@ -40,6 +40,8 @@ class GroupSums {
 
  private:
   bool Varies(std::size_t group, Eigen::Index variable) const;
+  /// Whether the squares of the variable in the group are doubles.
+  bool IsHeld(std::size_t group, Eigen::Index variable) const;
   /// Whether a sum of squares is no more than what rounding may have made of 0.
   bool IsRounding(double squares, std::size_t group, Eigen::Index variable) const;
   double ScatterCell(long double meanRow, Eigen::Index row, Eigen::Index col, std::size_t group) const;

@@ -1,5 +1,6 @@
 #include "derive/inrange.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <limits>
@@ -9,11 +10,11 @@ namespace derive {
 namespace {
 
 constexpr double kUndefined = std::numeric_limits<double>::quiet_NaN();
-constexpr double kLeastSpread = 0x1p-485;  // its square is kLeastSquares
+constexpr double kLeastSpread = 0x1p-485;
 
-bool IsBelow(double squares, double least, Spread spread, Rows rows) {
+bool IsBelow(double squares, double least, Spread spread, Rows rows, double weight) {
   if (!(squares < least && spread > 0.0)) return false;
-  return squares > 0.0 || rows == Rows::kAll || spread < kLeastSpread;
+  return squares > 0.0 || rows == Rows::kAll || spread * std::min(std::sqrt(weight), 1.0) < kLeastSpread;
 }
 
 }  // namespace
@@ -26,8 +27,8 @@ Cell InRange(Cell cell, Spread row, Spread col, Rows rows) {
   // What is not there or weighs nothing has no spread to lose, nor has a single row.
   if (cell.n < 2 || !(cell.regWeightSum > 0.0)) return cell;
   const double least = LeastSquares(cell.n, cell.regWeightSum);
-  cell.isBelowRow = IsBelow(cell.cssRow, least, row, rows);
-  cell.isBelowCol = IsBelow(cell.cssCol, least, col, rows);
+  cell.isBelowRow = IsBelow(cell.cssRow, least, row, rows, cell.regWeightSum);
+  cell.isBelowCol = IsBelow(cell.cssCol, least, col, rows, cell.regWeightSum);
   if (cell.isBelowRow) cell.cssRow = kUndefined;
   if (cell.isBelowCol) cell.cssCol = kUndefined;
   // Beside a variable of another size the products may still be held, and beside a constant they are 0.

@@ -101,6 +101,10 @@ def inputs():
     comma = [['"' + text.replace(".", ",") + '"' if row % 3 else text.replace(".", ",") for row, text in enumerate(pool)] for pool in mixed[:4]]
     files["quoted"] = table(140_000, ["label", "x1", '"x;2"', '"x""3"', "x4"], [["plain", '"two\r\nlines; one"'] + ["a"] * 9, *comma], ";", "\r\n")
     files["tabs without a header"] = table(140_000, None, mixed[:4], "\t")
+    # Groups that begin in late chunks, far from each other.
+    apart = [draw.numbers(4, 2, 10**6 * group**2) for group in range(12)]
+    in_order = [[f"g{row // 12_000}" for row in range(140_000)], [apart[row // 12_000][row % 400] for row in range(140_000)]]
+    files["groups in order"] = table(140_000, ["g", "x1", "x2"], [*in_order, mixed[1]])
     files["compressed"] = gzip.compress(files["plain"], compresslevel=1, mtime=0)
     return files
 
@@ -125,6 +129,7 @@ CASES = [Case(name, arguments.removeprefix("* "), arguments.startswith("*")) for
     "together": ("sums -m pairwise --extremes",),
     "groups": ("describe --by g -w w -c x1:x3", "* groups --by g -w w -c x1:x3"),
     "many groups": ("groups --by g",),
+    "groups in order": ("* groups --by g",),
     "offsets": ("* sums",),
     "offsets with gaps": ("* sums -m pairwise",),
     "wide": ("* sums", "cov --rows 1:21 --cols 22:66", "* sums -m pairwise -c 1:24", "cov --rows 60,61,62 --cols 1:59 -m pairwise"),

@@ -267,9 +267,13 @@ TEST(Groups, NameWhatIsSingularAndKeepTheRest) {
   EXPECT_GT(constant.between.At(1, 1), 0.0);
   EXPECT_TRUE(std::isnan(constant.univariate[1].f) && std::isnan(constant.box.m));
   EXPECT_GT(constant.univariate[0].f, 0.0);
-  const GroupAnalysis huge = change([](Case& one) { one.values(2) *= 1e200; });
+  const GroupAnalysis huge = change([](Case& one) {
+    one.values(1) = 7.0;
+    one.values(2) *= 1e200;
+  });
   EXPECT_THAT(huge.singularity.overflown, ElementsAre(2));
   EXPECT_TRUE(std::isnan(huge.groups[0].deviations[2])) << "no silent zero";
+  EXPECT_EQ(huge.within.At(2, 1), 0.0) << "beside a constant";
   EXPECT_GT(huge.univariate[0].f, 0.0);
 }
 

@@ -95,6 +95,7 @@ class Groups(running.ProgramTest):
         small = large + "5,6,lonely\n1,,void\n1,2,on a line\n4,8,on a line\n"
         double = "x,y,g\n" + "".join(f"{k * k % 7},{2 * (k * k % 7) + 1},{k % 3}\n" for k in range(40))
         tiny = "x,y,g\n" + "".join(f"{k * k % 7},{'135'[k * k % 7 % 3]}{['', 'e-170'][k % 3 == 1]},{k % 3}\n" for k in range(40))
+        huge = tiny.replace("e-170", "e170")
         light = "x,y,g,w\n" + "".join(f"{k % 7}e-165,{k * k % 11},{'ab'[k % 2]},1e40\n" for k in range(40))
         far = "x,y,g\n" + "".join(f"{k * k % 11},{k % 7 + (k > 1000) * 10**9},{'ab'[k > 1000]}\n" for k in range(1040))
         no_inverse = ("So the covariance matrix within groups has no inverse: Wilks' lambda, the canonical and the "
@@ -108,12 +109,14 @@ class Groups(running.ProgramTest):
                               singular + '"0" (y), "1" (y), "2" (y).', too_few]),
                 (tiny, [], ["Variables whose sums of squares or variances are below the range of a double: y.", no_inverse,
                             "Groups where a sum or a variance is beyond or below the range of a double, or lost in rounding, are left out of Box's test: \"1\" (y)."]),
+                (huge, [], ["Variables whose sums of squares or variances are beyond the range of a double: y.", no_inverse,
+                            "Groups where a sum or a variance is beyond or below the range of a double, or lost in rounding, are left out of Box's test: \"1\" (y)."]),
                 (light, ["-w", "w", "-c", "x,y"],
                  ["Variables whose sums of squares or variances are below the range of a double: x.", no_inverse,
                   'Groups where a sum or a variance is beyond or below the range of a double, or lost in rounding, are left out of Box\'s test: "a" (x), "b" (x).',
                   too_few]),
                 (far, ["--levels", "a,b"],
-                 ["Variables whose spread within a group far from the others is lost in the rounding of its sums: y.", no_inverse,
+                 ["Variables whose spread within a group is lost in the rounding of its sums: y.", no_inverse,
                   'Groups where a sum or a variance is beyond or below the range of a double, or lost in rounding, are left out of '
                   'Box\'s test: "b" (y).', too_few]),
                 (small, [], ['No row is used of "void".',
