@@ -13,7 +13,8 @@ namespace {
 
 constexpr double kMissing = 9.0;
 constexpr int kGroups = 3;
-constexpr int kMostMerges = 20;  // each may double the rows, whose number must fit an int
+/// Each may double the rows of at most 20 batches, whose number must fit an int.
+constexpr int kMostMerges = 16;
 
 class Bytes {
  public:
