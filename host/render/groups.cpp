@@ -221,8 +221,7 @@ void GroupReport::NoteSingularity(std::vector<std::string>& notes) const {
   name("Variables whose sums of squares or variances are beyond the range of a double",
        singularity.overflown);
   name("Variables whose sums of squares or variances are below the range of a double", singularity.below);
-  name("Variables whose spread within a group is lost in the rounding of its sums",
-       singularity.lost);
+  name("Variables whose spread within a group is lost in the rounding of its sums", singularity.lost);
   name("Variables that do not vary within any group", singularity.constant);
   name("Variables that those before them determine", singularity.dependent);
   notes.emplace_back(
