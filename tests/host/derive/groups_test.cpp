@@ -291,8 +291,13 @@ TEST(Groups, OneGroupOrTooLittleOrTooMuchWeight) {
   EXPECT_TRUE(std::isnan(light.covariance.At(0, 0)));
   EXPECT_GT(light.within.At(0, 0), 0.0);
 
-  for (Case& heavy : cases) heavy.weight = 1e307;
-  const GroupAnalysis heavy = Analyse(cases, 1);
+  // Each group's weight is a double, and that of both is none.
+  for (std::size_t at = 0; at < cases.size(); ++at) {
+    cases[at].level = at % 2;
+    cases[at].weight = 1e307;
+    cases[at].values *= 0.01;
+  }
+  const GroupAnalysis heavy = Analyse(cases, 2);
   EXPECT_TRUE(heavy.singularity.isTooHeavy);
   EXPECT_TRUE(std::isnan(heavy.between.At(0, 0)));
 }

@@ -33,7 +33,7 @@ TEST(Columns, KindsAndDelimitersOfTheHead) {
   EXPECT_EQ(Layout("1,5\n2,5\n", {.decimal = ',', .header = false}), "V1:1.5/2.5 ;");
   EXPECT_EQ(Layout("\n1\n\nx\n", {.header = false}), "V1:x@4 ,");
   EXPECT_EQ(Layout("\"1\n2\",\"x\"\"y\"\n3,\"\n\"\n4,z\n", {.header = false}), "V1:1\n2@1 V2:x\"y@2 ,");
-  EXPECT_EQ(Layout("5\" tall,b\n1,2\n"), "5\" tall:1 b:2 ,");
+  EXPECT_EQ(Layout("5\" tall;b\n1;2\n"), "5\" tall:1 b:2 ;");
   // A row that is no good says nothing.
   EXPECT_EQ(Layout("a,b\n1,2\nx\n\"x\"y,3\n4,5\n"), "a:1/4 b:2/5 ,");
 }
