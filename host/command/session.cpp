@@ -141,7 +141,11 @@ void Session::CheckPictured(std::size_t count, std::string_view what) const {
 
 /// What is subtracted from the variables before they are summed.
 void Session::TellOrigins() {
-  if (_options.command == "groups") return _messages.Note("origins: each group's own");
+  if (_options.command == "groups") {
+    return _messages.Note(_options.grouping->levels
+                              ? "origins: each group's own, or the variable's where its rows begin late"
+                              : "origins: each group's own");
+  }
   std::vector<std::string> origins;
   for (const std::size_t col : _chosen.variables) {
     const table::Column& column = _input->Columns()[col];
