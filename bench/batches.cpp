@@ -43,11 +43,19 @@ void PutMissing(Random& random, Rows& rows) {
 /// Hands the rows to a batch in turn, after setting the variables that it reads besides the values.
 template <class Add>
 void HandRows(const Rows& rows, double& weight, double& regWeight, unsigned int& group, const Add& add) {
-  for (unsigned int row = 0; row < rows.shape.rows; ++row) {
-    if (!rows.weights.empty()) weight = rows.weights[row];
-    if (!rows.regWeights.empty()) regWeight = rows.regWeights[row];
-    if (!rows.groups.empty()) group = rows.groups[row];
-    add(rows.Row(row));
+  // Held here: read again with every row, because `add` might change it, what the rows consist of would be a good part
+  // of the time of a short one.
+  const auto any = [](const auto& values) { return values.empty() ? nullptr : values.data(); };
+  const double* const weights = any(rows.weights);
+  const double* const regWeights = any(rows.regWeights);
+  const unsigned int* const groups = any(rows.groups);
+  const std::size_t columns = rows.shape.columns;
+  const double* values = rows.values.data();
+  for (std::size_t row = 0; row < rows.shape.rows; ++row, values += columns) {
+    if (weights) weight = weights[row];
+    if (regWeights) regWeight = regWeights[row];
+    if (groups) group = groups[row];
+    add(values);
   }
 }
 

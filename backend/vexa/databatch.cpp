@@ -5,15 +5,55 @@
 #include <memory>
 
 #include "aligned.h"
+#include "transpose.h"
 
 namespace vexa {
 namespace {
 
-/// Values of a column in one cache line.
-constexpr unsigned int kLineRows = 64 / sizeof(double);
+/// So many columns are streams that a processor looks ahead for by itself.
+constexpr unsigned int kFewColumns = 32;
 
-/// Up to so many columns the first-level cache holds three lines of each.
-constexpr unsigned int kFewColumns = 96;
+/// Of so many columns the first-level cache holds three lines each, and the address translation a page each.
+constexpr unsigned int kManyColumns = 96;
+
+/// Writes a row's values to its cells, from the first column to the last, or with kStep −1 and a negative stride from
+/// the last to the first. Returns the cell where the next one would lie.
+template <int kStep>
+inline double* WriteValues(const double* row, std::size_t nColumns, double* cell, std::ptrdiff_t stride) {
+  if (nColumns % 2 != 0) {
+    *cell = *row;
+    row += kStep;
+    cell += stride;
+  }
+  for (std::size_t pairs = nColumns / 2; pairs != 0; --pairs, row += 2 * kStep) {
+    *cell = row[0];
+    cell += stride;
+    *cell = row[kStep];
+    cell += stride;
+  }
+  return cell;
+}
+
+/// Writes a row of more than kFewColumns values, the `phase`th of its lines, and asks for the lines that come next.
+[[gnu::noinline]] double* WriteWideRow(const double* row, std::size_t nColumns, double* cell,
+                                       std::size_t stride, std::size_t phase) {
+  const auto down = static_cast<std::ptrdiff_t>(stride);
+  if (nColumns <= kManyColumns) {
+    // An eighth of the lines after the next, so that the requests never queue up.
+    for (std::size_t col = phase; col < nColumns; col += kLineRows)
+      __builtin_prefetch(cell + col * stride + 2 * kLineRows, 1);
+    return WriteValues<1>(row, nColumns, cell, down);
+  }
+  // What is fetched so far ahead of many columns is gone again when its turn comes.
+  if (phase == 0) {
+    for (std::size_t col = 0; col < nColumns; ++col) __builtin_prefetch(cell + col * stride, 1);
+  }
+  if (phase % 2 == 0) return WriteValues<1>(row, nColumns, cell, down);
+  // Back again, because what the last row wrote last is what the caches still hold of its lines and pages.
+  double* const end = cell + nColumns * stride;
+  WriteValues<-1>(row + nColumns - 1, nColumns, end - stride, -down);
+  return end;
+}
 
 }  // namespace
 
@@ -65,21 +105,9 @@ std::uint64_t DataBatch::RowSize(unsigned int nColumns, bool withWeights, bool w
     if (group > _maxGroupSeen) _maxGroupSeen = group;
   }
   double* cell = _columns + _nRows;
-  const std::size_t stride = _maxRows;
-  // Each column is a stream of its own, more of them than a processor looks ahead for. What is fetched two lines
-  // ahead of many columns is gone again when its turn comes.
-  if (_nRows % kLineRows == 0) {
-    const unsigned int ahead = _nColumns <= kFewColumns ? 2 * kLineRows : 0;
-    for (unsigned int col = 0; col < _nColumns; ++col) __builtin_prefetch(cell + col * stride + ahead, 1);
-  }
-  const double* const end = row + _nColumns;
-  for (; end - row >= 4; row += 4, cell += 4 * stride) {
-    cell[0] = row[0];
-    cell[stride] = row[1];
-    cell[2 * stride] = row[2];
-    cell[3 * stride] = row[3];
-  }
-  for (; row != end; ++row, cell += stride) *cell = *row;
+  cell = _nColumns <= kFewColumns
+             ? WriteValues<1>(row, _nColumns, cell, static_cast<std::ptrdiff_t>(_maxRows))
+             : WriteWideRow(row, _nColumns, cell, _maxRows, _nRows % kLineRows);
   assert(cell < _columns+(_nColumns+1)*_maxRows);
   ++_nRows;
 }
@@ -92,20 +120,20 @@ void DataBatch::AddRows(const double* rows, unsigned int nRows, std::size_t stri
     std::fill_n(_groups + _nRows, nRows, *_pGroup);
     if (nRows > 0) _maxGroupSeen = std::max(_maxGroupSeen, *_pGroup);
   }
-  // A cache line of every column at a time, fetched as in AddRow, so that each is written once and whole.
   unsigned int count = 0;
   for (unsigned int done = 0; done < nRows; done += count, _nRows += count) {
     const double* from = rows + done * stride;
-    const auto copy = [&](unsigned int rowCount) {
-      for (unsigned int col = 0; col < _nColumns; ++col) {
-        double* cell = _columns + col * _maxRows + _nRows;
-        __builtin_prefetch(cell + 2 * kLineRows, 1);
-        for (unsigned int row = 0; row < rowCount; ++row) cell[row] = from[row * stride + col];
-      }
-    };
+    double* to = _columns + _nRows;
     count = std::min(kLineRows - _nRows % kLineRows, nRows - done);
-    // Told the usual count, the compiler unrolls.
-    count == kLineRows ? copy(kLineRows) : copy(count);
+    if (count == kLineRows) {
+      const double* lineRows[kLineRows];
+      for (unsigned int row = 0; row < kLineRows; ++row) lineRows[row] = from + row * stride;
+      WriteLines(lineRows, _nColumns, to, _maxRows);
+    } else {
+      for (unsigned int col = 0; col < _nColumns; ++col, to += _maxRows) {
+        for (unsigned int row = 0; row < count; ++row) to[row] = from[row * stride + col];
+      }
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "aligned.h"
+#include "transpose.h"
 #include "vexa/databatch.h"
 
 namespace vexa {
@@ -70,47 +71,34 @@ void DataBatchByGroup::AddRow() {
 // A stable counting sort: the order of a group's rows decides the last bits of its sums.
 void DataBatchByGroup::SortByGroup() {
   assert(_pGroup!=0);
-  // The rows of a group wait until they fill a line of each column: written one by one, every value would go to another
-  // page than the one before it.
-  constexpr unsigned int kLineRows = 64 / sizeof(double);
-  struct Waiting {
-    unsigned int first;
-    unsigned int end;
-    const double* rows[kLineRows];
-  };
-  std::vector<Waiting> groups(_maxGroup);
+  std::vector<unsigned int> next(_maxGroup);
+  // The rows in their new order, so that the columns are written from end to end: row by row in the old one, every value
+  // would go to another page than the one before it.
+  std::unique_ptr<unsigned int[]> order(new unsigned int[_nRows]);
   unsigned int position = 0;
   for (unsigned int group = 0; group < _maxGroup; ++group) {
-    groups[group].first = groups[group].end = position;
+    next[group] = position;
     position += _groupCounts[group];
   }
-  const auto write = [this](Waiting& group) {
-    double* to = _columns + group.first;
-    if (group.end - group.first == kLineRows) {
-      for (unsigned int col = 0; col < _nColumns; ++col, to += _maxRows) {
-        __builtin_prefetch(to + kLineRows, 1);  // the group's next line
-        for (unsigned int k = 0; k < kLineRows; ++k) to[k] = group.rows[k][col];
-      }
-    } else {
-      for (unsigned int col = 0; col < _nColumns; ++col, to += _maxRows) {
-        for (unsigned int k = group.first; k < group.end; ++k)
-          to[k - group.first] = group.rows[k % kLineRows][col];
-      }
-    }
-    group.first = group.end;
-  };
-
   if (HasWeights()) assert(_weights!=0&&_tmpWeights!=0);
   const double* source = _rows;
   for (unsigned int i = 0; i < _nRows; ++i) {
     assert(source == _rows+_nColumns*i);
-    Waiting& group = groups[_groups[i]];
-    if (HasWeights()) _weights[group.end] = _tmpWeights[i];
-    group.rows[group.end % kLineRows] = source;
-    if (++group.end % kLineRows == 0) write(group);
+    const unsigned int to = next[_groups[i]]++;
+    if (HasWeights()) _weights[to] = _tmpWeights[i];
+    order[to] = i;
     source += _nColumns;
   }
-  for (Waiting& group : groups) write(group);
+  const auto rowAt = [this, &order](unsigned int row) { return _rows + order[row] * _nColumns; };
+  unsigned int row = 0;
+  for (; row + kLineRows <= _nRows; row += kLineRows) {
+    const double* rows[kLineRows];
+    for (unsigned int k = 0; k < kLineRows; ++k) rows[k] = rowAt(row + k);
+    WriteLines(rows, _nColumns, _columns + row, _maxRows);
+  }
+  for (; row < _nRows; ++row) {
+    for (unsigned int col = 0; col < _nColumns; ++col) _columns[col * _maxRows + row] = rowAt(row)[col];
+  }
 }
 
 void DataBatchByGroup::Clear() {

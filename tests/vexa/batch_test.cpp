@@ -36,7 +36,8 @@ TEST(Batch, TakesRowsInBulkAsOneByOne) {
   for (unsigned int seed = 0; seed < 200; ++seed) {
     SCOPED_TRACE(seed);
     Random random(seed);
-    const unsigned int columns = 1 + static_cast<unsigned int>(random() % 40);
+    // Narrow, wider than 32 columns and wider than 96: rows of each are written in their own way.
+    const unsigned int columns = 1 + static_cast<unsigned int>(random() % 140);
     const std::size_t stride = seed % 7 == 0 ? 0 : columns + random() % 3;
     const std::vector<std::size_t> parts = RandomSplit(random, 1 + random() % 100);
     std::vector<double> values(101 * stride + columns);

@@ -209,14 +209,18 @@ inline void Extremes(const Columns& run, double missing, double* mins, double* m
 inline void Pool(const PooledRow& row) {
   const Vector a = Broadcast(row.a);
   const Vector b = Broadcast(row.b);
+  const auto poolOne = [&row](std::size_t k) {
+    row.cellsA[k] = ((row.fromA[k] * row.a + row.cellsB[k]) + row.fromB[k] * row.b) + row.cellsA[k];
+  };
+  // A triangle's rows begin anywhere: the cells of both parts, which lie alike, are taken from a vector's place on.
+  const std::size_t lead = -(reinterpret_cast<std::uintptr_t>(row.cellsA) / sizeof(double)) % kLanes;
   std::size_t k = 0;
+  for (; k < Min(lead, row.count); ++k) poolOne(k);
   for (; k + kLanes <= row.count; k += kLanes) {
     const Vector pooled = (Load(row.fromA + k) * a + Load(row.cellsB + k)) + Load(row.fromB + k) * b;
     Store(row.cellsA + k, pooled + Load(row.cellsA + k));
   }
-  for (; k < row.count; ++k) {
-    row.cellsA[k] = ((row.fromA[k] * row.a + row.cellsB[k]) + row.fromB[k] * row.b) + row.cellsA[k];
-  }
+  for (; k < row.count; ++k) poolOne(k);
 }
 
 /// Sums within groups go to a table in cache, group after group: two vectors of sums and two of squares for two
