@@ -31,9 +31,10 @@ void HeadReader::Read(const Chunk& chunk) {
     }
     if (!broken && starts.size() == _columns.size()) {
       if (doubled) contents = _splitter.Split({row, static_cast<std::size_t>(at - row)});
-      for (std::size_t col = 0; col < contents.size(); ++col)
+      for (std::size_t col = 0; col < contents.size(); ++col) {
         if (_columns[col].kind != Kind::kText)
           Read(_columns[col], Trim(contents[col]), chunk, lines, starts[col]);
+      }
     }
     row = AfterRow(at);
   }

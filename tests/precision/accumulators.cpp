@@ -47,9 +47,10 @@ struct Source {
 void PrintListwise(const Source& source) {
   vexa::MatrixListwise sums;
   source.AddTo(sums, true);
-  for (unsigned int i = 0; i < source.columns; ++i)
+  for (unsigned int i = 0; i < source.columns; ++i) {
     for (unsigned int j = 0; j <= i; ++j)
       Print(i, j, sums.Mean(i), sums.Mean(j), sums.CCP(i, i), sums.CCP(j, j), sums.CCP(i, j));
+  }
 }
 
 void PrintPairwise(const Source& source) {
@@ -78,10 +79,12 @@ void PrintGroups(const Source& source, int groups) {
     return sum;
   };
   const auto mean = [&sums](int i) { return sums.sumX1(0, i) / sums.sumW(0); };
-  for (int i = 0; i < sums.NVar(); ++i)
-    for (int j = 0; j <= i; ++j)
+  for (int i = 0; i < sums.NVar(); ++i) {
+    for (int j = 0; j <= i; ++j) {
       Print(static_cast<unsigned int>(i), static_cast<unsigned int>(j), mean(i), mean(j), within(i, i),
             within(j, j), within(i, j));
+    }
+  }
 }
 
 }  // namespace

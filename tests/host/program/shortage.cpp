@@ -12,6 +12,8 @@
 
 #define EXPORT __attribute__((visibility("default")))
 
+// The names are the C library's own.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -90,3 +92,4 @@ EXPORT int __libc_start_main(Main main, int argc, char** argv, void (*init)(), v
   return start(CountedMain, argc, argv, init, fini, loaderFini, stackEnd);
 }
 }
+// NOLINTEND(bugprone-reserved-identifier)
