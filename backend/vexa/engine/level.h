@@ -3,8 +3,8 @@
 #pragma once
 
 #include "columns.h"
+#include "direct.h"
 #include "pairs.h"
-#include "tiles.h"
 
 namespace vexa::engine {
 namespace VEXA_ENGINE_LEVEL {

@@ -95,7 +95,7 @@ enum class Packed {
   kCentredWithoutSome,  ///< rows are left out
 };
 
-template <Packed kHow, bool kWeighted>
+template <Packed kHow, bool kWeighted, std::size_t kLeftWidth>
 void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
   constexpr bool kAll = kHow != Packed::kCentredWithoutSome;
   constexpr bool kCentred = kHow != Packed::kAsTheyAre;
@@ -126,7 +126,7 @@ void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
       for (std::size_t k = 0; k < count; ++k) Store(right + places[k] * kTileLanes, x[k]);
     }
     if (left) {
-      for (std::size_t k = 0; k < count; ++k) Store(left + places[k] * kTileRows, weighted(first + k, x[k]));
+      for (std::size_t k = 0; k < count; ++k) Store(left + places[k] * kLeftWidth, weighted(first + k, x[k]));
     }
     if (job.centring.squares) {
       for (std::size_t k = 0; k < count; ++k) {
@@ -159,9 +159,10 @@ void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
   if (job.centring.squares) StoreColumns(squares, job.centring.squares + job.col, job.run.columns - job.col);
 }
 
-template <Packed kHow>
+template <Packed kHow, std::size_t kLeftWidth = kTileRows>
 inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
-  job.weights ? PackRows<kHow, true>(job, row, rows) : PackRows<kHow, false>(job, row, rows);
+  job.weights ? PackRows<kHow, true, kLeftWidth>(job, row, rows)
+              : PackRows<kHow, false, kLeftWidth>(job, row, rows);
 }
 
 inline void PackRows(const Packing& job, std::size_t row, std::size_t rows) {
@@ -262,6 +263,21 @@ inline void MultiplyTile(std::size_t vectors, const double* left, const double* 
   }
 }
 
+/// Very few columns stay in the first-level cache between packing and multiplying.
+constexpr std::size_t kFewColumns = 12;
+
+inline std::size_t MoreColumns(const CrossProducts& job) {
+  return job.left.columns < job.right.columns ? job.right.columns : job.left.columns;
+}
+
+/// What is left to do to columns that may have been met before.
+inline Centring Once(Centring centring, bool first) {
+  if (first) return centring;
+  if (centring.kept) centring.means = nullptr;
+  centring.squares = nullptr;
+  return centring;
+}
+
 class CrossProductRun {
  public:
   CrossProductRun(const CrossProducts& job, double* scratch)
@@ -304,16 +320,11 @@ class CrossProductRun {
     return RoundUp(Min(job.left.columns, kBlock), kTileRows);
   }
 
-  /// Very few columns stay in the first-level cache between packing and multiplying, some do if there are fewer rows of
-  /// them.
-  static bool AreFew(const CrossProducts& job) { return MoreColumns(job) <= 12; }
+  /// The rows of some columns stay in the first-level cache if there are fewer of them.
+  static bool AreFew(const CrossProducts& job) { return MoreColumns(job) <= kFewColumns; }
   static std::size_t ChunkRows(const CrossProducts& job) {
     return !AreFew(job) && MoreColumns(job) <= 48 ? kChunkRows / 2 : kChunkRows;
   }
-  static std::size_t MoreColumns(const CrossProducts& job) {
-    return job.left.columns < job.right.columns ? job.right.columns : job.left.columns;
-  }
-
   static std::size_t SumsOfGroup(const CrossProducts& job) { return LeftColumns(job) * RightColumns(job); }
   static std::size_t GroupsTogether(const CrossProducts& job) {
     return Min(job.groups, 1 + (kSums - 1) / (SumsOfGroup(job) + 1));
@@ -368,14 +379,6 @@ class CrossProductRun {
       PackRows({_job.right, col, rightCentring, _job.weights, _job.present, right.Place(col), nullptr}, row,
                rows);
     }
-  }
-
-  /// What is left to do to columns that may have been met before.
-  static Centring Once(Centring centring, bool first) {
-    if (first) return centring;
-    if (centring.kept) centring.means = nullptr;
-    centring.squares = nullptr;
-    return centring;
   }
 
   /// Columns of a right block that some of the left columns up to `left` has cells in: in a triangle or staircase the
@@ -447,12 +450,6 @@ class CrossProductRun {
   double* _sums;
   std::size_t _written = 0;
 };
-
-inline std::size_t CrossProductScratch(const CrossProducts& job) { return CrossProductRun::Scratch(job); }
-
-inline std::size_t CrossProductsOf(const CrossProducts& job, double* scratch) {
-  return CrossProductRun(job, scratch).Run();
-}
 
 }  // namespace VEXA_ENGINE_LEVEL
 }  // namespace vexa::engine

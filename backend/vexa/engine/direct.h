@@ -1,0 +1,280 @@
+#pragma once
+
+#include "tiles.h"
+
+/// Cross-products of columns that are left as they are multiplied: a tile takes one factor from where the columns lie, broadcast
+/// value by value within the multiplications. Only the other factor is packed, the left columns times the weights, as the
+/// lanes of the tile. So a column is packed once where panels of both factors would take two stores, and half of the cache.
+
+namespace vexa::engine {
+namespace VEXA_ENGINE_LEVEL {
+
+/// Lanes that hold a in the lower half and b in the upper one.
+template <std::size_t... kLane>
+inline Vector Halves(double a, double b, Lanes<kLane...> /*lanes*/) {
+  return __builtin_shufflevector(Broadcast(a), Broadcast(b),
+                                 (kLane < kLanes / 2 ? kLane : kLane + kLanes)...);
+}
+
+/// The upper half of a, then that of b.
+template <std::size_t... kLane>
+inline Vector UpperHalves(Vector a, Vector b, Lanes<kLane...> /*lanes*/) {
+  return __builtin_shufflevector(a, b, (kLanes / 2 + (kLane < kLanes / 2 ? kLane : kLane + kLanes / 2))...);
+}
+
+/// The lower half of a as the upper one.
+template <std::size_t... kLane>
+inline Vector LowerAsUpper(Vector a, Lanes<kLane...> /*lanes*/) {
+  return __builtin_shufflevector(a, a, (kLane % (kLanes / 2))...);
+}
+
+/// The columns whose values a tile broadcasts, and those of which it fetches rows for the next chunk into the second-level
+/// cache meanwhile, a line for each of its own rows.
+struct Factors {
+  const double* const* columns;
+  std::size_t row;
+  const double* const* fetched;  ///< kLanes of them
+  std::size_t fetchedRow;
+};
+
+/// sums[m][lane] += factors.columns[m][row] × lanes[row][lane] for every row of a chunk.
+///
+/// A tile whose first vector lies on the diagonal of a triangle has no cells in the lower lanes of that vector's last
+/// half of rows: two such rows share a vector, half by half.
+template <std::size_t kRows, std::size_t kVectors, bool kDiagonal>
+void MultiplyColumns(const Factors& factors, const double* lanes, std::size_t rows, const TileSums& to) {
+  constexpr std::size_t kShared = kDiagonal ? kRows / 4 : 0;
+  constexpr std::size_t kApart = kRows - 2 * kShared;
+  double* const sums = to.sums;
+  const std::size_t step = to.step;
+  Vector sum[kRows][kVectors] = {};
+  Vector shared[kShared + 1] = {};
+  if (!to.begin) {
+    for (std::size_t m = 0; m < kRows; ++m) {
+      for (std::size_t v = 0; v < kVectors; ++v) {
+        sum[m][v] = Load(sums + m * step + v * kLanes);
+        // Those of the tile below, which is the next one.
+        __builtin_prefetch(sums + (kRows + m) * step + v * kLanes);
+      }
+    }
+  }
+  for (std::size_t k = 0; k < kShared; ++k)
+    shared[k] = UpperHalves(sum[kApart + 2 * k][0], sum[kApart + 2 * k + 1][0], AllLanes{});
+  const double* column[kRows];
+  for (std::size_t m = 0; m < kRows; ++m) column[m] = factors.columns[m] + factors.row;
+  const double* fetched[kLanes];
+  for (std::size_t k = 0; k < kLanes; ++k) fetched[k] = factors.fetched[k] + factors.fetchedRow;
+  for (std::size_t row = 0; row < rows; ++row) {
+    __builtin_prefetch(fetched[row % kLanes] + row, 0, 2);
+    std::size_t at[kVectors];
+    Vector x[kVectors];
+    for (std::size_t v = 0; v < kVectors; ++v) {
+      at[v] = row;
+      // An index that the compiler cannot tell from the others makes it broadcast within each multiplication,
+      // which costs no instruction; one shared broadcast would take one and a register.
+      if (v > 0) asm volatile("" : "+r"(at[v]));
+      x[v] = Load(lanes + v * kLanes);
+    }
+    // Without being told so, the compiler unrolls these loops too late to keep the sums in registers all along.
+#pragma GCC unroll 8
+    for (std::size_t m = 0; m < kRows; ++m) {
+#pragma GCC unroll 8
+      for (std::size_t v = 0; v < kVectors; ++v) {
+        if (v > 0 || m < kApart) sum[m][v] += Broadcast(column[m][at[v]]) * x[v];
+      }
+    }
+    for (std::size_t k = 0; k < kShared; ++k)
+      shared[k] += Halves(column[kApart + 2 * k][row], column[kApart + 2 * k + 1][row], AllLanes{}) *
+                   UpperHalves(x[0], x[0], AllLanes{});
+    lanes += kTileLanes;
+  }
+  for (std::size_t k = 0; k < kShared; ++k) {
+    sum[kApart + 2 * k][0] = LowerAsUpper(shared[k], AllLanes{});
+    sum[kApart + 2 * k + 1][0] = shared[k];
+  }
+#pragma GCC unroll 8
+  for (std::size_t m = 0; m < kRows; ++m) {
+    for (std::size_t v = 0; v < kVectors; ++v) Store(sums + m * step + v * kLanes, sum[m][v]);
+  }
+}
+
+template <std::size_t kRows, bool kDiagonal>
+inline void MultiplyColumns(std::size_t vectors, const Factors& factors, const double* lanes,
+                            std::size_t rows, const TileSums& to) {
+  static_assert(kTileVectors == 3);
+  switch (vectors) {
+    case 1:
+      return MultiplyColumns<kRows, 1, kDiagonal>(factors, lanes, rows, to);
+    case 2:
+      return MultiplyColumns<kRows, 2, kDiagonal>(factors, lanes, rows, to);
+    default:
+      return MultiplyColumns<kRows, 3, kDiagonal>(factors, lanes, rows, to);
+  }
+}
+
+/// Some columns of a run, and where each of them is. Behind the last one comes that one again, until a tile is full.
+class Section {
+ public:
+  Section(const Columns& run, std::size_t first)
+      : _run(run), _first(first), _columns(Min(kBlock, run.columns - first)) {
+    for (std::size_t k = 0; k < kBlock; ++k) _places[k] = run.Column(first + Min(k, _columns - 1));
+  }
+
+  const Columns& Run() const { return _run; }
+  std::size_t First() const { return _first; }
+  std::size_t Count() const { return _columns; }
+  const double* const* Places(std::size_t col) const { return _places + col; }
+
+ private:
+  const Columns& _run;
+  std::size_t _first;
+  std::size_t _columns;
+  const double* _places[kBlock];
+};
+
+class DirectRun {
+ public:
+  DirectRun(const CrossProducts& job, double* scratch)
+      : _job(job),
+        _to{job},
+        _sumStep(LaneCount(job)),
+        _chunkRows(MoreColumns(job) <= kSomeColumns ? kSomeChunkRows : kChunkRows),
+        _lanes(scratch),
+        _sums(_lanes + LaneCount(job) * kChunkRows) {}
+
+  /// Whether the columns are left as they are multiplied, and there are enough of them to be worth it. Where a broadcast takes
+  /// an instruction of its own, addresses in as many columns as a tile has rows are too many instructions.
+  static bool Takes(const CrossProducts& job) {
+    return kLanes == 8 && (IsTriangle(job.shape) || job.shape == Shape::kRectangle) && !job.present &&
+           job.groups == 1 && Stays(job.leftCentring) && Stays(job.rightCentring) &&
+           MoreColumns(job) > kFewColumns;
+  }
+  /// Returns the number of cells written.
+  std::size_t Run() {
+    for (std::size_t left = 0; left < _job.left.columns; left += kBlock) {
+      const Section lanes(_job.left, left);
+      const std::size_t end = IsTriangle(_job.shape) ? left + lanes.Count() : _job.right.columns;
+      for (std::size_t right = 0; right < end; right += kBlock) {
+        const Section factors(_job.right, right);
+        for (std::size_t row = 0; row < _job.left.rows; row += _chunkRows) {
+          const std::size_t rows = Min(_chunkRows, _job.left.rows - row);
+          Pack(lanes, factors, row, rows);
+          Multiply(lanes, factors, row, rows);
+        }
+        Write(lanes, factors);
+      }
+    }
+    return _written;
+  }
+
+ private:
+  /// The rows of up to so many columns stay in the first-level cache if there are fewer of them.
+  static constexpr std::size_t kSomeColumns = 48;
+  static constexpr std::size_t kSomeChunkRows = 96;
+  static_assert(kSomeChunkRows % kLanes == 0 && kSomeChunkRows <= kChunkRows);
+
+  static bool Stays(const Centring& centring) { return !centring.means || centring.kept; }
+  static std::size_t LaneCount(const CrossProducts& job) {
+    return RoundUp(Min(job.left.columns, kBlock), kTileLanes);
+  }
+  /// Of the panels the first one is not full, because the first columns of a triangle have the fewest cells: so many of its
+  /// lanes come before them.
+  static std::size_t Lead(const Section& lanes) {
+    return RoundUp(lanes.Count(), kTileLanes) - RoundUp(lanes.Count(), kLanes);
+  }
+  double* Panel(std::size_t panel) const { return _lanes + panel * kChunkRows; }
+
+  void Pack(const Section& lanes, const Section& factors, std::size_t row, std::size_t rows) const {
+    const Centring leftCentring = Once(_job.leftCentring, factors.First() == 0);
+    for (std::size_t k = 0; k < lanes.Count(); k += kLanes) {
+      const std::size_t within = (Lead(lanes) + k) % kTileLanes;
+      double* to = Panel(Lead(lanes) + k - within) + within;
+      PackDirectly({lanes.Run(), lanes.First() + k, leftCentring, _job.weights, nullptr, nullptr, to}, row,
+                   rows);
+    }
+    // The columns of a triangle have been left lanes before, or are now.
+    if (IsTriangle(_job.shape) || lanes.First() != 0) return;
+    if (!_job.rightCentring.means && !_job.rightCentring.squares) return;
+    for (std::size_t k = 0; k < factors.Count(); k += kLanes) {
+      PackDirectly(
+          {factors.Run(), factors.First() + k, _job.rightCentring, _job.weights, nullptr, nullptr, nullptr},
+          row, rows);
+    }
+  }
+
+  static void PackDirectly(const Packing& packing, std::size_t row, std::size_t rows) {
+    if (packing.centring.means) {
+      PackRows<Packed::kKeptCentred, kTileLanes>(packing, row, rows);
+    } else {
+      PackRows<Packed::kAsTheyAre, kTileLanes>(packing, row, rows);
+    }
+  }
+
+  void Multiply(const Section& lanes, const Section& factors, std::size_t row, std::size_t rows) const {
+    const bool diagonal = IsTriangle(_job.shape) && lanes.First() == factors.First();
+    const std::size_t begin = Lead(lanes);
+    const std::size_t end = RoundUp(begin + lanes.Count(), kLanes);
+    const std::size_t nextRow = row + rows < _job.left.rows ? row + rows : row;
+    for (std::size_t panel = 0; panel < end; panel += kTileLanes) {
+      for (std::size_t m = 0; m < factors.Count(); m += kTileRows) {
+        std::size_t lane = panel < begin ? begin : panel;
+        const bool meets = diagonal && begin + m >= lane;
+        if (meets) lane = (begin + m) / kLanes * kLanes;
+        if (lane >= panel + kTileLanes) break;
+        Factors from{factors.Places(m), row, factors.Places(m), row};
+        if (panel + kTileLanes >= end) {
+          from.fetchedRow = nextRow;
+        } else if (panel == 0 && !diagonal && m < lanes.Count()) {
+          from.fetched = lanes.Places(m);
+          from.fetchedRow = nextRow;
+        }
+        MultiplySome(factors.Count() - m, meets, (Min(panel + kTileLanes, end) - lane) / kLanes, from,
+                     Panel(panel) + (lane - panel), rows, {_sums + m * _sumStep + lane, _sumStep, row == 0});
+      }
+    }
+  }
+
+  static void MultiplySome(std::size_t columns, bool diagonal, std::size_t vectors, const Factors& from,
+                           const double* lanes, std::size_t rows, const TileSums& to) {
+    // A vector on the diagonal has as many lanes as the tile has rows.
+    constexpr bool kSquare = kTileRows == kLanes;
+    if (columns <= kTileRows / 4) {
+      MultiplyColumns<kTileRows / 4, false>(vectors, from, lanes, rows, to);
+    } else if (columns <= kTileRows / 2) {
+      MultiplyColumns<kTileRows / 2, false>(vectors, from, lanes, rows, to);
+    } else if (kSquare && diagonal) {
+      MultiplyColumns<kTileRows, kSquare>(vectors, from, lanes, rows, to);
+    } else {
+      MultiplyColumns<kTileRows, false>(vectors, from, lanes, rows, to);
+    }
+  }
+
+  void Write(const Section& lanes, const Section& factors) {
+    for (std::size_t k = 0; k < lanes.Count(); ++k) {
+      double* cells = _to.Row(lanes.First() + k) + factors.First() * _job.cellStride;
+      const std::size_t end = Min(_to.Width(lanes.First() + k), factors.First() + factors.Count());
+      const std::size_t count = end > factors.First() ? end - factors.First() : 0;
+      const double* sums = _sums + Lead(lanes) + k;
+      for (std::size_t cell = 0; cell < count; ++cell) cells[cell * _job.cellStride] = sums[cell * _sumStep];
+      _written += count;
+    }
+  }
+
+  const CrossProducts& _job;
+  Destination _to;
+  std::size_t _sumStep;
+  std::size_t _chunkRows;
+  double* _lanes;
+  double* _sums;
+  std::size_t _written = 0;
+};
+
+/// Enough for either way: with one factor packed it takes less.
+inline std::size_t CrossProductScratch(const CrossProducts& job) { return CrossProductRun::Scratch(job); }
+
+inline std::size_t CrossProductsOf(const CrossProducts& job, double* scratch) {
+  return DirectRun::Takes(job) ? DirectRun(job, scratch).Run() : CrossProductRun(job, scratch).Run();
+}
+
+}  // namespace VEXA_ENGINE_LEVEL
+}  // namespace vexa::engine
