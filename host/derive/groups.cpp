@@ -295,6 +295,17 @@ void FindOutOfRange(const GroupSums& sums, const LongMatrix& within, const Matri
   }
 }
 
+std::vector<double> LostDigits(const GroupSums& sums, const GroupAnalysis& analysis) {
+  std::vector<double> lost(static_cast<std::size_t>(sums.Variables()));
+  for (std::size_t variable = 0; variable < lost.size(); ++variable) {
+    for (const Group& group : analysis.groups) {
+      const double own = sums.LostDigits(group.level, static_cast<Index>(variable));
+      lost[variable] = std::max(lost[variable], own);
+    }
+  }
+  return lost;
+}
+
 }  // namespace
 
 GroupAnalysis AnalyseGroups(const vexa::DiscIndividualMatrix& matrix, const std::vector<double>& origin,
@@ -321,6 +332,7 @@ GroupAnalysis AnalyseGroups(const vexa::DiscIndividualMatrix& matrix, const std:
   analysis.total = FromEigen(MatrixXd((within + between).cast<double>()));
   analysis.covariance = FromEigen(covariance);
   TestEachVariable(df, analysis);
+  analysis.lostDigits = LostDigits(sums, analysis);
 
   singularity.isTooLight = !(df > 0.0);
   if (singularity.IsThere()) return analysis;

@@ -95,6 +95,9 @@ struct GroupAnalysis {
   Matrix covariance = {};  ///< pooled: within ÷ (weight − groups)
   /// One-way analysis of variance of each variable; undefined for one that is constant in all groups.
   std::vector<FTest> univariate = {};
+  /// Of each variable, how many of the digits of a double are lost of its variance in that group where it is most, for
+  /// the distance of the group from its origin. 0 of what is undefined.
+  std::vector<double> lostDigits = {};
 
   Singularity singularity = {};
   /// Nothing when the pooled covariance matrix is singular; the first two neither when there is one group only.

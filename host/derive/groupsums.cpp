@@ -57,6 +57,12 @@ bool GroupSums::IsLost(std::size_t group, Eigen::Index variable) const {
          IsRounding(ScatterCell(Mean(group, variable), variable, variable, group), group, variable);
 }
 
+double GroupSums::LostDigits(std::size_t group, Eigen::Index variable) const {
+  if (!Varies(group, variable) || !IsHeld(group, variable) || IsLost(group, variable)) return 0.0;
+  return std::log10(Cell(variable, variable, group) /
+                    ScatterCell(Mean(group, variable), variable, variable, group));
+}
+
 bool GroupSums::IsRounding(double squares, std::size_t group, Eigen::Index variable) const {
   return !(squares > kRounding * Cell(variable, variable, group));
 }

@@ -37,6 +37,9 @@ class GroupSums {
   /// Whether the variable varies in the group, but by so little that its sum of squares is within the rounding of the raw
   /// sums.
   bool IsLost(std::size_t group, Eigen::Index variable) const;
+  /// How many digits of the variable's sum of squares in the group are lost because its mean is far from the origin, if
+  /// not all.
+  double LostDigits(std::size_t group, Eigen::Index variable) const;
 
  private:
   bool Varies(std::size_t group, Eigen::Index variable) const;

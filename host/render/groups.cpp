@@ -17,6 +17,9 @@ namespace {
 
 constexpr double kUndefined = std::numeric_limits<double>::quiet_NaN();
 
+/// So many lost ones leave few more digits than people are shown.
+constexpr double kManyDigits = 6.0;
+
 const std::vector<std::string> kTests = {"wilks", "box"};
 const std::vector<std::string> kTestsInWords = {"Wilks' lambda", "Box's M"};
 const std::vector<std::string> kOfGroups = {"n", "weight", "prior", "constant"};
@@ -198,6 +201,7 @@ std::vector<std::string> GroupReport::Notes() const {
   }
   if (_groups.size() == 1)
     notes.push_back("There is one group only, " + text::Quoted(_groups[0]) + ": nothing to compare it with.");
+  NoteLostDigits(notes);
   NoteSingularity(notes);
   if (_groups.size() > 1) NoteBox(notes);
   return notes;
@@ -208,6 +212,19 @@ std::string GroupReport::Named(const std::vector<std::size_t>& variables) const 
   std::transform(variables.begin(), variables.end(), names.begin(),
                  [this](std::size_t variable) { return text::Escaped(_variables[variable]); });
   return text::ListOf(names);
+}
+
+void GroupReport::NoteLostDigits(std::vector<std::string>& notes) const {
+  std::vector<std::string> names;
+  for (std::size_t variable = 0; variable < _variables.size(); ++variable) {
+    if (const double lost = _analysis.lostDigits[variable]; lost >= kManyDigits)
+      names.push_back(fmt::format("{} ({:.0f})", text::Escaped(_variables[variable]), lost));
+  }
+  if (names.empty()) return;
+  notes.push_back(
+      fmt::format("Variables whose variance within a group has lost so many of 16 digits in the rounding of "
+                  "its sums: {}.",
+                  text::ListOf(names)));
 }
 
 void GroupReport::NoteSingularity(std::vector<std::string>& notes) const {

@@ -38,6 +38,7 @@ class GroupReport {
   Table Classification() const;
   Table ClassificationWithConstants() const;
 
+  void NoteLostDigits(std::vector<std::string>& notes) const;
   void NoteSingularity(std::vector<std::string>& notes) const;
   void NoteBox(std::vector<std::string>& notes) const;
   std::string Named(const std::vector<std::size_t>& variables) const;
