@@ -64,7 +64,8 @@ Session::Session(const Options& options, Messages& messages)
   if (options.files.empty() && isatty(STDIN_FILENO) == 1)
     _messages.Note("reading from the terminal; Ctrl-D ends the input");
   try {
-    if (options.grouping && !options.grouping->levels) {
+    if (options.grouping &&
+        (!options.grouping->levels || (NeedsLevelOrigins() && !pass::Files::MustCopy(options.files)))) {
       _files.emplace(options.files, StopRequested);
       _input = _files->Open(format);
     } else {
@@ -141,10 +142,9 @@ void Session::CheckPictured(std::size_t count, std::string_view what) const {
 
 /// What is subtracted from the variables before they are summed.
 void Session::TellOrigins() {
-  if (_options.command == "groups") {
-    return _messages.Note(_options.grouping->levels
-                              ? "origins: each group's own, or the variable's where its rows begin late"
-                              : "origins: each group's own");
+  if (NeedsLevelOrigins()) {
+    return _messages.Note(_files ? "origins: each group's own"
+                                 : "origins: each group's own, or the variable's where its rows begin late");
   }
   std::vector<std::string> origins;
   for (const std::size_t col : _chosen.variables) {
@@ -230,6 +230,12 @@ void Session::ChooseLevels(const Grouping& grouping) {
                                    grouping.mostLevels));
     }
     _levels = pass::GivenLevels(*_input, *_chosen.group, list);
+    if (!_files) return;
+    const bool isComplete =
+        pass::FindOrigins(*_files, _options.InputFormat(), _chosen, PassOptions(), *_levels);
+    _messages.EndProgress();
+    if (!isComplete) throw Interrupted();
+    TellTime("finding the groups' origins");
     return;
   }
   pass::LevelSearch search =
@@ -252,7 +258,7 @@ pass::Options Session::PassOptions() {
   pass::Options options{.missing = _options.missing,
                         .threads = _options.threads,
                         .extremes = _options.extremes,
-                        .levelOrigins = _options.command == "groups",
+                        .levelOrigins = NeedsLevelOrigins(),
                         .stopped = StopRequested};
   if (_options.progress.value_or(Messages::IsTerminal())) {
     options.progress = [this](const pass::Progress& progress) {

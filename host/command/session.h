@@ -61,6 +61,8 @@ class Session {
  private:
   /// How many variables a picture shows: all but a response.
   std::size_t Pictured() const { return _variables.size() - (_options.response ? 1 : 0); }
+  /// Whether the sums of groups are not centred.
+  bool NeedsLevelOrigins() const { return _options.command == "groups"; }
   render::Page BlankPage() const;
   std::string TitleOf(const std::string& what) const;
   void Choose();
@@ -94,7 +96,8 @@ template <class Accumulator, class Batch>
 pass::Reduction<Accumulator> Session::Reduce(const std::function<std::unique_ptr<Accumulator>()>& fresh) {
   auto reduction =
       pass::Reduce<Accumulator, Batch>(*_input, _chosen, PassOptions(), fresh, _levels ? &*_levels : nullptr);
-  if (_files && reduction.complete) _files->CheckUnchanged();
+  // Of rows that have come since, listed levels miss nothing.
+  if (_files && _levels->AreAll() && reduction.complete) _files->CheckUnchanged();
   _messages.EndProgress();
   TellTime("reading and summing");
   if (reduction.complete && reduction.tally.read == _options.maxRows) {

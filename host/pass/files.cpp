@@ -82,6 +82,13 @@ bool CanReopenInput() {
          lseek(STDIN_FILENO, 0, SEEK_CUR) == 0 && access(PathOf(STDIN_FILENO).c_str(), R_OK) == 0;
 }
 
+bool IsReadOnce(const std::string& path, const std::string& name) {
+  const bool regular = table::CheckFile(path, name).regular;
+  return path == table::kStandardInput ? !(regular && CanReopenInput()) : !regular;
+}
+
+std::string NameOf(const std::string& path) { return path == table::kStandardInput ? "<stdin>" : path; }
+
 struct stat StatusOf(const std::string& path, const std::string& name) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
@@ -104,13 +111,11 @@ Files::Files(std::vector<std::string> paths, std::function<bool()> stopped) : _s
   if (std::count(paths.begin(), paths.end(), table::kStandardInput) > 1)
     throw table::InputError("standard input can be read only once");
   for (std::string& path : paths) {
-    const bool isInput = path == table::kStandardInput;
-    File file{.path = path, .name = isInput ? "<stdin>" : path, .held = Descriptor(-1), .status = {}};
-    const bool regular = table::CheckFile(path, file.name).regular;
-    if (isInput && regular && CanReopenInput()) {
-      file.held = Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
-    } else if (isInput || !regular) {
+    File file{.path = path, .name = NameOf(path), .held = Descriptor(-1), .status = {}};
+    if (IsReadOnce(path, file.name)) {
       file.held = Copy(path, file.name, _stopped);
+    } else if (path == table::kStandardInput) {
+      file.held = Descriptor(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
     }
     if (file.held.Number() >= 0) file.path = PathOf(file.held.Number());
     file.status = StatusOf(file.path, file.name);
@@ -118,6 +123,12 @@ Files::Files(std::vector<std::string> paths, std::function<bool()> stopped) : _s
   }
 }
 Files::~Files() = default;
+
+bool Files::MustCopy(const std::vector<std::string>& paths) {
+  if (paths.empty()) return MustCopy({std::string(table::kStandardInput)});
+  return std::any_of(paths.begin(), paths.end(),
+                     [](const std::string& path) { return IsReadOnce(path, NameOf(path)); });
+}
 
 std::unique_ptr<table::Input> Files::Open(const table::Format& format) const {
   std::vector<std::string> paths;

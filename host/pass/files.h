@@ -20,6 +20,8 @@ class Files {
   ///
   /// Throws InputError for what cannot be read, and when there is no room for a copy.
   explicit Files(std::vector<std::string> paths, std::function<bool()> stopped = {});
+  /// Whether that has to copy any of them. Throws InputError for what cannot be read.
+  static bool MustCopy(const std::vector<std::string>& paths);
   ~Files();
   Files(const Files&) = delete;
   Files& operator=(const Files&) = delete;

@@ -16,6 +16,18 @@ namespace pass {
 /// missing.
 double Origin(std::vector<double> sample);
 
+struct Weighed {
+  double value;
+  double weight;
+};
+
+/// Likewise for the first rows of a group, which are few: their median by weight if at least half of the weight lies within
+/// a factor of two of it, else 0. An outlier or two, or rows that weigh next to nothing, then decide nothing.
+///
+/// A median is within one standard deviation of the mean. Where half of the weight lies farther than half the median's
+/// size from it, the deviation is at least a quarter of that size, and 0 within five of the mean.
+double Origin(std::vector<Weighed> sample);
+
 }  // namespace pass
 
 #endif

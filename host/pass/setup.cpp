@@ -30,14 +30,14 @@ std::vector<double> Origins(const table::Input& input, const std::vector<std::si
   return origins;
 }
 
-/// Those of each level's rows in the head; `common` for a level without any.
+/// Those of each level's first rows in the head; `common` for a level without any.
 std::vector<double> OriginsInHead(table::Input& input, const Columns& columns, const Options& options,
                                   const Levels& levels, const std::vector<double>& common) {
   LevelSamples samples(input, columns, options, levels);
   input.ReadHead([&](const table::Chunk& chunk) { samples.Take(chunk); });
   std::vector<double> origins;
   for (unsigned int level = 0; level < levels.Size(); ++level) {
-    const std::vector<double> own = samples.TakeOrigins(level);
+    const std::vector<double> own = samples.Of(level).Origins();
     const std::vector<double>& chosen = own.empty() ? common : own;
     origins.insert(origins.end(), chosen.begin(), chosen.end());
   }

@@ -24,13 +24,17 @@ std::vector<std::string> Labels(const pass::Levels& levels) {
   return labels;
 }
 
-pass::LevelSearch Find(const pass::Files& files, const pass::Columns& columns, unsigned int threads,
-                       unsigned int most = 1'000) {
+pass::Options OptionsFor(unsigned int threads, unsigned int chunkRows) {
   pass::Options options;
   options.threads = threads;
-  options.chunkRows = 5;
+  options.chunkRows = chunkRows;
   options.levelOrigins = true;
-  return pass::FindLevels(files, {}, columns, options, most);
+  return options;
+}
+
+pass::LevelSearch Find(const pass::Files& files, const pass::Columns& columns, unsigned int threads,
+                       unsigned int most = 1'000, unsigned int chunkRows = 5) {
+  return pass::FindLevels(files, {}, columns, OptionsFor(threads, chunkRows), most);
 }
 
 /// What is wrong with a file whose second column has the groups, without the file's name.
@@ -63,23 +67,54 @@ TEST(Levels, GivenAsAListAreHeldAgainstTheColumn) {
     EXPECT_THROW(pass::GivenLevels(input, 1, list), table::InputError) << list[0];
 }
 
-// A level's first rows may come late and be of no use; what other chunks hold changes nothing.
-TEST(Levels, HaveOriginsByTheFirstChunkThatUsesThem) {
+// A level's rows may come late and begin with some that are of no use, or with an outlier.
+TEST(Levels, HaveOriginsByTheirFirstRowsHoweverTheInputIsCut) {
   std::string text = "x,g,w\n";
-  for (int row = 0; row < 2'000; ++row)
-    text += fmt::format("{},g{},{}\n", 1'000'000 * (row / 400) + row % 7, row / 400, row % 400 < 12 ? 0 : 1);
+  for (int row = 0; row < 2'000; ++row) {
+    text += fmt::format("{},g{},{}\n", row % 400 == 12 ? 1e20 : 1'000'000 * (row / 400) + row % 400,
+                        row / 400, row % 400 < 12 ? 0 : 1);
+  }
   const TempFile file(text + "oops,g0,1\n");
   const pass::Files files({file.Path()});
-  for (const unsigned int threads : {1U, 2U, 7U}) {
-    const pass::LevelSearch search = Find(files, {.variables = {0}, .weight = 2, .group = 1}, threads);
-    std::vector<double> expected;
-    for (int level = 0; level < 5; ++level) {
-      std::vector<double> sample;  // rows 12, 13 and 14 of each level's, in the third chunk
-      for (int row = 400 * level + 12; row < 400 * level + 15; ++row) sample.push_back(1e6 * level + row % 7);
-      expected.push_back(pass::Origin(sample));
-    }
-    EXPECT_EQ(search.levels.Origins(), expected);
+  std::vector<double> expected;
+  for (int level = 0; level < 5; ++level) {
+    std::vector<pass::Weighed> sample = {{1e20, 1.0}};
+    for (int row = 400 * level + 13; row < 400 * level + 43; ++row)
+      sample.push_back({1e6 * level + row % 400, 1.0});
+    expected.push_back(pass::Origin(sample));
   }
+  const pass::Columns columns{.variables = {0}, .weight = 2, .group = 1};
+  for (const unsigned int threads : {1U, 2U, 7U}) {
+    for (const unsigned int chunkRows : {1U, 5U, 24U, 4'000U}) {
+      const pass::LevelSearch search = Find(files, columns, threads, 1'000, chunkRows);
+      EXPECT_EQ(search.levels.Origins(), expected);
+      // Of some that are given, without reading on behind the last of them.
+      pass::Levels given(std::vector<std::string>{"g3", "g1"});
+      pass::Options options = OptionsFor(threads, chunkRows);
+      std::uint64_t rows = 0;
+      options.progress = [&](const pass::Progress& progress) { rows = progress.rows; };
+      EXPECT_TRUE(pass::FindOrigins(files, {}, columns, options, given));
+      EXPECT_EQ(given.Origins(), (std::vector{expected[1], expected[3]}));
+      if (threads == 1 && chunkRows < 30) {
+        EXPECT_LT(rows, 1'300U);
+      }
+      pass::Levels absent(std::vector<std::string>{"g4", "g7"});
+      EXPECT_TRUE(pass::FindOrigins(files, {}, columns, options, absent));
+      EXPECT_EQ(absent.Origins(), (std::vector{expected[4], 0.0}));
+      options.stopped = [&] { return rows > 0; };
+      EXPECT_FALSE(pass::FindOrigins(files, {}, columns, options, given));
+    }
+  }
+}
+
+// A level's first row takes so long to read that others have been sampled enough before.
+TEST(Levels, HaveOriginsByTheirFirstRowsWhoeverIsDoneFirst) {
+  std::string quotes(std::size_t{1} << 23, '"');
+  std::string text = "x,g,t\n100,a,\"" + quotes + "\"\n";
+  for (int row = 0; row < 60; ++row) text += fmt::format("{},a,\n", 101 + row);
+  const TempFile file(text);
+  const pass::LevelSearch search = Find(pass::Files({file.Path()}), {.variables = {0}, .group = 1}, 4, 9, 1);
+  EXPECT_EQ(search.levels.Origins(), std::vector{115.0});
 }
 
 // Which fault is told depends on the file alone: the first bad row, if it comes before the rows that make the levels too

@@ -46,6 +46,25 @@ TEST(Origin, IsAMedianThatIsSubtractedExactly) {
   }
 }
 
+TEST(Origin, OfAGroupGoesByWeight) {
+  using Sample = std::vector<pass::Weighed>;
+  const std::vector<std::pair<Sample, double>> cases = {
+      {{}, 0.0},
+      {{{7.0, 1.0}}, 7.0},
+      {{{9.0, 1.0}, {6.0, 1.0}, {8.0, 1.0}, {7.0, 1.0}}, 8.0},
+      {{{9.0, 1.0}, {6.0, 9.0}, {8.0, 1.0}, {7.0, 1.0}}, 6.0},
+      // Outliers, whether they are few or light.
+      {{{1e9, 1.0}, {6.0, 1.0}, {0.0, 1.0}, {7.0, 1.0}, {6.5, 1.0}}, 6.5},
+      {{{1e9, 1e-9}, {1e9, 1e-9}, {-6.0, 1e-3}}, -6.0},
+      // Half of the weight about zero, and somewhat more.
+      {{{0.0, 1.0}, {0.0, 1.0}, {6.0, 1.0}, {7.0, 1.0}}, 6.0},
+      {{{0.0, 1.0}, {0.0, 1.125}, {6.0, 1.0}, {7.0, 1.0}}, 0.0},
+      {{{-7.0, 1.0}, {1.0, 1.0}, {4.0, 1.0}}, 0.0},
+      {{{0x1.8p+969, 1.0}}, 0.0},
+      {{{6.0, 1e308}, {7.0, 1e308}}, 7.0}};
+  for (const auto& [sample, origin] : cases) EXPECT_EQ(pass::Origin(sample), origin);
+}
+
 TEST(Origin, IsZeroWhereItWouldNotHelpOrBreakAValue) {
   constexpr double kHuge = std::numeric_limits<double>::max();
   // The largest origin there is neither makes nor unmakes a missing code, nor an infinity.

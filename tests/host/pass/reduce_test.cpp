@@ -129,15 +129,17 @@ std::vector<double> Origins(const Sheet& sheet, const table::Input& input) {
   return origins;
 }
 
-/// Of the rows used among the first 1,000, level by level.
+/// Of the first 31 rows used among the first 1,000, level by level.
 std::vector<double> OriginsOfLevels(const Sheet& sheet, const Policy& policy,
                                     const std::vector<double>& common) {
-  std::map<std::size_t, std::vector<double>> samples;
+  std::map<std::size_t, std::vector<pass::Weighed>> samples;
   for (std::size_t at = 0; at < std::min<std::size_t>(sheet.rows.size(), 1'000); ++at) {
     const pass_test::Row& row = sheet.rows[at];
     if (policy.Verdict(row) != "used") continue;
-    for (std::size_t col = 0; col < sheet.variables; ++col)
-      samples[static_cast<std::size_t>(row.group) * sheet.variables + col].push_back(row.values[col]);
+    for (std::size_t col = 0; col < sheet.variables; ++col) {
+      auto& sample = samples[static_cast<std::size_t>(row.group) * sheet.variables + col];
+      if (sample.size() < 31) sample.push_back({row.values[col], row.weight});
+    }
   }
   std::vector<double> origins;
   for (std::size_t at = 0; at < 3 * sheet.variables; ++at)

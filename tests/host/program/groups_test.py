@@ -4,6 +4,7 @@ import csv
 import io
 import json
 import random
+import statistics
 
 import running
 
@@ -66,13 +67,24 @@ class Groups(running.ProgramTest):
         names = ["north", "the \"south\"", "east, far", "only in the last rows"]
         quoted = ['"' + name.replace('"', '""') + '"' for name in names]
         draw = random.Random(5)
-        line = lambda k: f"{draw.gauss(k % 3, 3):.4f},{draw.random():.3f},{quoted[k % 3 if k < 59_000 else 3]}\n"
-        text = "a,b,group\n" + "".join(map(line, range(60_000))) + "1,2,\n"
+        # The last group lies 10,000 of its deviations away, and begins with an outlier that weighs nothing.
+        late = [draw.gauss(3e4, 3) for _ in range(1_000)]
+        line = lambda k: f"{draw.gauss(k % 3, 3) if k < 59_000 else late[k - 59_000]!r},{draw.random():.3f},{quoted[k % 3 if k < 59_000 else 3]},1\n"
+        lines = [*map(line, range(59_000)), f"9e9,0.5,{quoted[3]},1e-30\n", *map(line, range(59_000, 60_000))]
+        text = "a,b,group,w\n" + "".join(lines) + "1,2,,1\n"
         self.write("big.csv", text)
-        args = ("groups", "--by", "group", "-f", "csv")
+        args = ("groups", "--by", "group", "-w", "w", "-f", "csv")
+        given = (*args, "--levels", ",".join(quoted))
         first = self.succeed(*args, "big.csv", "-t", 1)
         self.assertIn("without a group", first.err)
-        self.assertEqual(self.succeed(*args, "--levels", ",".join(quoted), "big.csv").out, first.out)
+        self.assertNotIn("digits", first.err)
+        deviation = self.records_of(first.out)["sds", names[3], "a"]
+        self.assertAlmostEqual(deviation, statistics.stdev(late), delta=1e-13 * deviation)
+        self.assertEqual(self.succeed(*given, "big.csv").out, first.out)
+        # A pipe is not kept for listed groups.
+        once = self.pipe("cat big.csv", *given)
+        self.assertIn("Variables whose variance within a group has lost so many of 16 digits in the rounding of its sums: a (8).", once.err)
+        self.assertAlmostEqual(self.records_of(once.out)["sds", names[3], "a"], deviation, delta=1e-6 * deviation)
         self.assertEqual(self.succeed(*args, input=text).out, first.out)
         # A file of which something has been read before is read from there.
         self.write("behind.csv", "front\n" + text)
@@ -82,8 +94,12 @@ class Groups(running.ProgramTest):
         for threads in (1, 3, 16):
             self.assertEqual(self.pipe("gzip -1 -c big.csv", *args, "-t", threads).out, first.out)
         # What is kept of a pipe is still called what the user calls it.
-        self.write("bad.csv", text + "1,2,north\n3,x,north\n")
-        self.assertIn('error: <stdin>:60004: column b: not a number: "x"', self.pipe("cat bad.csv", *args, "-c", "a,b").err)
+        self.write("bad.csv", text + "1,2,north,1\n3,x,north,1\n")
+        self.assertIn('error: <stdin>:60005: column b: not a number: "x"', self.pipe("cat bad.csv", *args, "-c", "a,b").err)
+
+    @staticmethod
+    def records_of(text):
+        return {(row["table"], row["row"], row["column"]): float(row["value"] or "nan") for row in csv.DictReader(io.StringIO(text))}
 
     def pipe(self, command, *args):
         with running.subprocess.Popen(command.split(), stdout=running.subprocess.PIPE, cwd=self.folder) as feeder:
@@ -97,7 +113,7 @@ class Groups(running.ProgramTest):
         tiny = "x,y,g\n" + "".join(f"{k * k % 7},{'135'[k * k % 7 % 3]}{['', 'e-170'][k % 3 == 1]},{k % 3}\n" for k in range(40))
         huge = tiny.replace("e-170", "e170")
         light = "x,y,g,w\n" + "".join(f"{k % 7}e-165,{k * k % 11},{'ab'[k % 2]},1e40\n" for k in range(40))
-        far = "x,y,g\n" + "".join(f"{k * k % 11},{k % 7 + (k > 1000) * 10**9},{'ab'[k > 1000]}\n" for k in range(1040))
+        misled = "x,y,g,w\n" + "".join(f"{k * k % 11},{k % 7 + (k < 80) * 10**9},{'ba'[k % 2]},{1 if k % 2 or k >= 80 else 1e-30}\n" for k in range(200))
         no_inverse = ("So the covariance matrix within groups has no inverse: Wilks' lambda, the canonical and the "
                       "classification functions are undefined.")
         too_few = "Box's test is undefined, as fewer than two groups take part."
@@ -115,7 +131,7 @@ class Groups(running.ProgramTest):
                  ["Variables whose sums of squares or variances are below the range of a double: x.", no_inverse,
                   'Groups where a sum or a variance is beyond or below the range of a double, or lost in rounding, are left out of Box\'s test: "a" (x), "b" (x).',
                   too_few]),
-                (far, ["--levels", "a,b"],
+                (misled, ["-w", "w"],
                  ["Variables whose spread within a group is lost in the rounding of its sums: y.", no_inverse,
                   'Groups where a sum or a variance is beyond or below the range of a double, or lost in rounding, are left out of '
                   'Box\'s test: "b" (y).', too_few]),
