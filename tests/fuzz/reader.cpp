@@ -1,6 +1,6 @@
 // Any bytes as a file. Two bytes choose how it is read, the rest is its content. The rows and the error must be the
 // same from a file and from a pipe, for small and large chunks, for cells read in place and through the CSV library;
-// sums must be the same for one thread and for several.
+// sums must be the same for one thread and for several, and groups and their origins for small and large chunks too.
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -9,12 +9,15 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "fuzz/target.h"
+#include "pass/files.h"
+#include "pass/levelsearch.h"
 #include "pass/reduce.h"
 #include "support/statistics.h"
 #include "table/bytesource.h"
@@ -109,6 +112,52 @@ std::string Summed(const std::string& path, const table::Format& format, unsigne
   }
 }
 
+struct Groups {
+  std::string found;  // the groups and their origins, or the fault
+  std::string sums;
+
+  bool operator==(const Groups&) const = default;
+};
+
+/// By the last column, of the numeric ones; where these are many, the first is a weight.
+Groups Grouped(const std::string& path, const table::Format& format, unsigned int threads,
+               unsigned int chunkRows) {
+  try {
+    const pass::Files files({path});
+    const std::unique_ptr<table::Input> input = files.Open(format);
+    pass::Columns columns;
+    columns.group = input->Columns().size() - 1;
+    for (std::size_t col = 0; col < *columns.group && columns.variables.size() < 6; ++col)
+      if (input->Columns()[col].kind == table::Kind::kNumeric) columns.variables.push_back(col);
+    if (columns.variables.size() > 2) columns.weight = columns.variables[0];
+    if (columns.variables.empty()) return {};
+    pass::Options options;
+    options.threads = threads;
+    options.chunkRows = chunkRows;
+    options.levelOrigins = true;
+    const pass::Levels levels = pass::FindLevels(files, format, columns, options, 1'000).levels;
+    if (levels.Size() == 0) return {};
+    const auto result = pass::Reduce<vexa::DiscIndividualMatrix, vexa::DataBatchByGroup>(
+        *input, columns, options,
+        [&] {
+          return std::make_unique<vexa::DiscIndividualMatrix>(static_cast<int>(levels.Size()),
+                                                              static_cast<int>(columns.variables.size()));
+        },
+        &levels);
+    pass::Levels given = levels;
+    given.SetOrigins({});
+    Expect(pass::FindOrigins(files, format, columns, options, given), "not stopped");
+    Expect(BytesOf(given.Origins()) == BytesOf(levels.Origins()),
+           "origins of found levels and of given ones");
+    Groups groups{.found = BytesOf(result.origin), .sums = BytesOf(Statistics(*result.sums))};
+    for (unsigned int level = 0; level < levels.Size(); ++level)
+      groups.found += levels.Label(level) + ' ' + std::to_string(result.tally.groupRows[level]) + '\n';
+    return groups;
+  } catch (const table::InputError& error) {
+    return {.found = error.what(), .sums = ""};
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -137,5 +186,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   if ((data[1] & 192) == 192)
     Expect(Summed(file.Path(), format, 1) == Summed(file.Path(), format, 3), "one thread and three");
+  if ((data[1] & 192) == 128) {
+    const Groups groups = Grouped(file.Path(), format, 1, 2);
+    Expect(groups == Grouped(file.Path(), format, 3, 2), "groups on one thread and on three");
+    Expect(groups.found == Grouped(file.Path(), format, 2, 40).found, "groups in chunks of any size");
+  }
   return 0;
 }
