@@ -71,8 +71,10 @@ TEST(Levels, GivenAsAListAreHeldAgainstTheColumn) {
 TEST(Levels, HaveOriginsByTheirFirstRowsHoweverTheInputIsCut) {
   std::string text = "x,g,w\n";
   for (int row = 0; row < 2'000; ++row) {
-    text += fmt::format("{},g{},{}\n", row % 400 == 12 ? 1e20 : 1'000'000 * (row / 400) + row % 400,
-                        row / 400, row % 400 < 12 ? 0 : 1);
+    const int level = row / 400;
+    const int behind = row % 400;
+    text +=
+        fmt::format("{},g{},{}\n", behind == 12 ? 1e20 : 1e6 * level + behind, level, behind < 12 ? 0 : 1);
   }
   const TempFile file(text + "oops,g0,1\n");
   const pass::Files files({file.Path()});
