@@ -338,22 +338,36 @@ inline void PairsOf(const Pairs& job, PairSums* results, double* scratch) {
   }
 }
 
+/// The presence bits of kWordRows rows.
+inline std::uint64_t PresenceWord(const double* x, Vector code) {
+#if VEXA_ENGINE_LANES == 8
+  constexpr int kNotEqualOrUnordered = 4;
+  constexpr int kQuietAndRoundAsSet = 4;
+  std::uint64_t bits = 0;
+  for (std::size_t k = 0; k < kWordRows; k += kLanes) {
+    const std::uint64_t some =
+        __builtin_ia32_cmppd512_mask(Load(x + k), code, kNotEqualOrUnordered, 0xff, kQuietAndRoundAsSet);
+    bits |= some << k;
+  }
+  return bits;
+#else
+  Mask any{};
+  for (std::size_t k = 0; k < kWordRows; k += kLanes) any |= Load(x + k) == code;
+  if (!Any(any)) return ~std::uint64_t{0};
+  std::uint64_t bits = 0;
+  for (std::size_t k = 0; k < kWordRows; ++k) bits |= static_cast<std::uint64_t>(x[k] != code[0]) << k;
+  return bits;
+#endif
+}
+
 inline void Presence(const double* x, std::size_t rows, double missing, std::uint64_t* present) {
   const Vector code = Broadcast(missing);
-  for (std::size_t row = 0; row < rows; row += kWordRows) {
-    const std::size_t count = rows - row < kWordRows ? rows - row : kWordRows;
-    if (count == kWordRows) {
-      Mask any{};
-      for (std::size_t k = 0; k < kWordRows; k += kLanes) any |= Load(x + row + k) == code;
-      if (!Any(any)) {
-        present[row / kWordRows] = ~std::uint64_t{0};
-        continue;
-      }
-    }
-    std::uint64_t bits = 0;
-    for (std::size_t k = 0; k < count; ++k) bits |= static_cast<std::uint64_t>(x[row + k] != missing) << k;
-    present[row / kWordRows] = bits;
-  }
+  std::size_t row = 0;
+  for (; row + kWordRows <= rows; row += kWordRows) present[row / kWordRows] = PresenceWord(x + row, code);
+  if (row == rows) return;
+  std::uint64_t bits = 0;
+  for (std::size_t k = row; k < rows; ++k) bits |= static_cast<std::uint64_t>(x[k] != missing) << (k - row);
+  present[row / kWordRows] = bits;
 }
 
 }  // namespace VEXA_ENGINE_LEVEL
