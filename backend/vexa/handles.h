@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -32,36 +31,54 @@ Handle* MakeHandle() {
   return new (handle) Handle(new (handle + 1) Record);
 }
 
-/// Handles that no block owns yet: they are destroyed when an allocation after theirs throws.
-template <class Handle>
-using NewHandles = std::vector<std::unique_ptr<Handle>>;
-
-/// Handles of no rows; none when the count is not positive.
-template <class Handle>
-NewHandles<Handle> MakeHandles(int count) {
-  NewHandles<Handle> made;
-  if (count > 0) made.reserve(static_cast<std::size_t>(count));
-  for (int k = 0; k < count; ++k) made.emplace_back(MakeHandle<Handle>());
-  return made;
-}
-
-template <class Handle>
-NewHandles<Handle> CopyHandles(const std::vector<Handle*>& handles) {
-  NewHandles<Handle> made = MakeHandles<Handle>(static_cast<int>(handles.size()));
-  for (std::size_t k = 0; k < handles.size(); ++k) *made[k]->Data() = *handles[k]->Data();
-  return made;
-}
-
-/// Hands new handles over to a list that has room for them.
-template <class Handle>
-void Append(NewHandles<Handle>& made, std::vector<Handle*>& handles) {
-  for (auto& handle : made) handles.push_back(handle.release());
-}
-
 template <class Handle>
 void DestroyHandles(std::vector<Handle*>& handles) {
   for (Handle* handle : handles) delete handle;
   handles.clear();
+}
+
+/// Handles of no rows that no block owns yet: they are destroyed when an allocation after theirs throws.
+template <class Handle>
+class NewHandles {
+ public:
+  /// None when the count is not positive.
+  explicit NewHandles(int count) {
+    if (count > 0) _handles.reserve(static_cast<std::size_t>(count));
+    try {
+      for (int k = 0; k < count; ++k) _handles.push_back(MakeHandle<Handle>());
+    } catch (...) {
+      DestroyHandles(_handles);
+      throw;
+    }
+  }
+  ~NewHandles() { DestroyHandles(_handles); }
+  NewHandles(const NewHandles&) = delete;
+  NewHandles& operator=(const NewHandles&) = delete;
+
+  std::size_t Count() const { return _handles.size(); }
+  Handle& operator[](std::size_t k) { return *_handles[k]; }
+
+  /// So that handing these over to the list throws nothing.
+  void MakeRoomIn(std::vector<Handle*>& handles) const {
+    if (!handles.empty()) handles.reserve(handles.size() + _handles.size());
+  }
+  void AppendTo(std::vector<Handle*>& handles) {
+    if (handles.empty()) {
+      handles.swap(_handles);
+    } else {
+      handles.insert(handles.end(), _handles.begin(), _handles.end());
+      _handles.clear();
+    }
+  }
+
+ private:
+  std::vector<Handle*> _handles;
+};
+
+/// Copies of the handles' records behind new handles.
+template <class Handle>
+void CopyRecords(const std::vector<Handle*>& from, NewHandles<Handle>& to) {
+  for (std::size_t k = 0; k < from.size(); ++k) *to[k].Data() = *from[k]->Data();
 }
 
 }  // namespace vexa

@@ -12,13 +12,13 @@ namespace vexa {
 /// Appends records to a state and makes the work area fit the batch. When memory runs out nothing has changed.
 template <class Data>
 void AppendRecords(Data& state, int variables, int pairs, DataBatch& batch) {
-  auto varStats = MakeHandles<VarStat>(variables);
-  auto xp = MakeHandles<PairStat>(pairs);
-  state._varStats.reserve(state._varStats.size() + varStats.size());
-  state._xp.reserve(state._xp.size() + xp.size());
-  ReserveRows(state._workArea, batch, varStats.size());
-  Append(varStats, state._varStats);
-  Append(xp, state._xp);
+  NewHandles<VarStat> varStats(variables);
+  NewHandles<PairStat> xp(pairs);
+  varStats.MakeRoomIn(state._varStats);
+  xp.MakeRoomIn(state._xp);
+  ReserveRows(state._workArea, batch, varStats.Count());
+  varStats.AppendTo(state._varStats);
+  xp.AppendTo(state._xp);
 }
 
 template <class Data>
@@ -38,15 +38,15 @@ void AddWeights(Data& state, DataBatch& batch) {
 /// Makes one state a deep copy of another one, whatever it held.
 template <class Data>
 void CopyState(Data& state, const Data& d) {
-  auto varStats = CopyHandles(d._varStats);
-  auto xp = CopyHandles(d._xp);
+  NewHandles<VarStat> varStats(static_cast<int>(d._varStats.size()));
+  NewHandles<PairStat> xp(static_cast<int>(d._xp.size()));
+  CopyRecords(d._varStats, varStats);
+  CopyRecords(d._xp, xp);
   WorkArea workArea = d._workArea;
-  state._varStats.reserve(varStats.size());
-  state._xp.reserve(xp.size());
 
   DeleteRecords(state);
-  Append(varStats, state._varStats);
-  Append(xp, state._xp);
+  varStats.AppendTo(state._varStats);
+  xp.AppendTo(state._xp);
   std::swap(state._workArea, workArea);
   state._weightSum = d._weightSum;
   state._regWeightSum = d._regWeightSum;
