@@ -313,16 +313,21 @@ class PairBatch {
     const ColumnSummary common = SummariseClasses(Present(a.front()), Present(b.front()), same);
     MultiplyClasses(a, b, same);
 
-    const auto take = [&](Index first, Index firstAt, Index second, Index secondAt, double cscp) {
-      Take(first, second,
-           {.rows = common.rows,
-            .weightSum = common.weightSum,
-            .regWeightSum = common.regWeightSum,
-            .mean0 = _work.means[firstAt],
-            .mean1 = _work.means[secondAt],
-            .css0 = _work.squares[firstAt],
-            .css1 = _work.squares[secondAt],
-            .cscp = cscp});
+    const auto take = [&](Index first, Index firstAt, std::span<const Index> seconds, Index secondsAt,
+                          const double* cscps) {
+      _sink.TakePairs({.first = static_cast<unsigned int>(first),
+                       .seconds = seconds,
+                       .common = {.rows = common.rows,
+                                  .weightSum = common.weightSum,
+                                  .regWeightSum = common.regWeightSum,
+                                  .mean0 = _work.means[firstAt],
+                                  .mean1 = 0.0,
+                                  .css0 = _work.squares[firstAt],
+                                  .css1 = 0.0,
+                                  .cscp = 0.0},
+                       .means1 = _work.means.data() + secondsAt,
+                       .css1 = _work.squares.data() + secondsAt,
+                       .cscps = cscps});
     };
     for (Index i = 0; i < a.size(); ++i) {
       if (same) {
@@ -334,15 +339,20 @@ class PairBatch {
           own.max = _work.maxs[i];
         }
         TakeColumn(a[i], own);
-      }
-      for (Index j = 0; j < (same ? i : b.size()); ++j) {
-        if (Wanted(a[i], b[j])) {
-          take(a[i], i, b[j], offset + j, _work.cells[same ? TriangleRow(i) + j : i * b.size() + j]);
-        } else {
-          take(b[j], offset + j, a[i], i, _work.transposedCells[j * a.size() + i]);
-        }
+        take(a[i], i, a.first(i), 0, _work.cells.data() + TriangleRow(i));
+      } else {
+        take(a[i], i, b.first(Before(a[i], b)), offset, _work.cells.data() + i * b.size());
       }
     }
+    if (same || !_triangle) return;
+    for (Index j = 0; j < b.size(); ++j)
+      take(b[j], offset + j, a.first(Before(b[j], a)), 0, _work.transposedCells.data() + j * a.size());
+  }
+
+  /// How many of the second columns have a pair with the first one.
+  Index Before(Index first, std::span<const Index> seconds) const {
+    if (!_triangle) return seconds.size();
+    return static_cast<Index>(std::lower_bound(seconds.begin(), seconds.end(), first) - seconds.begin());
   }
 
   /// Writes the means of the columns of two classes, and their extremes when these are the same one, and returns what all

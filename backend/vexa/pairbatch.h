@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <span>
+
 #include "batchcolumns.h"
 
 /// The pairwise accumulators' way to the engine: one batch reduced to a summary of each column over the rows in which
@@ -31,12 +34,23 @@ struct PairSummary {
   double cscp;
 };
 
+/// Pairs of one first column with several second ones, all over the same rows.
+struct PairsOfColumn {
+  unsigned int first;
+  std::span<const std::size_t> seconds;  ///< counted from the beginning of the run
+  PairSummary common;  ///< what the pairs have in common; the rest is for each second column:
+  const double* means1;
+  const double* css1;
+  const double* cscps;
+};
+
 /// Takes the summaries, in no particular order, each once. Columns are counted from the beginning of the run, the
 /// second column of a rectangle's pair from the first of the second columns.
 class SummarySink {
  public:
   virtual void TakeColumn(unsigned int col, const ColumnSummary& summary) = 0;
   virtual void TakePair(unsigned int first, unsigned int second, const PairSummary& summary) = 0;
+  virtual void TakePairs(const PairsOfColumn& pairs) = 0;
 
  protected:
   ~SummarySink() = default;

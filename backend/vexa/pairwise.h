@@ -139,14 +139,30 @@ class PairwiseBatch {
       MergeVariable(running, RecordOf<RecordIn<Variables>>(summary));
     }
     void TakePair(unsigned int first, unsigned int second, const PairSummary& summary) override {
-      const std::size_t row = first;
-      const std::size_t pair =
-          (_pairing.triangle ? StrictTriangleRow(row) : row * _pairing.secondCount) + second;
-      MergePair(RecordAt(_batch._pairs, pair), RecordOf<RecordIn<Pairs>>(summary));
+      Merge(Row(first) + second, summary);
       ++_taken;
+    }
+    void TakePairs(const PairsOfColumn& pairs) override {
+      const std::size_t row = Row(pairs.first) - (_pairing.triangle ? 0 : _pairing.firstCount);
+      PairSummary summary = pairs.common;
+      for (std::size_t k = 0; k < pairs.seconds.size(); ++k) {
+        summary.mean1 = pairs.means1[k];
+        summary.css1 = pairs.css1[k];
+        summary.cscp = pairs.cscps[k];
+        Merge(row + pairs.seconds[k], summary);
+      }
+      _taken += static_cast<unsigned int>(pairs.seconds.size());
     }
 
    private:
+    /// The first record of a first column's pairs.
+    std::size_t Row(std::size_t first) const {
+      return _pairing.triangle ? StrictTriangleRow(first) : first * _pairing.secondCount;
+    }
+    void Merge(std::size_t pair, const PairSummary& summary) const {
+      MergePair(RecordAt(_batch._pairs, pair), RecordOf<RecordIn<Pairs>>(summary));
+    }
+
     const PairwiseBatch& _batch;
     Pairing _pairing;
     unsigned int _taken = 0;
