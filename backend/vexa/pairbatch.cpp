@@ -45,6 +45,7 @@ struct Workspace {
   std::vector<double> means;
   std::vector<double> squares;
   std::vector<Index> widths;
+  std::vector<Index> mirroredWidths;
   std::vector<double> cells;
   std::vector<double> transposedCells;
 
@@ -68,6 +69,7 @@ struct Workspace {
       means.reserve(2 * classMax);
       squares.reserve(2 * classMax);
       widths.reserve(classMax);
+      mirroredWidths.reserve(classMax);
       cells.reserve(classMax * classMax);
       transposedCells.reserve(classMax * classMax);
     }
@@ -77,6 +79,7 @@ struct Workspace {
     engine::CrossProducts products{};
     products.left.columns = classMax;
     products.right.columns = classMax;
+    products.mirrored = transposedCells.data();
     const Index scratch = std::max(kernels.pairScratch(pairs), kernels.crossProductScratch(products));
     if (!Scratch(scratch)) throw std::bad_alloc();
   }
@@ -407,36 +410,33 @@ class PairBatch {
     left.centring.squares = _work.squares.data();
     if (!_triangle) {
       Multiply(left, right, engine::Shape::kRectangle, _work.cells);
-    } else {
-      // Either class may have the later column of a pair, which is the first factor.
-      _work.transposedCells.resize(a.size() * b.size());
-      FindWidths(a, b);
-      Multiply(left, right, engine::Shape::kStaircase, _work.cells);
-      FindWidths(b, a);
-      if (_work.widths.back() != 0)
-        Multiply(right.Again(), left.Again(), engine::Shape::kStaircase, _work.transposedCells);
+      return;
     }
+    // Either class may have the later column of a pair, which is the first factor.
+    _work.transposedCells.resize(a.size() * b.size());
+    FindWidths(a, b, _work.widths);
+    FindWidths(b, a, _work.mirroredWidths);
+    Multiply(left, right, engine::Shape::kStaircase, _work.cells);
   }
 
   /// For each first column the number of second ones before it.
-  void FindWidths(std::span<const Index> first, std::span<const Index> second) {
-    _work.widths.resize(first.size());
+  static void FindWidths(std::span<const Index> first, std::span<const Index> second,
+                         std::vector<Index>& widths) {
+    widths.resize(first.size());
     Index width = 0;
     for (Index k = 0; k < first.size(); ++k) {
       while (width < second.size() && second[width] < first[k]) ++width;
-      _work.widths[k] = width;
+      widths[k] = width;
     }
   }
 
   struct Class {
     engine::Columns columns;
     engine::Centring centring;
-
-    /// When there are sums of squares already.
-    Class Again() const { return {columns, {.means = centring.means}}; }
   };
 
   void Multiply(const Class& left, const Class& right, engine::Shape shape, std::vector<double>& cells) {
+    const bool mirrored = shape == engine::Shape::kStaircase && _work.mirroredWidths.back() != 0;
     const engine::CrossProducts job{.left = left.columns,
                                     .right = right.columns,
                                     .shape = shape,
@@ -446,6 +446,8 @@ class PairBatch {
                                     .leftCentring = left.centring,
                                     .rightCentring = right.centring,
                                     .widths = _work.widths.data(),
+                                    .mirrored = mirrored ? _work.transposedCells.data() : nullptr,
+                                    .mirroredWidths = _work.mirroredWidths.data(),
                                     .present = _present};
     _kernels.crossProducts(job, Scratch(_kernels.crossProductScratch(job)));
   }

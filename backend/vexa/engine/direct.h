@@ -270,10 +270,20 @@ class DirectRun {
 };
 
 /// Enough for either way: with one factor packed it takes less.
-inline std::size_t CrossProductScratch(const CrossProducts& job) { return CrossProductRun::Scratch(job); }
+inline std::size_t CrossProductScratch(const CrossProducts& job) {
+  return CrossProductRun::Scratch(job) + (job.mirrored ? CrossProductRun::Scratch(Mirror(job)) : 0);
+}
 
 inline std::size_t CrossProductsOf(const CrossProducts& job, double* scratch) {
-  return DirectRun::Takes(job) ? DirectRun(job, scratch).Run() : CrossProductRun(job, scratch).Run();
+  if (DirectRun::Takes(job)) return DirectRun(job, scratch).Run();
+  CrossProductRun run(job, scratch);
+  if (!job.mirrored) return run.Run();
+  const CrossProducts other = Mirror(job);
+  CrossProductRun mirror(other, scratch + CrossProductRun::Scratch(job));
+  if (CrossProductRun::TakesMirrored(job)) return run.RunMirrored(mirror);
+  const std::size_t written = run.Run();
+  mirror.Run();
+  return written;
 }
 
 }  // namespace VEXA_ENGINE_LEVEL

@@ -47,7 +47,10 @@ struct CrossProducts {
   Centring leftCentring = {};  ///< of a triangle all columns
   Centring rightCentring = {};
   const std::size_t* widths = nullptr;  ///< of a staircase
-  RowBits present = nullptr;            ///< only of columns that are centred
+  /// Of a staircase also the one with both sides exchanged, Σ (w·right)·left: these are its cells, which are not counted, and widths. Null: none.
+  double* mirrored = nullptr;
+  const std::size_t* mirroredWidths = nullptr;
+  RowBits present = nullptr;  ///< only of columns that are centred
   const unsigned int* groupRows =
       nullptr;  ///< of groups of rows that lie one after the other; null: all are one group
   std::size_t groups = 1;

@@ -278,6 +278,19 @@ inline Centring Once(Centring centring, bool first) {
   return centring;
 }
 
+/// A staircase with both sides exchanged, whose columns have been met before.
+inline CrossProducts Mirror(const CrossProducts& job) {
+  CrossProducts mirror = job;
+  mirror.left = job.right;
+  mirror.right = job.left;
+  mirror.cells = job.mirrored;
+  mirror.widths = job.mirroredWidths;
+  mirror.leftCentring = Once(job.rightCentring, false);
+  mirror.rightCentring = Once(job.leftCentring, false);
+  mirror.mirrored = nullptr;
+  return mirror;
+}
+
 class CrossProductRun {
  public:
   CrossProductRun(const CrossProducts& job, double* scratch)
@@ -309,6 +322,38 @@ class CrossProductRun {
         }
       }
     }
+    return _written;
+  }
+
+  /// Whether a staircase and its mirror are narrow enough for both to have their panels in the second-level cache.
+  static bool TakesMirrored(const CrossProducts& job) {
+    return job.left.columns + job.right.columns <= kBlock;
+  }
+
+  /// The same with a mirror, whose run has a scratch of its own: every column is packed once for both.
+  std::size_t RunMirrored(CrossProductRun& mirror) {
+    const LeftBlock left(_left, 0, _job.left.columns);
+    const RightBlock right(_right, 0, _job.right.columns);
+    const LeftBlock mirrorLeft(mirror._left, 0, _job.right.columns);
+    const RightBlock mirrorRight(mirror._right, 0, _job.left.columns);
+    for (std::size_t row = 0; row < _job.left.rows; row += _chunkRows) {
+      const std::size_t rows = Min(_chunkRows, _job.left.rows - row);
+      for (std::size_t col = 0; col < _job.left.columns; col += kLanes) {
+        PackRows({_job.left, col, _job.leftCentring, _job.weights, _job.present, mirrorRight.Place(col),
+                  left.Place(col)},
+                 row, rows);
+      }
+      for (std::size_t col = 0; col < _job.right.columns; col += kLanes) {
+        PackRows({_job.right, col, _job.rightCentring, _job.weights, _job.present, right.Place(col),
+                  mirrorLeft.Place(col)},
+                 row, rows);
+      }
+      const std::size_t counting = CountRows(_job.present, row, rows);
+      Multiply(left, right, 0, counting, {_sums, _sumStep, row == 0}, 0);
+      mirror.Multiply(mirrorLeft, mirrorRight, 0, counting, {mirror._sums, mirror._sumStep, row == 0}, 0);
+    }
+    Write(left, right, 0, 1);
+    mirror.Write(mirrorLeft, mirrorRight, 0, 1);
     return _written;
   }
 
