@@ -83,9 +83,10 @@ void MultiplyColumns(const Factors& factors, const double* lanes, std::size_t ro
         if (v > 0 || m < kApart) sum[m][v] += Broadcast(column[m][at[v]]) * x[v];
       }
     }
-    for (std::size_t k = 0; k < kShared; ++k)
+    for (std::size_t k = 0; k < kShared; ++k) {
       shared[k] += Halves(column[kApart + 2 * k][row], column[kApart + 2 * k + 1][row], AllLanes{}) *
                    UpperHalves(x[0], x[0], AllLanes{});
+    }
     lanes += kTileLanes;
   }
   for (std::size_t k = 0; k < kShared; ++k) {
