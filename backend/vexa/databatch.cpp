@@ -16,6 +16,9 @@ constexpr unsigned int kFewColumns = 32;
 /// Of so many columns the first-level cache holds three lines each, and the address translation a page each.
 constexpr unsigned int kManyColumns = 96;
 
+/// Of larger batches than these neither cache nor address translation hold anything until the next row.
+constexpr std::size_t kCachedCells = (4 << 20) / sizeof(double);
+
 /// Writes a row's values to its cells, from the first column to the last, or with kStep −1 and a negative stride from
 /// the last to the first. Returns the cell where the next one would lie.
 template <int kStep>
@@ -48,7 +51,7 @@ inline double* WriteValues(const double* row, std::size_t nColumns, double* cell
   if (phase == 0) {
     for (std::size_t col = 0; col < nColumns; ++col) __builtin_prefetch(cell + col * stride, 1);
   }
-  if (phase % 2 == 0) return WriteValues<1>(row, nColumns, cell, down);
+  if (phase % 2 == 0 || nColumns * stride > kCachedCells) return WriteValues<1>(row, nColumns, cell, down);
   // Back again, because what the last row wrote last is what the caches still hold of its lines and pages.
   double* const end = cell + nColumns * stride;
   WriteValues<-1>(row + nColumns - 1, nColumns, end - stride, -down);

@@ -73,7 +73,8 @@ void DataBatchByGroup::SortByGroup() {
   assert(_pGroup!=0);
   std::vector<unsigned int> next(_maxGroup);
   // The rows in their new order, so that the columns are written from end to end: row by row in the old one, every value
-  // would go to another page than the one before it.
+  // would go to another page than the one before it. These four bytes a row are few beside its values, which are here
+  // twice.
   std::unique_ptr<unsigned int[]> order(new unsigned int[_nRows]);
   unsigned int position = 0;
   for (unsigned int group = 0; group < _maxGroup; ++group) {
@@ -91,7 +92,7 @@ void DataBatchByGroup::SortByGroup() {
   }
   const auto rowAt = [this, &order](unsigned int row) { return _rows + order[row] * _nColumns; };
   unsigned int row = 0;
-  for (; row + kLineRows <= _nRows; row += kLineRows) {
+  for (; _nRows - row >= kLineRows; row += kLineRows) {
     const double* rows[kLineRows];
     for (unsigned int k = 0; k < kLineRows; ++k) rows[k] = rowAt(row + k);
     WriteLines(rows, _nColumns, _columns + row, _maxRows);

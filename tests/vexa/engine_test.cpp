@@ -46,7 +46,10 @@ Values AllStatistics(const Rows& rows) {
   };
   take(vexa::MatrixListwise(), FilledBatch(rows, spare));
   take(vexa::SMatrixListwise(columns / 2, columns), FilledBatch(rows, spare));
-  if (columns > 1) take(vexa::NSMatrixListwise(0, (columns + 2) / 3, columns), FilledBatch(rows, spare));
+  for (const int middle : {(columns + 2) / 3, 5, columns - 5}) {
+    if (middle > 0 && middle < columns)
+      take(vexa::NSMatrixListwise(0, middle, columns), FilledBatch(rows, spare));
+  }
   take(vexa::DiscriminantMatrix(kGroups, columns), FilledBatch(rows, spare));
   take(vexa::DiscIndividualMatrix(kGroups, columns), FilledGroupedBatch(rows, kGroups - 1, spare));
   return all;
@@ -92,6 +95,9 @@ TEST(Engine, BlocksOfColumnsGiveThePlainBits) {
   for (const std::size_t columns : Sizes{95, 97, 192, 263, 264, 265, 272, 527, 528, 529, 793}) {
     ExpectPlainBits(MakeRows(random, Shape(columns < 200 ? 260 : 27, columns, columns % 2 == 0)));
   }
+  // Blocks of rows as well.
+  ExpectPlainBits(MakeRows(random, Shape(257, 265, true)));
+  ExpectPlainBits(MakeRows(random, Shape(129, 529, true)));
 }
 
 // The leading run of equal values is summed apart from the rest of a column, so where it ends matters.

@@ -146,9 +146,13 @@ class DirectRun {
   /// Whether the columns are left as they are multiplied, and there are enough of them to be worth it. Where a broadcast takes
   /// an instruction of its own, addresses in as many columns as a tile has rows are too many instructions.
   static bool Takes(const CrossProducts& job) {
-    return kLanes == 8 && (IsTriangle(job.shape) || job.shape == Shape::kRectangle) && !job.present &&
-           job.groups == 1 && Stays(job.leftCentring) && Stays(job.rightCentring) &&
-           MoreColumns(job) > kFewColumns;
+    return kLanes == 8 && (IsTriangle(job.shape) || (job.shape == Shape::kRectangle && Fits(job))) &&
+           job.left.rows > 0 && !job.present && job.groups == 1 && Stays(job.leftCentring) &&
+           Stays(job.rightCentring) && MoreColumns(job) > kFewColumns;
+  }
+  /// The lanes are the left columns, the rows of tiles the right ones.
+  static std::size_t Scratch(const CrossProducts& job) {
+    return LaneCount(job) * (kChunkRows + RoundUp(Min(job.right.columns, kBlock), kTileRows));
   }
   /// Returns the number of cells written.
   std::size_t Run() {
@@ -174,6 +178,22 @@ class DirectRun {
   static constexpr std::size_t kSomeChunkRows = 96;
   static_assert(kSomeChunkRows % kLanes == 0 && kSomeChunkRows <= kChunkRows);
 
+  /// Columns as rows of tiles, of which the last one may be half or a quarter of one.
+  static std::size_t TileRows(std::size_t columns) {
+    const std::size_t last = columns % kTileRows;
+    const std::size_t whole = columns - last;
+    if (last == 0) return whole;
+    return whole + (last <= kTileRows / 4   ? kTileRows / 4
+                    : last <= kTileRows / 2 ? kTileRows / 2
+                                            : kTileRows);
+  }
+  /// Whether a rectangle's left columns fill vectors of lanes nearly as well as its right ones, which are the lanes where both
+  /// are packed.
+  static bool Fits(const CrossProducts& job) {
+    const std::size_t left = job.left.columns;
+    const std::size_t right = job.right.columns;
+    return 20 * RoundUp(left, kLanes) * TileRows(right) <= 21 * TileRows(left) * RoundUp(right, kLanes);
+  }
   static bool Stays(const Centring& centring) { return !centring.means || centring.kept; }
   static std::size_t LaneCount(const CrossProducts& job) {
     return RoundUp(Min(job.left.columns, kBlock), kTileLanes);
@@ -270,9 +290,12 @@ class DirectRun {
   std::size_t _written = 0;
 };
 
-/// Enough for either way: with one factor packed it takes less.
+/// Enough for either way.
 inline std::size_t CrossProductScratch(const CrossProducts& job) {
-  return CrossProductRun::Scratch(job) + (job.mirrored ? CrossProductRun::Scratch(Mirror(job)) : 0);
+  const std::size_t packed =
+      CrossProductRun::Scratch(job) + (job.mirrored ? CrossProductRun::Scratch(Mirror(job)) : 0);
+  const std::size_t direct = DirectRun::Scratch(job);
+  return packed < direct ? direct : packed;
 }
 
 inline std::size_t CrossProductsOf(const CrossProducts& job, double* scratch) {
