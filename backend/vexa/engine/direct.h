@@ -9,6 +9,9 @@
 namespace vexa::engine {
 namespace VEXA_ENGINE_LEVEL {
 
+#if VEXA_ENGINE_LANES == 8
+// Elsewhere a broadcast takes an instruction of its own, and addresses in as many columns as a tile has rows take more.
+
 /// Lanes that hold a in the lower half and b in the upper one.
 template <std::size_t... kLane>
 inline Vector Halves(double a, double b, Lanes<kLane...> /*lanes*/) {
@@ -113,18 +116,23 @@ inline void MultiplyColumns(std::size_t vectors, const Factors& factors, const d
   }
 }
 
-/// Some columns of a run, and where each of them is. Behind the last one comes that one again, until a tile is full.
+/// Some columns of a run, in vectors of which the first one is not full: so many places in it come before the first column.
+/// In a triangle the first columns have the fewest cells.
 class Section {
  public:
   Section(const Columns& run, std::size_t first)
       : _run(run), _first(first), _columns(Min(kBlock, run.columns - first)) {
-    for (std::size_t k = 0; k < kBlock; ++k) _places[k] = run.Column(first + Min(k, _columns - 1));
+    for (std::size_t k = 0; k < Places(); ++k)
+      _places[k] = run.Column(first + (k < Before() ? 0 : k - Before()));
   }
 
   const Columns& Run() const { return _run; }
   std::size_t First() const { return _first; }
   std::size_t Count() const { return _columns; }
-  const double* const* Places(std::size_t col) const { return _places + col; }
+  std::size_t Places() const { return RoundUp(_columns, kLanes); }
+  std::size_t Before() const { return Places() - _columns; }
+  /// Where the columns from a place on are.
+  const double* const* At(std::size_t place) const { return _places + place; }
 
  private:
   const Columns& _run;
@@ -143,21 +151,24 @@ class DirectRun {
         _lanes(scratch),
         _sums(_lanes + LaneCount(job) * kChunkRows) {}
 
-  /// Whether the columns are left as they are multiplied, and there are enough of them to be worth it. Where a broadcast takes
-  /// an instruction of its own, addresses in as many columns as a tile has rows are too many instructions.
+  /// Whether the columns are left as they are multiplied, and there are enough of them to be worth it.
   static bool Takes(const CrossProducts& job) {
-    return kLanes == 8 && (IsTriangle(job.shape) || (job.shape == Shape::kRectangle && Fits(job))) &&
-           job.left.rows > 0 && !job.present && job.groups == 1 && Stays(job.leftCentring) &&
-           Stays(job.rightCentring) && MoreColumns(job) > kFewColumns;
+    return (IsTriangle(job.shape) || (job.shape == Shape::kRectangle && Fits(job))) && job.left.rows > 0 &&
+           !job.present && job.groups == 1 && Stays(job.leftCentring) && Stays(job.rightCentring) &&
+           MoreColumns(job) > kFewColumns;
   }
   /// The lanes are the left columns, the rows of tiles the right ones.
   static std::size_t Scratch(const CrossProducts& job) {
     return LaneCount(job) * (kChunkRows + RoundUp(Min(job.right.columns, kBlock), kTileRows));
   }
+
   /// Returns the number of cells written.
   std::size_t Run() {
     for (std::size_t left = 0; left < _job.left.columns; left += kBlock) {
       const Section lanes(_job.left, left);
+      // Nothing is made of what these lanes hold, but it should not be numbers that are slow.
+      for (std::size_t row = 0; row < _chunkRows; ++row)
+        Store(Panel(0) + row * kTileLanes + Lead(lanes), Vector{});
       const std::size_t end = IsTriangle(_job.shape) ? left + lanes.Count() : _job.right.columns;
       for (std::size_t right = 0; right < end; right += kBlock) {
         const Section factors(_job.right, right);
@@ -177,8 +188,10 @@ class DirectRun {
   static constexpr std::size_t kSomeColumns = 48;
   static constexpr std::size_t kSomeChunkRows = 96;
   static_assert(kSomeChunkRows % kLanes == 0 && kSomeChunkRows <= kChunkRows);
+  // A vector on the diagonal has as many lanes as the tile has rows.
+  static_assert(kTileRows == kLanes);
 
-  /// Columns as rows of tiles, of which the last one may be half or a quarter of one.
+  /// Columns as rows of tiles, of which the first one may be half or a quarter of one.
   static std::size_t TileRows(std::size_t columns) {
     const std::size_t last = columns % kTileRows;
     const std::size_t whole = columns - last;
@@ -198,29 +211,37 @@ class DirectRun {
   static std::size_t LaneCount(const CrossProducts& job) {
     return RoundUp(Min(job.left.columns, kBlock), kTileLanes);
   }
-  /// Of the panels the first one is not full, because the first columns of a triangle have the fewest cells: so many of its
-  /// lanes come before them.
+  /// Of the panels too the first one is not full.
   static std::size_t Lead(const Section& lanes) {
-    return RoundUp(lanes.Count(), kTileLanes) - RoundUp(lanes.Count(), kLanes);
+    return RoundUp(lanes.Count(), kTileLanes) - lanes.Places();
   }
   double* Panel(std::size_t panel) const { return _lanes + panel * kChunkRows; }
 
   void Pack(const Section& lanes, const Section& factors, std::size_t row, std::size_t rows) const {
     const Centring leftCentring = Once(_job.leftCentring, factors.First() == 0);
-    for (std::size_t k = 0; k < lanes.Count(); k += kLanes) {
-      const std::size_t within = (Lead(lanes) + k) % kTileLanes;
-      double* to = Panel(Lead(lanes) + k - within) + within;
-      PackDirectly({lanes.Run(), lanes.First() + k, leftCentring, _job.weights, nullptr, nullptr, to}, row,
-                   rows);
-    }
+    PackSection(lanes, row, rows, [&](const Columns& run, std::size_t col, std::size_t place) {
+      const std::size_t lane = Lead(lanes) + place;
+      double* to = Panel(lane / kTileLanes * kTileLanes) + lane % kTileLanes;
+      return Packing{run, col, leftCentring, _job.weights, nullptr, nullptr, to};
+    });
     // The columns of a triangle have been left lanes before, or are now.
     if (IsTriangle(_job.shape) || lanes.First() != 0) return;
     if (!_job.rightCentring.means && !_job.rightCentring.squares) return;
-    for (std::size_t k = 0; k < factors.Count(); k += kLanes) {
-      PackDirectly(
-          {factors.Run(), factors.First() + k, _job.rightCentring, _job.weights, nullptr, nullptr, nullptr},
-          row, rows);
-    }
+    PackSection(factors, row, rows, [&](const Columns& run, std::size_t col, std::size_t /*place*/) {
+      return Packing{run, col, _job.rightCentring, _job.weights, nullptr, nullptr, nullptr};
+    });
+  }
+
+  /// Packs the columns vector by vector. What the first one, stored from its first column on, has behind its last one goes
+  /// where the next vector follows, or where no lane is in use.
+  template <class MakePacking>
+  static void PackSection(const Section& section, std::size_t row, std::size_t rows, MakePacking packing) {
+    const std::size_t first = kLanes - section.Before();
+    Columns head = section.Run();
+    head.columns = section.First() + first;
+    PackDirectly(packing(head, section.First(), section.Before()), row, rows);
+    for (std::size_t k = first; k < section.Count(); k += kLanes)
+      PackDirectly(packing(section.Run(), section.First() + k, section.Before() + k), row, rows);
   }
 
   static void PackDirectly(const Packing& packing, std::size_t row, std::size_t rows) {
@@ -232,39 +253,42 @@ class DirectRun {
   }
 
   void Multiply(const Section& lanes, const Section& factors, std::size_t row, std::size_t rows) const {
-    const bool diagonal = IsTriangle(_job.shape) && lanes.First() == factors.First();
+    const bool onDiagonal = IsTriangle(_job.shape) && lanes.First() == factors.First();
     const std::size_t begin = Lead(lanes);
-    const std::size_t end = RoundUp(begin + lanes.Count(), kLanes);
+    const std::size_t end = begin + lanes.Places();
     const std::size_t nextRow = row + rows < _job.left.rows ? row + rows : row;
     for (std::size_t panel = 0; panel < end; panel += kTileLanes) {
-      for (std::size_t m = 0; m < factors.Count(); m += kTileRows) {
+      for (std::size_t place = 0; place < factors.Places(); place += kTileRows) {
         std::size_t lane = panel < begin ? begin : panel;
-        const bool meets = diagonal && begin + m >= lane;
-        if (meets) lane = (begin + m) / kLanes * kLanes;
+        const bool diagonal = onDiagonal && begin + place >= lane;
+        if (diagonal) lane = begin + place;
         if (lane >= panel + kTileLanes) break;
-        Factors from{factors.Places(m), row, factors.Places(m), row};
+        // Of the first tile only the last columns may be there.
+        const std::size_t unused = place != 0 ? 0 : factors.Before() / (kTileRows / 4) * (kTileRows / 4);
+        const std::size_t skipped = unused == kTileRows / 4 ? 0 : unused;
+        const double* const* columns = factors.At(place + skipped);
+        Factors from{columns, row, factors.At(place), row};
         if (panel + kTileLanes >= end) {
           from.fetchedRow = nextRow;
-        } else if (panel == 0 && !diagonal && m < lanes.Count()) {
-          from.fetched = lanes.Places(m);
+        } else if (panel == 0 && !onDiagonal && place < lanes.Places()) {
+          from.fetched = lanes.At(place);
           from.fetchedRow = nextRow;
         }
-        MultiplySome(factors.Count() - m, meets, (Min(panel + kTileLanes, end) - lane) / kLanes, from,
-                     Panel(panel) + (lane - panel), rows, {_sums + m * _sumStep + lane, _sumStep, row == 0});
+        const TileSums to{_sums + (place + skipped) * _sumStep + lane, _sumStep, row == 0};
+        RunTile(kTileRows - skipped, diagonal, (panel + kTileLanes - lane) / kLanes, from,
+                Panel(panel) + (lane - panel), rows, to);
       }
     }
   }
 
-  static void MultiplySome(std::size_t columns, bool diagonal, std::size_t vectors, const Factors& from,
-                           const double* lanes, std::size_t rows, const TileSums& to) {
-    // A vector on the diagonal has as many lanes as the tile has rows.
-    constexpr bool kSquare = kTileRows == kLanes;
-    if (columns <= kTileRows / 4) {
+  static void RunTile(std::size_t tileRows, bool diagonal, std::size_t vectors, const Factors& from,
+                      const double* lanes, std::size_t rows, const TileSums& to) {
+    if (tileRows == kTileRows / 4) {
       MultiplyColumns<kTileRows / 4, false>(vectors, from, lanes, rows, to);
-    } else if (columns <= kTileRows / 2) {
+    } else if (tileRows == kTileRows / 2) {
       MultiplyColumns<kTileRows / 2, false>(vectors, from, lanes, rows, to);
-    } else if (kSquare && diagonal) {
-      MultiplyColumns<kTileRows, kSquare>(vectors, from, lanes, rows, to);
+    } else if (diagonal) {
+      MultiplyColumns<kTileRows, true>(vectors, from, lanes, rows, to);
     } else {
       MultiplyColumns<kTileRows, false>(vectors, from, lanes, rows, to);
     }
@@ -275,7 +299,7 @@ class DirectRun {
       double* cells = _to.Row(lanes.First() + k) + factors.First() * _job.cellStride;
       const std::size_t end = Min(_to.Width(lanes.First() + k), factors.First() + factors.Count());
       const std::size_t count = end > factors.First() ? end - factors.First() : 0;
-      const double* sums = _sums + Lead(lanes) + k;
+      const double* sums = _sums + factors.Before() * _sumStep + Lead(lanes) + lanes.Before() + k;
       for (std::size_t cell = 0; cell < count; ++cell) cells[cell * _job.cellStride] = sums[cell * _sumStep];
       _written += count;
     }
@@ -297,9 +321,16 @@ inline std::size_t CrossProductScratch(const CrossProducts& job) {
   const std::size_t direct = DirectRun::Scratch(job);
   return packed < direct ? direct : packed;
 }
+#else
+inline std::size_t CrossProductScratch(const CrossProducts& job) {
+  return CrossProductRun::Scratch(job) + (job.mirrored ? CrossProductRun::Scratch(Mirror(job)) : 0);
+}
+#endif
 
 inline std::size_t CrossProductsOf(const CrossProducts& job, double* scratch) {
+#if VEXA_ENGINE_LANES == 8
   if (DirectRun::Takes(job)) return DirectRun(job, scratch).Run();
+#endif
   CrossProductRun run(job, scratch);
   if (!job.mirrored) return run.Run();
   const CrossProducts other = Mirror(job);
