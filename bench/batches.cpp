@@ -51,7 +51,12 @@ void HandRows(const Rows& rows, double& weight, double& regWeight, unsigned int&
   const unsigned int* const groups = any(rows.groups);
   const std::size_t columns = rows.shape.columns;
   const double* values = rows.values.data();
-  for (std::size_t row = 0; row < rows.shape.rows; ++row, values += columns) {
+  const double* const end = values + rows.shape.rows * columns;
+  if (!weights && !regWeights && !groups) {
+    for (; values != end; values += columns) add(values);
+    return;
+  }
+  for (std::size_t row = 0; values != end; ++row, values += columns) {
     if (weights) weight = weights[row];
     if (regWeights) regWeight = regWeights[row];
     if (groups) group = groups[row];
@@ -91,7 +96,12 @@ Batch::Batch(const Rows& rows, unsigned int capacity)
       _batch(rows.shape.columns, capacity, IfAny(_weight, rows.weights), IfAny(_regWeight, rows.regWeights),
              IfAny(_group, rows.groups)) {
   Fill();
-  _columns.assign(_batch.Column(0), _batch.Column(_batch.NColumns() - 1) + _batch.NRows());
+  // From the rows, not out of the batch: one that has been asked for its columns fills more slowly.
+  _columns.resize(std::size_t{_batch.NColumns() - 1} * _batch.MaxRows() + _batch.NRows());
+  for (unsigned int row = 0; row < rows.shape.rows; ++row) {
+    for (unsigned int col = 0; col < rows.shape.columns; ++col)
+      _columns[std::size_t{col} * _batch.MaxRows() + row] = rows.Row(row)[col];
+  }
   if (_batch.Weights()) _weights.assign(_batch.Weights(), _batch.Weights() + _batch.NRows());
 }
 

@@ -30,6 +30,14 @@ void Fill(benchmark::State& state, const bench::Shape& shape) {
   CountBytes(state, shape);
 }
 
+void FillWatched(benchmark::State& state, const bench::Shape& shape) {
+  const bench::Rows rows(shape);
+  bench::Batch batch(rows, shape.rows);
+  benchmark::DoNotOptimize((*batch).Column(0));
+  while (state.KeepRunning()) batch.Fill();
+  CountBytes(state, shape);
+}
+
 void FillInBulk(benchmark::State& state, const bench::Shape& shape) {
   const bench::Rows rows(shape);
   bench::Batch batch(rows, shape.rows);
@@ -68,6 +76,7 @@ const bool kRegistered = [] {
       for (const unsigned int rows : {recommended, round}) {
         const bench::Shape shape{rows, columns, weighted, bench::Missing::kNone, 10};
         Register("AddRow", shape, Fill<bench::Batch>);
+        Register("AddRow, columns asked for", shape, FillWatched);
         Register("AddRows", shape, FillInBulk);
         Register("SortByGroup", shape, Fill<bench::GroupedBatch>);
         if (!weighted) Register("copy", shape, Copy);

@@ -198,11 +198,13 @@ class Filling {
   void Prepare() {}
   void Work() { _batch.Fill(); }
 
-  Values Result() {
-    Work();
+  /// Of a batch of its own, because one that has been asked for its columns fills more slowly.
+  Values Result() const {
+    BatchType batch(_rows, _rows.shape.rows);
+    batch.Fill();
     Values values;
     for (unsigned int col = 0; col < _rows.shape.columns; ++col) {
-      const double* column = (*_batch).Column(col);
+      const double* column = (*batch).Column(col);
       values.insert(values.end(), column, column + _rows.shape.rows);
     }
     return values;

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <span>
 
 #include "batchweights.h"
+#include "vexa/databatch.h"
+#include "vexa/databatchbygroup.h"
 
 /// The phases in which the listwise and discriminant accumulators reduce a batch. Every cell is a sum of its
 /// own over the rows in ascending order, so the order in which cells are visited changes no value.
@@ -27,14 +30,22 @@ struct ColumnRun {
   }
 };
 
-/// The run of `columns` columns that begins at column `first`. Every one of them is asked of the batch, so that
-/// one that it does not have stops the process.
+/// The cells of a batch with all its rows in them, without what Column() has to promise a host: that an address once given
+/// out shows every row that comes later at once.
+struct SettledColumns {
+  static double* Of(DataBatch& batch);
+  static double* Of(DataBatchByGroup& batch) { return batch.Column(0); }
+};
+
+/// The run of `columns` columns that begins at column `first`. One that the batch does not have stops the process.
 template <class Batch>
 ColumnRun RunOf(Batch& batch, unsigned int first, unsigned int columns) {
   if (columns == 0) return {nullptr, batch.MaxRows(), 0, batch.NRows()};
-  double* const base = batch.Column(first);
-  for (unsigned int col = 1; col < columns; ++col) batch.Column(first + col);
-  return {base, batch.MaxRows(), columns, batch.NRows()};
+  // Column() has the assertion, here of the first column that is lacking.
+  const unsigned int nColumns = batch.NColumns();
+  if (first >= nColumns || columns > nColumns - first) batch.Column(std::max(first, nColumns));
+  return {SettledColumns::Of(batch) + std::size_t{first} * batch.MaxRows(), batch.MaxRows(), columns,
+          batch.NRows()};
 }
 
 /// Combines and sums the weights, writes the weighted mean of each column to means, and its extremes to mins and maxs when

@@ -5,58 +5,17 @@
 #include <memory>
 
 #include "aligned.h"
-#include "transpose.h"
+#include "batchcolumns.h"
+#include "pendingrows.h"
 
 namespace vexa {
+
+using engine::kLineRows;
+
 namespace {
 
-/// So many columns are streams that a processor looks ahead for by itself.
-constexpr unsigned int kFewColumns = 32;
-
-/// Of so many columns the first-level cache holds three lines each, and the address translation a page each.
-constexpr unsigned int kManyColumns = 96;
-
-/// Of larger batches than these neither cache nor address translation hold anything until the next row.
-constexpr std::size_t kCachedCells = (4 << 20) / sizeof(double);
-
-/// Writes a row's values to its cells, from the first column to the last, or with kStep −1 and a negative stride from
-/// the last to the first. Returns the cell where the next one would lie.
-template <int kStep>
-inline double* WriteValues(const double* row, std::size_t nColumns, double* cell, std::ptrdiff_t stride) {
-  if (nColumns % 2 != 0) {
-    *cell = *row;
-    row += kStep;
-    cell += stride;
-  }
-  for (std::size_t pairs = nColumns / 2; pairs != 0; --pairs, row += 2 * kStep) {
-    *cell = row[0];
-    cell += stride;
-    *cell = row[kStep];
-    cell += stride;
-  }
-  return cell;
-}
-
-/// Writes a row of more than kFewColumns values, the `phase`th of its lines, and asks for the lines that come next.
-[[gnu::noinline]] double* WriteWideRow(const double* row, std::size_t nColumns, double* cell,
-                                       std::size_t stride, std::size_t phase) {
-  const auto down = static_cast<std::ptrdiff_t>(stride);
-  if (nColumns <= kManyColumns) {
-    // An eighth of the lines after the next, so that the requests never queue up.
-    for (std::size_t col = phase; col < nColumns; col += kLineRows)
-      __builtin_prefetch(cell + col * stride + 2 * kLineRows, 1);
-    return WriteValues<1>(row, nColumns, cell, down);
-  }
-  // What is fetched so far ahead of many columns is gone again when its turn comes.
-  if (phase == 0) {
-    for (std::size_t col = 0; col < nColumns; ++col) __builtin_prefetch(cell + col * stride, 1);
-  }
-  if (phase % 2 == 0 || nColumns * stride > kCachedCells) return WriteValues<1>(row, nColumns, cell, down);
-  // Back again, because what the last row wrote last is what the caches still hold of its lines and pages.
-  double* const end = cell + nColumns * stride;
-  WriteValues<-1>(row + nColumns - 1, nColumns, end - stride, -down);
-  return end;
-}
+/// Of a batch of fewer rows the room for pending ones would be the larger part.
+constexpr unsigned int kFewestRows = 64;
 
 }  // namespace
 
@@ -72,19 +31,25 @@ DataBatch::DataBatch(unsigned int nColumns, unsigned int nRows, const double* pW
       _maxRows(nRows),
       _nColumns(nColumns),
       _nRows(0),
-      _maxGroupSeen(0) {
+      _maxGroupSeen(0),
+      _pending(nullptr) {
   assert(0 < nColumns);
   assert(0 < nRows);
   AlignedCells columns = MakeAligned(nRows * nColumns);
   std::unique_ptr<double[]> weights(pWeight ? new double[nRows] : nullptr);
   std::unique_ptr<double[]> regWeights(pRegWeight ? new double[nRows] : nullptr);
-  _groups = pGroup ? new unsigned int[nRows] : nullptr;
+  std::unique_ptr<unsigned int[]> groups(pGroup ? new unsigned int[nRows] : nullptr);
+  const engine::Kernels* kernels = engine::ActiveForRows(nColumns);
+  if (kernels && nRows >= kFewestRows)
+    _pending = new PendingRows(*kernels, *this, pWeight || pRegWeight || pGroup ? 0 : nRows);
+  _groups = groups.release();
   _columns = columns.release();
   _weights = weights.release();
   _regWeights = regWeights.release();
 }
 
 DataBatch::~DataBatch() {
+  delete _pending;
   FreeAligned()(_columns);
   delete[] _weights;
   delete[] _regWeights;
@@ -99,6 +64,8 @@ std::uint64_t DataBatch::RowSize(unsigned int nColumns, bool withWeights, bool w
 
 // Aligned, because a row of few columns takes so few cycles that its place in the code decides 12 % of them.
 [[gnu::aligned(64)]] void DataBatch::AddRow(const double* row) {
+  if (_pending && _pending->KeepsAtOnce(_nRows)) [[likely]]
+    return _pending->Keep(row, _nRows++);
   assert(_nRows < _maxRows);
   if (_pWeight) _weights[_nRows] = *_pWeight;
   if (_pRegWeight) _regWeights[_nRows] = *_pRegWeight;
@@ -107,10 +74,12 @@ std::uint64_t DataBatch::RowSize(unsigned int nColumns, bool withWeights, bool w
     _groups[_nRows] = group;
     if (group > _maxGroupSeen) _maxGroupSeen = group;
   }
+  if (_pending) {
+    if (PendingRows::FillsLine(_nRows)) return _pending->FillLine(row, _nRows++, _columns, _maxRows);
+    return _pending->Keep(row, _nRows++);
+  }
   double* cell = _columns + _nRows;
-  cell = _nColumns <= kFewColumns
-             ? WriteValues<1>(row, _nColumns, cell, static_cast<std::ptrdiff_t>(_maxRows))
-             : WriteWideRow(row, _nColumns, cell, _maxRows, _nRows % kLineRows);
+  for (const double* value = row; value != row + _nColumns; ++value, cell += _maxRows) *cell = *value;
   assert(cell < _columns+(_nColumns+1)*_maxRows);
   ++_nRows;
 }
@@ -123,21 +92,42 @@ void DataBatch::AddRows(const double* rows, unsigned int nRows, std::size_t stri
     std::fill_n(_groups + _nRows, nRows, *_pGroup);
     if (nRows > 0) _maxGroupSeen = std::max(_maxGroupSeen, *_pGroup);
   }
+  if (_pending) _pending->Write(_nRows, _columns, _maxRows);
+  const engine::Kernels* kernels = engine::ActiveForRows(_nColumns);
   unsigned int count = 0;
   for (unsigned int done = 0; done < nRows; done += count, _nRows += count) {
     const double* from = rows + done * stride;
     double* to = _columns + _nRows;
-    count = std::min(kLineRows - _nRows % kLineRows, nRows - done);
-    if (count == kLineRows) {
+    count = nRows - done;
+    if (kernels) count = std::min(count, kLineRows - _nRows % kLineRows);
+    if (kernels && count == kLineRows) {
       const double* lineRows[kLineRows];
       for (unsigned int row = 0; row < kLineRows; ++row) lineRows[row] = from + row * stride;
-      WriteLines(lineRows, _nColumns, to, _maxRows);
+      kernels->writeLines(lineRows, _nColumns, to, _maxRows);
     } else {
       for (unsigned int col = 0; col < _nColumns; ++col, to += _maxRows) {
         for (unsigned int row = 0; row < count; ++row) to[row] = from[row * stride + col];
       }
     }
   }
+  if (_pending) _pending->Settle(_nRows);
+}
+
+void DataBatch::Clear() {
+  _nRows = 0;
+  _maxGroupSeen = 0;
+  if (_pending) _pending->Settle(0);
+}
+
+void DataBatch::ShowColumns() {
+  _pending->Write(_nRows, _columns, _maxRows);
+  delete _pending;
+  _pending = nullptr;
+}
+
+double* SettledColumns::Of(DataBatch& batch) {
+  if (batch._pending) batch._pending->Write(batch._nRows, batch._columns, batch._maxRows);
+  return batch._columns;
 }
 
 unsigned int RecommendedRows(std::uint64_t cacheSize, std::uint64_t rowSize) {

@@ -4,10 +4,12 @@
 #include <memory>
 
 #include "aligned.h"
-#include "transpose.h"
+#include "engine/engine.h"
 #include "vexa/databatch.h"
 
 namespace vexa {
+
+using engine::kLineRows;
 
 DataBatchByGroup::DataBatchByGroup(unsigned int nColumns, unsigned int nRows, const double* pWeight,
                                    const double* pRegWeight, const unsigned int* pGroup,
@@ -92,10 +94,11 @@ void DataBatchByGroup::SortByGroup() {
   }
   const auto rowAt = [this, &order](unsigned int row) { return _rows + order[row] * _nColumns; };
   unsigned int row = 0;
-  for (; _nRows - row >= kLineRows; row += kLineRows) {
+  const engine::Kernels* kernels = engine::ActiveForRows(_nColumns);
+  for (; kernels && _nRows - row >= kLineRows; row += kLineRows) {
     const double* rows[kLineRows];
     for (unsigned int k = 0; k < kLineRows; ++k) rows[k] = rowAt(row + k);
-    WriteLines(rows, _nColumns, _columns + row, _maxRows);
+    kernels->writeLines(rows, _nColumns, _columns + row, _maxRows);
   }
   for (; row < _nRows; ++row) {
     for (unsigned int col = 0; col < _nColumns; ++col) _columns[col * _maxRows + row] = rowAt(row)[col];

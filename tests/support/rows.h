@@ -32,8 +32,15 @@ class HostedBatch {
                                        rows.hasWeights ? &_weight : nullptr,
                                        rows.hasRegWeights ? &_regWeight : nullptr,
                                        rows.groups.empty() ? nullptr : &_group, maxGroup...)) {
-    for (unsigned int col = 0; col < _batch->NColumns(); ++col)
-      std::fill_n(_batch->Column(col), _batch->MaxRows(), std::numeric_limits<double>::quiet_NaN());
+    const std::vector<double> nothing(rows.columns.size(), std::numeric_limits<double>::quiet_NaN());
+    if constexpr (requires { _batch->AddRows(nothing.data(), 0, 0); }) {
+      // Not by way of its columns: a batch that has shown these takes its rows in another way.
+      _batch->AddRows(nothing.data(), _batch->MaxRows(), 0);
+      _batch->Clear();
+    } else {
+      for (unsigned int col = 0; col < _batch->NColumns(); ++col)
+        std::fill_n(_batch->Column(col), _batch->MaxRows(), nothing.front());
+    }
     Append(rows);
   }
   Batch& operator*() { return *_batch; }

@@ -4,8 +4,10 @@
 
 #include "support/bits.h"
 #include "support/rows.h"
+#include "support/statistics.h"
 #include "vexa/databatch.h"
 #include "vexa/databatchbygroup.h"
+#include "vexa/matrixlistwise.h"
 
 namespace {
 
@@ -32,12 +34,16 @@ TEST(Batch, RecommendedCapacityAvoidsCacheConflictsAndFits) {
   }
 }
 
+/// Of up to 20 columns, where every number may have a way of its own, or of more.
+unsigned int RandomWidth(Random& random, unsigned int seed) {
+  return 1 + (seed % 2 ? seed / 2 % 20 : static_cast<unsigned int>(random() % 140));
+}
+
 TEST(Batch, TakesRowsInBulkAsOneByOne) {
-  for (unsigned int seed = 0; seed < 200; ++seed) {
+  for (unsigned int seed = 0; seed < 300; ++seed) {
     SCOPED_TRACE(seed);
     Random random(seed);
-    // Narrow, wider than 32 columns and wider than 96: rows of each are written in their own way.
-    const unsigned int columns = 1 + static_cast<unsigned int>(random() % 140);
+    const unsigned int columns = RandomWidth(random, seed);
     const std::size_t stride = seed % 7 == 0 ? 0 : columns + random() % 3;
     const std::vector<std::size_t> parts = RandomSplit(random, 1 + random() % 100);
     std::vector<double> values(101 * stride + columns);
@@ -52,6 +58,9 @@ TEST(Batch, TakesRowsInBulkAsOneByOne) {
     };
     vexa::DataBatch single = make();
     vexa::DataBatch bulk = make();
+    vexa::DataBatch both = make();
+    vexa::DataBatch watched = make();
+    const double* const last = watched.Column(columns - 1);
     const double* row = values.data();
     for (const std::size_t part : parts) {
       weight = static_cast<double>(random());
@@ -59,9 +68,18 @@ TEST(Batch, TakesRowsInBulkAsOneByOne) {
       group = static_cast<unsigned int>(random());
       if (part > 0 && seed % 5) largest = std::max(largest, group);
       bulk.AddRows(row, static_cast<unsigned int>(part), stride);
-      for (std::size_t k = 0; k < part; ++k, row += stride) single.AddRow(row);
+      const bool inBulk = random() % 2 == 0;
+      if (inBulk) both.AddRows(row, static_cast<unsigned int>(part), stride);
+      for (std::size_t k = 0; k < part; ++k, row += stride) {
+        const std::vector<double> passing(row, row + columns);
+        single.AddRow(passing.data());
+        if (!inBulk) both.AddRow(passing.data());
+        watched.AddRow(passing.data());
+        ASSERT_EQ(last[watched.NRows() - 1], passing.back());
+      }
     }
-    ASSERT_TRUE(SameBits(Contents(bulk), Contents(single)));
+    const std::vector<double> contents = Contents(watched);
+    for (vexa::DataBatch* batch : {&single, &bulk, &both}) ASSERT_TRUE(SameBits(Contents(*batch), contents));
     ASSERT_EQ(bulk.MaxGroupSeen(), largest);
     ASSERT_EQ(single.MaxGroupSeen(), largest);
     if (seed % 5) {
@@ -69,6 +87,39 @@ TEST(Batch, TakesRowsInBulkAsOneByOne) {
     }
     bulk.Clear();
     ASSERT_EQ(bulk.NRows() + bulk.MaxGroupSeen(), 0U);
+  }
+}
+
+// An accumulator takes all rows so far and changes some of them; rows that come later change none of these.
+TEST(Batch, MayBeTakenBetweenAnyTwoRows) {
+  for (unsigned int seed = 0; seed < 300; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const unsigned int columns = RandomWidth(random, seed);
+    double weight = 1;
+    const double* const weights = seed % 3 ? nullptr : &weight;
+    vexa::DataBatch batch(columns, 100, weights, nullptr, nullptr);
+    vexa::DataBatch watched(columns, 100, weights, nullptr, nullptr);
+    watched.Column(0);
+    vexa::MatrixListwise sums;
+    vexa::MatrixListwise expected;
+    std::vector<double> row(columns);
+    for (int step = 0; step < 12; ++step) {
+      for (std::size_t rows = random() % 20; rows > 0 && batch.NRows() < batch.MaxRows(); --rows) {
+        weight = static_cast<double>(random() % 5);
+        for (double& value : row) value = static_cast<double>(random() % 1000);
+        batch.AddRow(row.data());
+        watched.AddRow(row.data());
+      }
+      sums += batch;
+      expected += watched;
+      ASSERT_TRUE(SameBits(Statistics(sums), Statistics(expected)));
+      if (random() % 4 == 0) {
+        batch.Clear();
+        watched.Clear();
+      }
+    }
+    ASSERT_TRUE(SameBits(Contents(batch), Contents(watched)));
   }
 }
 

@@ -73,6 +73,8 @@ const Kernels*& ActiveKernels() {
 
 const Kernels* Active() { return ActiveKernels(); }
 
+const Kernels* ActiveForRows(std::size_t columns) { return columns < kRowBlock ? nullptr : ActiveKernels(); }
+
 bool Worthwhile(const Columns& run, std::size_t rowsOfFour) {
   return run.columns >= 4 && run.rows >= 24 && (run.columns - 3) * run.rows >= rowsOfFour;
 }

@@ -114,6 +114,28 @@ struct Pairs {
 
 constexpr std::size_t kMaxPairLanes = 16;
 
+/// Values of a column in one cache line.
+constexpr unsigned int kLineRows = 64 / sizeof(double);
+
+/// Rows are copied and turned into columns in blocks of so many values. The last block of a row that is not a multiple of
+/// it holds its last values too, some of them for the second time, so that nothing outside of the row is read.
+constexpr std::size_t kRowBlock = 4;
+
+/// Doubles that the copy of a row takes.
+constexpr std::size_t KeptWidth(std::size_t columns) {
+  return (columns + kRowBlock - 1) / kRowBlock * kRowBlock;
+}
+
+/// For rows of at least kRowBlock columns that are kept until there is a line of them.
+struct RowKernels {
+  /// Copies a row to KeptWidth(columns) doubles.
+  void (*copy)(const double* row, std::size_t columns, double* to);
+  /// Writes kLineRows rows to the cells of the columns, those of the first one at `to`: copies side by side of all but the
+  /// last row, and this one as the host has it.
+  void (*writeKept)(const double* kept, const double* lastRow, std::size_t columns, double* to,
+                    std::size_t stride);
+};
+
 /// What a first column has in common with second column k of a Pairs job. Lanes behind the last second column hold
 /// nothing of meaning.
 struct alignas(64) PairSums {
@@ -147,6 +169,10 @@ struct Kernels {
 
   void (*pool)(const PooledRow& row);
 
+  RowKernels (*rowKernels)(std::size_t columns);
+  /// Writes kLineRows rows of at least kRowBlock columns to the cells of the columns, those of the first one at `to`.
+  void (*writeLines)(const double* const* rows, std::size_t columns, double* to, std::size_t stride);
+
   /// Writes the presence bits of a column: its values that do not equal `missing`.
   void (*presence)(const double* x, std::size_t rows, double missing, std::uint64_t* present);
   /// The extremes of the present values of each column; mins and maxs keep what they hold where there are none.
@@ -161,6 +187,9 @@ constexpr std::size_t kScratchAlignment = 64;
 
 /// The best kernels of this machine, or those that Force chose; null when the plain loops were chosen.
 const Kernels* Active();
+
+/// The same for what they do with rows; null too when these have so few columns that each of them is best written by itself.
+const Kernels* ActiveForRows(std::size_t columns);
 
 /// Whether a run fills enough lanes for long enough to pay for its way into them, where four columns do from so many rows
 /// on. Five need half of them, six a third.

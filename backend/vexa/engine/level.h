@@ -4,6 +4,7 @@
 
 #include "columns.h"
 #include "direct.h"
+#include "lines.h"
 #include "pairs.h"
 
 namespace vexa::engine {
@@ -20,6 +21,8 @@ constexpr Kernels AllKernels() {
       .groupSumScratch = GroupSumScratch,
       .groupSums = GroupSumsOf,
       .pool = Pool,
+      .rowKernels = RowKernelsOf,
+      .writeLines = WriteLines,
       .presence = Presence,
       .extremes = Extremes,
       .pairLanes = kPairLanes,

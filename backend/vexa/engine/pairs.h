@@ -15,8 +15,6 @@ constexpr std::size_t kPairVectors = 2;
 constexpr std::size_t kPairLanes = kPairVectors * kLanes;
 static_assert(kPairLanes <= kMaxPairLanes);
 
-constexpr std::size_t kLineRows = 64 / sizeof(double);
-
 /// Rows of a panel that stay in the first-level cache while all the first columns walk over them.
 constexpr std::size_t kPairRows = 128;
 static_assert(kPairRows % kWordRows == 0);
