@@ -9,9 +9,6 @@
 namespace vexa::engine {
 namespace VEXA_ENGINE_LEVEL {
 
-#if VEXA_ENGINE_LANES == 8
-// Elsewhere a broadcast takes an instruction of its own, and addresses in as many columns as a tile has rows take more.
-
 /// Lanes that hold a in the lower half and b in the upper one.
 template <std::size_t... kLane>
 inline Vector Halves(double a, double b, Lanes<kLane...> /*lanes*/) {
@@ -151,11 +148,13 @@ class DirectRun {
         _lanes(scratch),
         _sums(_lanes + LaneCount(job) * kChunkRows) {}
 
-  /// Whether the columns are left as they are multiplied, and there are enough of them to be worth it.
+  /// Whether the columns are left as they are multiplied, every row counts in one sum of a cell, and there are enough
+  /// columns to be worth it.
   static bool Takes(const CrossProducts& job) {
-    return (IsTriangle(job.shape) || (job.shape == Shape::kRectangle && Fits(job))) && job.left.rows > 0 &&
-           !job.present && job.groups == 1 && Stays(job.leftCentring) && Stays(job.rightCentring) &&
-           MoreColumns(job) > kFewColumns;
+    const bool shaped = IsTriangle(job.shape) || (job.shape == Shape::kRectangle && Fits(job));
+    const bool plain = job.left.rows > 0 && job.groups == 1 && !job.present && !job.mirrored;
+    const bool stays = Stays(job.leftCentring) && Stays(job.rightCentring);
+    return shaped && plain && stays && MoreColumns(job) > kFewColumns;
   }
   /// The lanes are the left columns, the rows of tiles the right ones.
   static std::size_t Scratch(const CrossProducts& job) {
@@ -184,8 +183,6 @@ class DirectRun {
   }
 
  private:
-  /// The rows of up to so many columns stay in the first-level cache if there are fewer of them.
-  static constexpr std::size_t kSomeColumns = 48;
   static constexpr std::size_t kSomeChunkRows = 96;
   static_assert(kSomeChunkRows % kLanes == 0 && kSomeChunkRows <= kChunkRows);
   // A vector on the diagonal has as many lanes as the tile has rows.
@@ -313,33 +310,6 @@ class DirectRun {
   double* _sums;
   std::size_t _written = 0;
 };
-
-/// Enough for either way.
-inline std::size_t CrossProductScratch(const CrossProducts& job) {
-  const std::size_t packed =
-      CrossProductRun::Scratch(job) + (job.mirrored ? CrossProductRun::Scratch(Mirror(job)) : 0);
-  const std::size_t direct = DirectRun::Scratch(job);
-  return packed < direct ? direct : packed;
-}
-#else
-inline std::size_t CrossProductScratch(const CrossProducts& job) {
-  return CrossProductRun::Scratch(job) + (job.mirrored ? CrossProductRun::Scratch(Mirror(job)) : 0);
-}
-#endif
-
-inline std::size_t CrossProductsOf(const CrossProducts& job, double* scratch) {
-#if VEXA_ENGINE_LANES == 8
-  if (DirectRun::Takes(job)) return DirectRun(job, scratch).Run();
-#endif
-  CrossProductRun run(job, scratch);
-  if (!job.mirrored) return run.Run();
-  const CrossProducts other = Mirror(job);
-  CrossProductRun mirror(other, scratch + CrossProductRun::Scratch(job));
-  if (CrossProductRun::TakesMirrored(job)) return run.RunMirrored(mirror);
-  const std::size_t written = run.Run();
-  mirror.Run();
-  return written;
-}
 
 }  // namespace VEXA_ENGINE_LEVEL
 }  // namespace vexa::engine

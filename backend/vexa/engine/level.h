@@ -3,7 +3,7 @@
 #pragma once
 
 #include "columns.h"
-#include "direct.h"
+#include "crossproducts.h"
 #include "lines.h"
 #include "pairs.h"
 

@@ -12,6 +12,7 @@ namespace VEXA_ENGINE_LEVEL {
 constexpr std::size_t kWordRows = 64;
 
 inline std::size_t Min(std::size_t a, std::size_t b) { return a < b ? a : b; }
+inline std::size_t Max(std::size_t a, std::size_t b) { return a < b ? b : a; }
 
 template <bool kAll>
 inline bool Counts(RowBits present, std::size_t row) {

@@ -265,10 +265,10 @@ inline void MultiplyTile(std::size_t vectors, const double* left, const double* 
 
 /// Very few columns stay in the first-level cache between packing and multiplying.
 constexpr std::size_t kFewColumns = 12;
+/// The rows of up to so many columns stay there if a chunk has fewer of them.
+constexpr std::size_t kSomeColumns = 48;
 
-inline std::size_t MoreColumns(const CrossProducts& job) {
-  return job.left.columns < job.right.columns ? job.right.columns : job.left.columns;
-}
+inline std::size_t MoreColumns(const CrossProducts& job) { return Max(job.left.columns, job.right.columns); }
 
 /// What is left to do to columns that may have been met before.
 inline Centring Once(Centring centring, bool first) {
@@ -291,9 +291,9 @@ inline CrossProducts Mirror(const CrossProducts& job) {
   return mirror;
 }
 
-class CrossProductRun {
+class PackedRun {
  public:
-  CrossProductRun(const CrossProducts& job, double* scratch)
+  PackedRun(const CrossProducts& job, double* scratch)
       : _job(job),
         _to{job},
         _sumStep(RightColumns(job)),
@@ -331,7 +331,7 @@ class CrossProductRun {
   }
 
   /// The same with a mirror, whose run has a scratch of its own: every column is packed once for both.
-  std::size_t RunMirrored(CrossProductRun& mirror) {
+  std::size_t RunMirrored(PackedRun& mirror) {
     const LeftBlock left(_left, 0, _job.left.columns);
     const RightBlock right(_right, 0, _job.right.columns);
     const LeftBlock mirrorLeft(mirror._left, 0, _job.right.columns);
@@ -365,10 +365,9 @@ class CrossProductRun {
     return RoundUp(Min(job.left.columns, kBlock), kTileRows);
   }
 
-  /// The rows of some columns stay in the first-level cache if there are fewer of them.
   static bool AreFew(const CrossProducts& job) { return MoreColumns(job) <= kFewColumns; }
   static std::size_t ChunkRows(const CrossProducts& job) {
-    return !AreFew(job) && MoreColumns(job) <= 48 ? kChunkRows / 2 : kChunkRows;
+    return !AreFew(job) && MoreColumns(job) <= kSomeColumns ? kChunkRows / 2 : kChunkRows;
   }
   static std::size_t SumsOfGroup(const CrossProducts& job) { return LeftColumns(job) * RightColumns(job); }
   static std::size_t GroupsTogether(const CrossProducts& job) {
