@@ -165,9 +165,7 @@ class DirectRun {
   std::size_t Run() {
     for (std::size_t left = 0; left < _job.left.columns; left += kBlock) {
       const Section lanes(_job.left, left);
-      // Nothing is made of what these lanes hold, but it should not be numbers that are slow.
-      for (std::size_t row = 0; row < _chunkRows; ++row)
-        Store(Panel(0) + row * kTileLanes + Lead(lanes), Vector{});
+      if (lanes.Before() != 0) Clear(lanes);
       const std::size_t end = IsTriangle(_job.shape) ? left + lanes.Count() : _job.right.columns;
       for (std::size_t right = 0; right < end; right += kBlock) {
         const Section factors(_job.right, right);
@@ -197,12 +195,12 @@ class DirectRun {
                     : last <= kTileRows / 2 ? kTileRows / 2
                                             : kTileRows);
   }
-  /// Whether a rectangle's left columns fill vectors of lanes nearly as well as its right ones, which are the lanes where both
-  /// are packed.
+  /// Whether a rectangle's left columns fill vectors of lanes as well as its right ones, which are the lanes where both are
+  /// packed. A wide rectangle gains too little by being packed less to pay for lanes without a column.
   static bool Fits(const CrossProducts& job) {
     const std::size_t left = job.left.columns;
     const std::size_t right = job.right.columns;
-    return 20 * RoundUp(left, kLanes) * TileRows(right) <= 21 * TileRows(left) * RoundUp(right, kLanes);
+    return RoundUp(left, kLanes) * TileRows(right) <= TileRows(left) * RoundUp(right, kLanes);
   }
   static bool Stays(const Centring& centring) { return !centring.means || centring.kept; }
   static std::size_t LaneCount(const CrossProducts& job) {
@@ -213,6 +211,12 @@ class DirectRun {
     return RoundUp(lanes.Count(), kTileLanes) - lanes.Places();
   }
   double* Panel(std::size_t panel) const { return _lanes + panel * kChunkRows; }
+
+  /// Nothing is made of what the lanes before the first column hold, but it should not be numbers that are slow.
+  void Clear(const Section& lanes) const {
+    for (std::size_t row = 0; row < Min(_chunkRows, _job.left.rows); ++row)
+      Store(Panel(0) + row * kTileLanes + Lead(lanes), Vector{});
+  }
 
   void Pack(const Section& lanes, const Section& factors, std::size_t row, std::size_t rows) const {
     const Centring leftCentring = Once(_job.leftCentring, factors.First() == 0);
