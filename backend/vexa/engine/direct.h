@@ -5,6 +5,10 @@
 /// Cross-products of columns that are left as they are multiplied: a tile takes one factor from where the columns lie, broadcast
 /// value by value within the multiplications. Only the other factor is packed, the left columns times the weights, as the
 /// lanes of the tile. So a column is packed once where panels of both factors would take two stores, and half of the cache.
+/// A cell is the same sum as ever, over the rows one after the other: only the places of a product's factors are exchanged,
+/// (w·left)·right and right·(w·left), which is the same product.
+///
+/// Worth it where a multiplication broadcasts at no cost, with 512-bit vectors.
 
 namespace vexa::engine {
 namespace VEXA_ENGINE_LEVEL {
@@ -113,8 +117,8 @@ inline void MultiplyColumns(std::size_t vectors, const Factors& factors, const d
   }
 }
 
-/// Some columns of a run, in vectors of which the first one is not full: so many places in it come before the first column.
-/// In a triangle the first columns have the fewest cells.
+/// Some columns of a run, each in a place of a vector. If they do not fill all vectors, the first one has places before its
+/// first column: in a triangle the first columns have the fewest cells, so fewest tiles have lanes without a column.
 class Section {
  public:
   Section(const Columns& run, std::size_t first)
@@ -138,6 +142,7 @@ class Section {
   const double* _places[kBlock];
 };
 
+/// The columns of a job section by section: a section of left columns as lanes, with one of right columns after the other.
 class DirectRun {
  public:
   DirectRun(const CrossProducts& job, double* scratch)
@@ -186,7 +191,7 @@ class DirectRun {
   // A vector on the diagonal has as many lanes as the tile has rows.
   static_assert(kTileRows == kLanes);
 
-  /// Columns as rows of tiles, of which the first one may be half or a quarter of one.
+  /// The rows of the tiles that have so many columns for factors: one of them may be half or a quarter of a tile.
   static std::size_t TileRows(std::size_t columns) {
     const std::size_t last = columns % kTileRows;
     const std::size_t whole = columns - last;
@@ -258,17 +263,17 @@ class DirectRun {
     const std::size_t begin = Lead(lanes);
     const std::size_t end = begin + lanes.Places();
     const std::size_t nextRow = row + rows < _job.left.rows ? row + rows : row;
+    const std::size_t skippedFirst = kTileRows - TileRows(kTileRows - factors.Before());
     for (std::size_t panel = 0; panel < end; panel += kTileLanes) {
       for (std::size_t place = 0; place < factors.Places(); place += kTileRows) {
         std::size_t lane = panel < begin ? begin : panel;
         const bool diagonal = onDiagonal && begin + place >= lane;
         if (diagonal) lane = begin + place;
         if (lane >= panel + kTileLanes) break;
-        // Of the first tile only the last columns may be there.
-        const std::size_t unused = place != 0 ? 0 : factors.Before() / (kTileRows / 4) * (kTileRows / 4);
-        const std::size_t skipped = unused == kTileRows / 4 ? 0 : unused;
-        const double* const* columns = factors.At(place + skipped);
-        Factors from{columns, row, factors.At(place), row};
+        const std::size_t skipped = place == 0 ? skippedFirst : 0;
+        // What the next chunk needs is fetched once: the factors with the last panel, the lanes with the first one unless
+        // they are the same. All other tiles ask for the rows that they read anyway.
+        Factors from{factors.At(place + skipped), row, factors.At(place), row};
         if (panel + kTileLanes >= end) {
           from.fetchedRow = nextRow;
         } else if (panel == 0 && !onDiagonal && place < lanes.Places()) {
