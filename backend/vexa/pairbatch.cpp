@@ -22,7 +22,7 @@ using Word = PresenceClasses::Word;
 constexpr Index kWordRows = 64;
 
 /// First columns of one call of the pair kernel: their sums stay in the second-level cache.
-constexpr Index kFirstColumns = 64;
+constexpr Index kFirstColumns = 128;
 
 constexpr Index kClassMax = PresenceClasses::kMaxColumns;
 

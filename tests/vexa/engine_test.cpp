@@ -103,7 +103,7 @@ TEST(Engine, BlocksOfColumnsGiveThePlainBits) {
 // The leading run of equal values is summed apart from the rest of a column, so where it ends matters.
 TEST(Engine, RunsOfEqualValuesGiveThePlainBits) {
   Random random(4);
-  for (const std::size_t run : Sizes{1, 2, 7, 8, 9, 63, 127, 128, 129, 255, 256, 257, 300}) {
+  for (const std::size_t run : Sizes{1, 2, 7, 8, 9, 63, 64, 65, 127, 128, 129, 255, 256, 257, 300}) {
     Rows rows = MakeRows(random, Shape(300, 21, run % 2 == 0));
     for (std::size_t col = 0; col < rows.columns.size(); col += 2) {
       std::fill_n(rows.columns[col].begin(), run, col == 4 ? std::numeric_limits<double>::infinity() : 0.1);

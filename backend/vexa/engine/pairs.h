@@ -15,8 +15,9 @@ constexpr std::size_t kPairVectors = 2;
 constexpr std::size_t kPairLanes = kPairVectors * kLanes;
 static_assert(kPairLanes <= kMaxPairLanes);
 
-/// Rows of a panel that stay in the first-level cache while all the first columns walk over them.
-constexpr std::size_t kPairRows = 128;
+/// Rows of a panel that stay in the first-level cache while all the first columns walk over them. Where the vectors are
+/// widest, twice as many would fill 32 KiB of it while means are formed.
+constexpr std::size_t kPairRows = kLanes == 8 ? 64 : 128;
 static_assert(kPairRows % kWordRows == 0);
 
 /// Adds to the lanes whose mask is set.
@@ -74,7 +75,9 @@ class PairKernel {
   PairKernel(const Pairs& job, PairSums* results, double* scratch)
       : _job(job),
         _results(results),
-        _states(reinterpret_cast<PairState*>(scratch + 2 * kPairRows * kWidth)) {
+        _states(reinterpret_cast<PairState*>(scratch + 2 * kPairRows * kWidth)),
+        _lines(job.secondCount * kLines),
+        _fetched((_lines + job.firstCount - 1) / job.firstCount) {
     _panel.values = scratch;
     _panel.weighted = scratch + kPairRows * kWidth;
   }
@@ -95,6 +98,8 @@ class PairKernel {
  private:
   static constexpr bool kUnit = !kCase && !kReg;
   static constexpr std::size_t kWidth = kVectors * kLanes;
+  static constexpr std::size_t kLines = kPairRows / kLineRows;
+  static constexpr int kSecondLevel = 2;  ///< of caches, for a fetch
 
   std::size_t Words() const { return (_panel.rows + kWordRows - 1) / kWordRows; }
   RowBits Present(std::size_t first) const { return _job.firstPresent[first] + _panel.row / kWordRows; }
@@ -105,6 +110,17 @@ class PairKernel {
     if (!kPair || first + 1 == _job.firstCount) return;
     const double* next = _job.first[first + 1] + _panel.row;
     for (std::size_t k = 0; k < kPairRows; k += kLineRows) __builtin_prefetch(next + k);
+  }
+
+  /// The rows of the panel that come next, a share of them with each first column, so that packing does not wait for the
+  /// third-level cache. Into the second level: the first one is full.
+  [[gnu::always_inline]] void FetchPanel(std::size_t first) const {
+    const std::size_t next = _panel.row + kPairRows;
+    if (next >= _job.rows) return;
+    const std::size_t begin = first * _fetched;
+    const std::size_t end = begin + _fetched < _lines ? begin + _fetched : _lines;
+    for (std::size_t line = begin; line < end; ++line)
+      __builtin_prefetch(_job.second[line / kLines] + next + line % kLines * kLineRows, 0, kSecondLevel);
   }
 
   void Begin(std::size_t first) {
@@ -152,6 +168,7 @@ class PairKernel {
 
   void SumRows(std::size_t first) {
     FetchAfter(first);
+    FetchPanel(first);
     alignas(kScratchAlignment) double weighted[kPairRows];
     if (kPair) {
       const double* x = _job.first[first] + _panel.row;
@@ -265,6 +282,7 @@ class PairKernel {
 
   void SumProducts(std::size_t first) {
     FetchAfter(first);
+    FetchPanel(first);
     PairSums& sums = _results[first];
     const double* x = kPair ? _job.first[first] + _panel.row : nullptr;
     const Vector missing = Broadcast(_job.missing);
@@ -305,6 +323,8 @@ class PairKernel {
   const Pairs& _job;
   PairSums* _results;
   PairState* _states;
+  const std::size_t _lines;    ///< of cache, of a panel's columns
+  const std::size_t _fetched;  ///< of these with each first column
   PanelRows _panel;
 };
 
