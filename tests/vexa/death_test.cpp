@@ -314,6 +314,7 @@ std::vector<BrokenPrecondition> PairwiseBlockTable(const Of& of, Fill fill) {
       {"_hasRegWeights == data.HasRegWeights()", of.Update(), [=] { *full += *FilledBatch(regWeights); }},
       {"_varStats.size() == nCols", of.Update(), [=] { fill(Sample(5, 5), 4, 2); }},
       {"colNum < _nColumns", kColumn, [=] { fill(Sample(5, 5), -1, 4); }},
+      {"colNum < _nColumns", kColumn, [=] { fill(Sample(5, 5), 1, 6); }},
       {"_varStats.size() == d._varStats.size()", of.Merge(), [=] { *full += *fill(regWeights, 1, 5); }},
       {"_hasRegWeights == d._hasRegWeights", of.Merge(), [=] { *full += *fill(regWeights, 1, 4); }},
       {"col < Col2() && col >= Col0()", var, [=] { full->Var(0); }},
