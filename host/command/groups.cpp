@@ -44,9 +44,10 @@ int RunGroups(const GroupOptions& options, Messages& messages) {
   page.tables = report.Tables();
   page.notes = report.Notes();
   page.undrawn = report.Undrawn();
-  if (session.WantsPictures())
+  if (session.WantsPictures()) {
     if (std::optional<render::Picture> picture = report.Draw(render::HeadingOf(page)))
       page.pictures.push_back(*std::move(picture));
+  }
   if (options.common.form != Form::kText)
     for (const std::string& note : page.notes) messages.Note(note);
   return session.Deliver(page);

@@ -133,8 +133,8 @@ void ExpectSorted(vexa::DataBatchByGroup& batch, const Rows& rows) {
     ASSERT_EQ(batch.groupCount(group), order.size() - before);
   }
   const auto check = [&](const double* sorted, const std::vector<double>& added) {
-    std::vector<double> expected;
-    for (const std::size_t row : order) expected.push_back(added[row]);
+    std::vector<double> expected(order.size());
+    std::transform(order.begin(), order.end(), expected.begin(), [&](std::size_t row) { return added[row]; });
     ASSERT_TRUE(SameBits({sorted, sorted + expected.size()}, expected));
   };
   ASSERT_EQ(batch.NRows(), rows.count);

@@ -452,13 +452,13 @@ class PackedRun {
         }
         // A vector on the diagonal has as many lanes as the tile has rows.
         constexpr bool kSquare = kTileRows == kLanes;
-        const bool diagonal =
-            IsTriangle(_job.shape) && left.First() + m == right.First() + panel + (vectors - 1) * kLanes;
+        const bool diagonal = kSquare && IsTriangle(_job.shape) &&
+                              left.First() + m == right.First() + panel + (vectors - 1) * kLanes;
         if (tileRows <= kTileRows / 4) {
           MultiplyTile<kTileRows / 4, false>(vectors, factors, values, rows, tile, next);
         } else if (tileRows <= kTileRows / 2) {
           MultiplyTile<kTileRows / 2, false>(vectors, factors, values, rows, tile, next);
-        } else if (kSquare && diagonal) {
+        } else if (diagonal) {
           MultiplyTile<kTileRows, kSquare>(vectors, factors, values, rows, tile, next);
         } else {
           MultiplyTile<kTileRows, false>(vectors, factors, values, rows, tile, next);
