@@ -40,7 +40,9 @@ DataBatch::DataBatch(unsigned int nColumns, unsigned int nRows, const double* pW
   std::unique_ptr<double[]> regWeights(pRegWeight ? new double[nRows] : nullptr);
   std::unique_ptr<unsigned int[]> groups(pGroup ? new unsigned int[nRows] : nullptr);
   const engine::Kernels* kernels = engine::ActiveForRows(nColumns);
-  if (kernels && nRows >= kFewestRows)
+  // Where the bound of AddRow's write cursor does not fit its type, each row goes the way that asserts it.
+  const bool bounded = (nColumns + std::uint64_t{1}) * nRows >> 32 == 0;
+  if (kernels && nRows >= kFewestRows && bounded)
     _pending = new PendingRows(*kernels, *this, pWeight || pRegWeight || pGroup ? 0 : nRows);
   _groups = groups.release();
   _columns = columns.release();

@@ -55,7 +55,7 @@ void PendingRows::FinishLine(const double* values, unsigned int row, double* to,
 }
 
 void PendingRows::Write(unsigned int nRows, double* to, std::size_t stride) {
-  // Only these: an accumulator may have changed the others since they were written.
+  // No row twice: an accumulator may have changed those that are written.
   for (; _settled != nRows; ++_settled) {
     const double* const kept = _rooms[_settled % kLineRows];
     double* cell = to + _settled;

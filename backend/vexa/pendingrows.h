@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 
 #include "aligned.h"
 #include "engine/engine.h"
@@ -57,7 +56,8 @@ class PendingRows {
   const engine::RowKernels _kernels;
   const std::size_t _nColumns;
   const std::size_t _width;
-  unsigned int _stop = 0;
+  unsigned int _stop =
+      0;  ///< The next row that is not kept at once: the last one of the line, or the batch's end.
   unsigned int _settled = 0;
   const unsigned int _keptAtOnce;
   AlignedCells _cells;

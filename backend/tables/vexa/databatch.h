@@ -19,12 +19,13 @@ class PendingRows;
 /// Accumulators take a batch by reference, and the listwise ones consume it: they leave its columns centred
 /// and its case weights multiplied by the regression weights.
 ///
-/// One thread at a time. Broken preconditions stop the process with an assertion; those of the functions
+/// One thread at a time, also among those that only look at it: Column() and accumulators first write what AddRow has not
+/// written yet. Broken preconditions stop the process with an assertion; those of the functions
 /// defined in this header follow the NDEBUG of the program that includes it, all others are always on.
 class VEXA_EXPORT DataBatch {
  public:
   /// @param nColumns values per row, at least 1
-  /// @param nRows    capacity in rows, at least 1; nColumns × nRows must stay below 2^32. The capacity is
+  /// @param nRows    capacity in rows, at least 1; (nColumns + 1) × nRows must stay below 2^32. The capacity is
   ///                 also the distance between two columns: see RecommendedRows.
   /// @param pWeight, pRegWeight, pGroup
   ///                 the host's current case weight, regression weight and group code, or null when its rows
@@ -40,8 +41,8 @@ class VEXA_EXPORT DataBatch {
   /// Bytes that one row occupies in a batch so constructed.
   static std::uint64_t RowSize(unsigned int nColumns, bool withWeights, bool withRegWeights, bool withGroups);
 
-  /// Appends one row of NColumns() values. The batch must not be full: NRows() < MaxRows(). O(columns), up to twice the time
-  /// of a copy of the row, or a few times that once Column() was called.
+  /// Appends one row of NColumns() values. The batch must not be full: NRows() < MaxRows(). O(columns), and slower once
+  /// Column() was called.
   void AddRow(const double* row);
 
   /// Appends nRows rows, the same as AddRow for each of them and 1.2 to 6 times as fast.
@@ -55,8 +56,9 @@ class VEXA_EXPORT DataBatch {
   /// Empties the batch and keeps its storage, for the next rows.
   void Clear();
 
-  /// The NRows() values of a column, contiguous and writable. The address stays the same as long as the batch lives, and what
-  /// AddRow adds later is there at once; for which it then writes every value by itself, and takes longer.
+  /// The NRows() values of a column, contiguous and writable. The address stays the same as long as the batch lives, after
+  /// Clear() too, and shows every later row at once; for which AddRow from now on writes every value by itself, and takes two
+  /// to three times as long.
   double* Column(unsigned int colNum) {
     assert(colNum < _nColumns);
     if (_pending) ShowColumns();
