@@ -14,7 +14,7 @@ using engine::kLineRows;
 
 namespace {
 
-/// Of a batch of fewer rows the room for pending ones would be the larger part.
+/// Batches of fewer rows are not worth a room for pending ones, which may take a page of its own.
 constexpr unsigned int kFewestRows = 64;
 
 }  // namespace

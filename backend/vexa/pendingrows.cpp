@@ -34,16 +34,17 @@ PendingRows::PendingRows(const engine::Kernels& kernels, const DataBatch& batch,
       _width(engine::KeptWidth(_nColumns)),
       _keptAtOnce(keptAtOnce) {
   const std::size_t size = (kLineRows - 1) * _width;
-  _cells = MakeAligned(size + kPage / sizeof(double));
+  const bool narrow = size * sizeof(double) <= kPage / 4;
+  _cells = MakeAligned(size + (narrow ? kPage / sizeof(double) : 0));
   _kept = _cells.get();
   // A processor first takes two addresses for the same one if the last 12 bits are: rows of 10 columns took up to seven times
-  // as long where a copy had these in common with the counters. Wide rows mind it less, and only short copies find a gap
-  // between the two objects wherever these are.
+  // as long where a copy had these in common with the counters. Wide rows mind it less. Narrow
+  // ones find a place within a page: what the two objects rule out is less than that.
   const auto aliases = [&] {
     const Bytes kept = {_kept, size * sizeof(double)};
     return Alias(kept, {&batch, sizeof batch}) || Alias(kept, {this, sizeof *this});
   };
-  while (size * sizeof(double) <= kPage / 4 && aliases()) _kept += kLineRows;
+  while (narrow && aliases()) _kept += kLineRows;
   for (std::size_t row = 0; row < std::size(_rooms); ++row) _rooms[row] = _kept + row * _width;
   Settle(0);
 }

@@ -9,6 +9,7 @@
 #include "support/bits.h"
 #include "support/rows.h"
 #include "support/statistics.h"
+#include "vexa/pendingrows.h"
 
 // The instruction set under test against the plain kernels, on shapes that fill, just miss or just exceed what the engine
 // works in: vectors, tiles, chunks of rows, blocks of columns.
@@ -152,6 +153,24 @@ TEST(Engine, ColumnsThatAreMissingTogetherGiveThePlainBits) {
       }
     }
   }
+}
+
+// Values are right without it too, but then every row takes the long way.
+TEST(Engine, RowsAreKeptAtOnceButForTheLastOneOfALine) {
+  if (!vexa::engine::Active()) GTEST_SKIP() << "no kernels, nothing is kept";
+  constexpr unsigned int kColumns = 10;
+  constexpr unsigned int kRows = 100;
+  const vexa::DataBatch batch(kColumns, kRows, nullptr, nullptr, nullptr);
+  vexa::PendingRows pending(*vexa::engine::Active(), batch, kRows);
+  std::vector<double> cells(kColumns * kRows);
+  const std::vector<double> row(kColumns, 1.0);
+  for (unsigned int k = 0; k < kRows; ++k) {
+    const bool last = vexa::PendingRows::FillsLine(k);
+    ASSERT_EQ(pending.KeepsAtOnce(k), !last) << k;
+    last ? pending.FillLine(row.data(), k, cells.data(), kRows) : pending.Keep(row.data(), k);
+    if (k % 21 == 0) pending.Write(k + 1, cells.data(), kRows);
+  }
+  EXPECT_FALSE(pending.KeepsAtOnce(kRows));
 }
 
 TEST(Engine, UnknownInstructionSetsAreRefused) {
