@@ -5,8 +5,7 @@
 #include <span>
 
 #include "batchweights.h"
-#include "vexa/databatch.h"
-#include "vexa/databatchbygroup.h"
+#include "settledcolumns.h"
 
 /// The phases in which the listwise and discriminant accumulators reduce a batch. Every cell is a sum of its
 /// own over the rows in ascending order, so the order in which cells are visited changes no value.
@@ -28,13 +27,6 @@ struct ColumnRun {
   ColumnRun Rows(unsigned int first, unsigned int count) const {
     return {base + first, stride, columns, count};
   }
-};
-
-/// The cells of a batch with all its rows in them, without what Column() has to promise a host: that an address once given
-/// out shows every row that comes later at once.
-struct SettledColumns {
-  static double* Of(DataBatch& batch);
-  static double* Of(DataBatchByGroup& batch) { return batch.Column(0); }
 };
 
 /// The run of `columns` columns that begins at column `first`. One that the batch does not have stops the process.

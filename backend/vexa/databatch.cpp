@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "aligned.h"
-#include "batchcolumns.h"
 #include "pendingrows.h"
+#include "settledcolumns.h"
 
 namespace vexa {
 
