@@ -38,8 +38,8 @@ PendingRows::PendingRows(const engine::Kernels& kernels, const DataBatch& batch,
   _cells = MakeAligned(size + (narrow ? kPage / sizeof(double) : 0));
   _kept = _cells.get();
   // A processor first takes two addresses for the same one if the last 12 bits are: rows of 10 columns took up to seven times
-  // as long where a copy had these in common with the counters. Wide rows mind it less. Narrow
-  // ones find a place within a page: what the two objects rule out is less than that.
+  // as long where a copy had these in common with the counters. Wide rows mind it less. Narrow ones find
+  // a place within a page: what the two objects rule out is less than that.
   const auto aliases = [&] {
     const Bytes kept = {_kept, size * sizeof(double)};
     return Alias(kept, {&batch, sizeof batch}) || Alias(kept, {this, sizeof *this});

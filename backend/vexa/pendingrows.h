@@ -56,13 +56,14 @@ class PendingRows {
   const engine::RowKernels _kernels;
   const std::size_t _nColumns;
   const std::size_t _width;
-  unsigned int _stop =
-      0;  ///< The next row that is not kept at once: the last one of the line, or the batch's end.
+  /// The next row that is not kept at once: the last one of its line, or the batch's end. 0 where no row is.
+  unsigned int _stop = 0;
   unsigned int _settled = 0;
   const unsigned int _keptAtOnce;
   AlignedCells _cells;
   double* _kept;
-  double* _rooms[engine::kLineRows - 1];  ///< The row that fills a line is not kept.
+  /// Of all rows of a line but the one that fills it, side by side from _kept on: looked up, as that is shorter than a product.
+  double* _rooms[engine::kLineRows - 1];
 };
 
 }  // namespace vexa
